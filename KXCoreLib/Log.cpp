@@ -1,0 +1,62 @@
+#include "Log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+
+namespace KXCore {
+namespace {
+
+/// Characters of the time text that head a line: all of ctime's but its newline.
+constexpr int kTimeLength = 24;
+
+/// A copy of the time text, taken while no other line is asking for it: ctime has one buffer for the whole process.
+struct TimeText {
+    TimeText() noexcept {
+        static std::mutex mutex;
+        const std::lock_guard lock(mutex);
+        std::snprintf(text, sizeof text, "%.*s", kTimeLength, CurrentTimeCStr());
+    }
+
+    char text[kTimeLength + 1];
+};
+
+}  // namespace
+
+const char* CurrentTimeCStr() noexcept {
+    const std::time_t now = std::time(nullptr);
+    if (now == static_cast<std::time_t>(-1)) return "Failure to compute the current time.";
+    const char* const text = std::ctime(&now);
+    return text ? text : "Failure to convert the current time.";
+}
+
+void LogLine(const char* format, ...) noexcept {
+    const TimeText time;
+    char message[1024];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(message, sizeof message, format, arguments);
+    if (length >= 0 && static_cast<std::size_t>(length) < sizeof message) {
+        std::fprintf(stderr, "[%.24s]%s", time.text, message);
+    } else {
+        // Too long for the buffer: in two pieces, with the stream held so that no other line comes between.
+        flockfile(stderr);
+        std::fprintf(stderr, "[%.24s]", time.text);
+        std::vfprintf(stderr, format, again);
+        funlockfile(stderr);
+    }
+    va_end(again);
+    va_end(arguments);
+}
+
+void FatalExit(const char* file, int line) noexcept {
+    LogLine("%s:%d: abort() called\n", file, line);
+    std::abort();
+}
+
+}  // namespace KXCore

@@ -1,0 +1,247 @@
+#include "Object.h"
+
+#include <CoreFoundation/CFString.h>
+
+#include <cstdlib>
+#include <vector>
+
+using namespace KXPlatform;
+
+const CFIndex kCFNotFound = -1;
+double kCFCoreFoundationVersionNumber = 1575.401;
+
+// ---- Allocators
+
+namespace {
+
+void finalizeAllocator(Object* object) noexcept;
+
+constexpr Class kAllocatorClass{"CFAllocator", TypeID::Allocator, finalizeAllocator, nullptr, nullptr, nullptr};
+
+void* mallocAllocate(CFIndex size, CFOptionFlags, void*) { return std::malloc(static_cast<std::size_t>(size)); }
+void* mallocReallocate(void* memory, CFIndex size, CFOptionFlags, void*) {
+    return std::realloc(memory, static_cast<std::size_t>(size));
+}
+void mallocDeallocate(void* memory, void*) { std::free(memory); }
+
+constexpr CFAllocatorContext kMallocContext{
+    0, nullptr, nullptr, nullptr, nullptr, mallocAllocate, mallocReallocate, mallocDeallocate, nullptr};
+constexpr CFAllocatorContext kNullContext{};
+
+}  // namespace
+
+struct __CFAllocator : Object {
+    explicit __CFAllocator(const CFAllocatorContext& c) noexcept : Object(kAllocatorClass), context(c) {}
+    constexpr __CFAllocator(const CFAllocatorContext& c, ImmortalTag tag) noexcept
+        : Object(kAllocatorClass, tag), context(c) {}
+
+    CFAllocatorContext context;
+};
+
+namespace {
+
+constinit const __CFAllocator systemDefaultAllocator(kMallocContext, Object::Immortal);
+constinit const __CFAllocator mallocAllocator(kMallocContext, Object::Immortal);
+constinit const __CFAllocator mallocZoneAllocator(kMallocContext, Object::Immortal);
+constinit const __CFAllocator nullAllocator(kNullContext, Object::Immortal);
+constinit const __CFAllocator useContextAllocator(kNullContext, Object::Immortal);
+
+thread_local CFAllocatorRef threadDefault = nullptr;
+
+void finalizeAllocator(Object* object) noexcept {
+    const CFAllocatorContext& context = static_cast<__CFAllocator*>(object)->context;
+    if (context.release) context.release(context.info);
+}
+
+CFAllocatorRef resolve(CFAllocatorRef allocator) noexcept { return allocator ? allocator : CFAllocatorGetDefault(); }
+
+}  // namespace
+
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+const CFAllocatorRef kCFAllocatorSystemDefault = &systemDefaultAllocator;
+const CFAllocatorRef kCFAllocatorMalloc = &mallocAllocator;
+const CFAllocatorRef kCFAllocatorMallocZone = &mallocZoneAllocator;
+const CFAllocatorRef kCFAllocatorNull = &nullAllocator;
+const CFAllocatorRef kCFAllocatorUseContext = &useContextAllocator;
+
+CFTypeID CFAllocatorGetTypeID() { return number(TypeID::Allocator); }
+
+void CFAllocatorSetDefault(CFAllocatorRef allocator) {
+    if (!isOfType(allocator, TypeID::Allocator)) return;
+    // As on the platform, the new default is retained and never released: objects may outlive the change.
+    threadDefault = static_cast<CFAllocatorRef>(CFRetain(allocator));
+}
+
+CFAllocatorRef CFAllocatorGetDefault() { return threadDefault ? threadDefault : kCFAllocatorSystemDefault; }
+
+CFAllocatorRef CFAllocatorCreate(CFAllocatorRef allocator, CFAllocatorContext* context) {
+    if (!context || context->version != 0) return nullptr;
+    // An allocator that keeps itself in memory of its own gains nothing by it here: the object header would still
+    // have to be told apart from what it hands out, so such an allocator lives in the system's memory.
+    if (allocator == kCFAllocatorUseContext) allocator = kCFAllocatorSystemDefault;
+    __CFAllocator* const made = make<__CFAllocator>(allocator, 0, *context);
+    if (made && context->retain) made->context.info = const_cast<void*>(context->retain(context->info));
+    return made;
+}
+
+void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint) {
+    if (size <= 0) return nullptr;
+    const CFAllocatorContext& context = resolve(allocator)->context;
+    return context.allocate ? context.allocate(size, hint, context.info) : nullptr;
+}
+
+void* CFAllocatorReallocate(CFAllocatorRef allocator, void* ptr, CFIndex newsize, CFOptionFlags hint) {
+    allocator = resolve(allocator);
+    if (!ptr) return CFAllocatorAllocate(allocator, newsize, hint);
+    if (newsize <= 0) {
+        CFAllocatorDeallocate(allocator, ptr);
+        return nullptr;
+    }
+    const CFAllocatorContext& context = allocator->context;
+    return context.reallocate ? context.reallocate(ptr, newsize, hint, context.info) : nullptr;
+}
+
+void CFAllocatorDeallocate(CFAllocatorRef allocator, void* ptr) {
+    const CFAllocatorContext& context = resolve(allocator)->context;
+    if (ptr && context.deallocate) context.deallocate(ptr, context.info);
+}
+
+CFIndex CFAllocatorGetPreferredSizeForSize(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint) {
+    const CFAllocatorContext& context = resolve(allocator)->context;
+    if (size > 0 && context.preferredSize) return context.preferredSize(size, hint, context.info);
+    return size;
+}
+
+void CFAllocatorGetContext(CFAllocatorRef allocator, CFAllocatorContext* context) {
+    if (context) *context = resolve(allocator)->context;
+}
+
+// ---- Null
+
+namespace {
+
+constexpr Class kNullClass{"CFNull", TypeID::Null, nullptr, nullptr, nullptr, nullptr};
+
+}  // namespace
+
+struct __CFNull : Object {
+    using Object::Object;
+};
+
+namespace {
+constinit const __CFNull nullObject(kNullClass, Object::Immortal);
+}
+
+const CFNullRef kCFNull = &nullObject;
+
+CFTypeID CFNullGetTypeID() { return number(TypeID::Null); }
+
+// ---- Life
+
+namespace {
+
+/// The allocator of an object that is not the system's default stands this far before it.
+constexpr std::size_t kPrefix = alignof(std::max_align_t);
+
+/// Destroying a container destroys what it alone held, and so on down. Below this depth the rest waits its turn, so
+/// that no nesting, however deep, uses up the stack.
+constexpr int kMaximumDepth = 64;
+
+void destroy(const Object* object) noexcept {
+    Object* const dying = const_cast<Object*>(object);
+    const std::uint8_t flags = dying->flags;
+    if (dying->cls->finalize) dying->cls->finalize(dying);
+    deallocateObject(dying, flags);
+}
+
+void destroyFlat(const Object* object) noexcept {
+    struct State {
+        int depth = 0;
+        std::vector<const Object*> waiting;
+    };
+    static thread_local State* current = nullptr;
+    if (!current) {
+        State state;
+        current = &state;
+        destroy(object);
+        while (!state.waiting.empty()) {
+            const Object* const next = state.waiting.back();
+            state.waiting.pop_back();
+            destroy(next);
+        }
+        current = nullptr;
+        return;
+    }
+    if (current->depth >= kMaximumDepth) {
+        current->waiting.push_back(object);
+        return;
+    }
+    ++current->depth;
+    destroy(object);
+    --current->depth;
+}
+
+}  // namespace
+
+namespace KXPlatform {
+
+void* allocateObject(CFAllocatorRef allocator, std::size_t size, std::uint8_t& flags) noexcept {
+    allocator = resolve(allocator);
+    if (allocator == kCFAllocatorSystemDefault) return std::malloc(size);
+    if (size > static_cast<std::size_t>(PTRDIFF_MAX) - kPrefix) return nullptr;
+    void* const memory = CFAllocatorAllocate(allocator, static_cast<CFIndex>(size + kPrefix), 0);
+    if (!memory) return nullptr;
+    flags |= Object::kOwnAllocator;
+    ::new (memory) CFAllocatorRef(static_cast<CFAllocatorRef>(CFRetain(allocator)));
+    return static_cast<std::byte*>(memory) + kPrefix;
+}
+
+void deallocateObject(void* memory, std::uint8_t flags) noexcept {
+    if (!(flags & Object::kOwnAllocator)) {
+        std::free(memory);
+        return;
+    }
+    void* const start = static_cast<std::byte*>(memory) - kPrefix;
+    const CFAllocatorRef allocator = *static_cast<CFAllocatorRef*>(start);
+    CFAllocatorDeallocate(allocator, start);
+    CFRelease(allocator);
+}
+
+}  // namespace KXPlatform
+
+CFTypeID CFGetTypeID(CFTypeRef cf) { return cf ? number(object(cf)->cls->typeID) : 0; }
+
+CFTypeRef CFRetain(CFTypeRef cf) {
+    if (cf && !(object(cf)->flags & Object::kImmortal)) object(cf)->count.fetch_add(1, std::memory_order_relaxed);
+    return cf;
+}
+
+void CFRelease(CFTypeRef cf) {
+    if (!cf || (object(cf)->flags & Object::kImmortal)) return;
+    // Acquire pairs with the releases of the other owners: what they wrote is seen before the object is torn down.
+    if (object(cf)->count.fetch_sub(1, std::memory_order_acq_rel) == 1) destroyFlat(object(cf));
+}
+
+CFIndex CFGetRetainCount(CFTypeRef cf) {
+    if (!cf) return 0;
+    if (object(cf)->flags & Object::kImmortal) return INT64_MAX;
+    return static_cast<CFIndex>(object(cf)->count.load(std::memory_order_relaxed));
+}
+
+CFTypeRef CFMakeCollectable(CFTypeRef cf) { return cf; }
+
+CFAllocatorRef CFGetAllocator(CFTypeRef cf) {
+    if (!cf || !(object(cf)->flags & Object::kOwnAllocator)) return kCFAllocatorSystemDefault;
+    return *reinterpret_cast<const CFAllocatorRef*>(static_cast<const std::byte*>(cf) - kPrefix);
+}
+
+Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {
+    if (cf1 == cf2) return true;
+    if (!cf1 || !cf2 || object(cf1)->cls != object(cf2)->cls || !object(cf1)->cls->equal) return false;
+    return object(cf1)->cls->equal(object(cf1), object(cf2));
+}
+
+CFHashCode CFHash(CFTypeRef cf) {
+    if (cf && object(cf)->cls->hash) return object(cf)->cls->hash(object(cf));
+    return reinterpret_cast<std::uintptr_t>(cf) >> 4;
+}

@@ -1,0 +1,124 @@
+#pragma once
+
+// The object model under every type of this platform.
+//
+// An object begins with one header: its class, its count of references and a few flags. The class is a constant table
+// of what differs between types. An object is made by make(), counted by CFRetain and CFRelease, and destroyed on the
+// thread that drops its last reference; immortal objects (constants) are never counted and never freed.
+
+#include <CoreFoundation/CFBase.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace KXPlatform {
+
+/// The identifier of each type: fixed, so that answering it costs nothing and needs no registration.
+enum class TypeID : CFTypeID {
+    None = 0,
+    Null,
+    Allocator,
+    String,
+    Data,
+    Array,
+    Dictionary,
+    Set,
+    Number,
+    Boolean,
+    Date,
+    UUID,
+    Error,
+    RunLoop,
+    RunLoopSource,
+    RunLoopObserver,
+    RunLoopTimer,
+    MachPort,
+    FileDescriptor,
+    DynamicStore,
+    Count
+};
+
+struct Object;
+
+/// What the model must know about a type. `finalize` ends an object's life (it runs the destructor) and leaves the
+/// memory; null where there is nothing to end. Null `equal` and `hash` go by identity, null `copyDescription` gives
+/// "<Name 0x...>". `equal` is only asked for two objects of this class that are not the same.
+struct Class {
+    const char* name;
+    TypeID typeID;
+    void (*finalize)(Object*) noexcept;
+    bool (*equal)(const Object*, const Object*);
+    CFHashCode (*hash)(const Object*);
+    CFStringRef (*copyDescription)(const Object*);
+};
+
+struct Object {
+    static constexpr std::uint8_t kImmortal = 1;      ///< a constant: never counted, never freed
+    static constexpr std::uint8_t kOwnAllocator = 2;  ///< an allocator reference stands before the object
+
+    enum ImmortalTag { Immortal };
+
+    explicit constexpr Object(const Class& c) noexcept : cls(&c) {}
+    constexpr Object(const Class& c, ImmortalTag) noexcept : cls(&c), flags(kImmortal) {}
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+
+    const Class* cls;
+    mutable std::atomic<std::uint32_t> count{1};
+    std::uint8_t flags = 0;
+    std::uint8_t bits = 0;    ///< for the type's own use
+    std::uint16_t spare = 0;  ///< for the type's own use
+};
+static_assert(sizeof(Object) == 16);
+
+/// `cf` as an object. Every reference that a caller may hold points at an Object.
+inline const Object* object(CFTypeRef cf) noexcept { return static_cast<const Object*>(cf); }
+
+inline bool isOfType(CFTypeRef cf, TypeID id) noexcept { return cf && object(cf)->cls->typeID == id; }
+
+inline CFTypeID number(TypeID id) noexcept { return static_cast<CFTypeID>(id); }
+
+/// Memory for an object of `size` bytes from `allocator` (null: the thread's default). The flag to set on the object
+/// comes back in `flags`. Null when the allocator gives none.
+void* allocateObject(CFAllocatorRef allocator, std::size_t size, std::uint8_t& flags) noexcept;
+
+/// Gives back what allocateObject gave.
+void deallocateObject(void* memory, std::uint8_t flags) noexcept;
+
+/// Makes an object of type T with `trailing` bytes after it (see trailing()). Null when there is no memory.
+template <class T, class... Args>
+T* make(CFAllocatorRef allocator, std::size_t trailing, Args&&... args) noexcept {
+    static_assert(std::is_base_of_v<Object, T> && std::is_nothrow_constructible_v<T, Args...>);
+    static_assert(alignof(T) <= alignof(std::max_align_t));
+    std::uint8_t flags = 0;
+    if (trailing > static_cast<std::size_t>(PTRDIFF_MAX) - sizeof(T)) return nullptr;
+    void* const memory = allocateObject(allocator, sizeof(T) + trailing, flags);
+    if (!memory) return nullptr;
+    T* const made = ::new (memory) T(std::forward<Args>(args)...);
+    made->flags |= flags;
+    return made;
+}
+
+/// The bytes that make() reserved after the object.
+template <class T>
+std::byte* trailing(T* object) noexcept {
+    return reinterpret_cast<std::byte*>(object) + sizeof(T);
+}
+
+/// For Class::finalize: runs T's destructor.
+template <class T>
+void finalizeAs(Object* object) noexcept {
+    static_cast<T*>(object)->~T();
+}
+
+/// Frees memory of a type's own (buffers) through an allocator, holding on to what the platform's allocators are.
+struct AllocatorDelete {
+    CFAllocatorRef allocator;
+    void operator()(void* memory) const noexcept { CFAllocatorDeallocate(allocator, memory); }
+};
+
+}  // namespace KXPlatform

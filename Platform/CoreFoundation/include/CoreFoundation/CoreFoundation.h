@@ -1,0 +1,20 @@
+#pragma once
+
+/// Everything this platform provides of CoreFoundation, under the names, types and values of macOS.
+
+#include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFData.h>
+#include <CoreFoundation/CFDate.h>
+#include <CoreFoundation/CFDictionary.h>
+#include <CoreFoundation/CFError.h>
+#include <CoreFoundation/CFFileDescriptor.h>
+#include <CoreFoundation/CFMachPort.h>
+#include <CoreFoundation/CFNumber.h>
+#include <CoreFoundation/CFOpaqueTypes.h>
+#include <CoreFoundation/CFPropertyList.h>
+#include <CoreFoundation/CFRunLoop.h>
+#include <CoreFoundation/CFSet.h>
+#include <CoreFoundation/CFString.h>
+#include <CoreFoundation/CFStringEncodingExt.h>
+#include <CoreFoundation/CFUUID.h>

@@ -1,0 +1,105 @@
+# kx_component(<library> <name>
+#              [SOURCES <file>...]              default: <name>.cpp; "NONE" for a component that is only headers
+#              [HEADERS <file>...]              exported headers, below the library's include folder
+#              [LABELS <label>...]              labels of its test; "threads" also puts it into the ThreadSanitizer run
+#              [TEST_SOURCES <file>...]         more sources of its test
+#              [TEST_LIBRARIES <target>...]     what its test links beside the library and GoogleTest
+#              [TEST_ENVIRONMENT <VAR=value>...] environment of its test
+#              [BENCHMARK_LIBRARIES <target>...] peers that its benchmark links
+#              [FUZZ_SOURCES <file>...])        more sources of its fuzz target
+#
+# Declares one component of a library: adds its sources, and finds what belongs to it by its name:
+#
+#     Tests/<library folder>/<name>Test.cpp    its test
+#     Benchmarks/<name>Benchmark.cpp           its benchmark
+#     Fuzz/<name>Fuzz.cpp                      its fuzz target, with the corpus Fuzz/corpus/<name>/
+#
+# Call it in the folder of the sources; the library's target must exist.
+function(kx_component library name)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" ""
+    "SOURCES;HEADERS;LABELS;TEST_SOURCES;TEST_LIBRARIES;TEST_ENVIRONMENT;BENCHMARK_LIBRARIES;FUZZ_SOURCES")
+  if(arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "kx_component(${library} ${name}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
+  endif()
+
+  if(NOT arg_SOURCES)
+    set(arg_SOURCES ${name}.cpp)
+  endif()
+  if(NOT arg_SOURCES STREQUAL "NONE")
+    list(TRANSFORM arg_SOURCES PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+    target_sources(${library} PRIVATE ${arg_SOURCES})
+  endif()
+  foreach(header IN LISTS arg_HEADERS)
+    if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/include/${header}")
+      message(FATAL_ERROR "kx_component(${library} ${name}): no header include/${header}")
+    endif()
+  endforeach()
+
+  file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
+
+  set(test "${PROJECT_SOURCE_DIR}/Tests/${folder}/${name}Test.cpp")
+  if(KX_BUILD_TESTS AND EXISTS "${test}" AND (NOT KX_TESTS_OF_THREADS_ONLY OR "threads" IN_LIST arg_LABELS))
+    list(TRANSFORM arg_TEST_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/Tests/${folder}/")
+    kx_test(${name}Test SOURCES ${test} ${arg_TEST_SOURCES} LIBRARIES ${library} ${arg_TEST_LIBRARIES}
+            LABELS ${arg_LABELS} ENVIRONMENT ${arg_TEST_ENVIRONMENT})
+    target_include_directories(${name}Test PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}")
+  endif()
+
+  set(benchmark "${PROJECT_SOURCE_DIR}/Benchmarks/${name}Benchmark.cpp")
+  if(KX_BUILD_BENCHMARKS AND EXISTS "${benchmark}")
+    add_executable(${name}Benchmark "${benchmark}")
+    target_include_directories(${name}Benchmark PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}")
+    target_link_libraries(${name}Benchmark PRIVATE ${library} ${arg_BENCHMARK_LIBRARIES} benchmark::benchmark_main)
+    set_target_properties(${name}Benchmark PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bench")
+  endif()
+
+  set(fuzzer "${PROJECT_SOURCE_DIR}/Fuzz/${name}Fuzz.cpp")
+  if(KX_BUILD_FUZZERS AND EXISTS "${fuzzer}")
+    list(TRANSFORM arg_FUZZ_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")
+    kx_fuzzer(${name} SOURCES ${fuzzer} ${arg_FUZZ_SOURCES} LIBRARIES ${library} ${arg_TEST_LIBRARIES})
+  endif()
+endfunction()
+
+# kx_test(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...] [ENVIRONMENT <VAR=value>...])
+#
+# A GoogleTest program. Tests stand under CTest case by case, or as whole programs where starting each case costs too
+# much (the sanitizers).
+function(kx_test target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT")
+  add_executable(${target} ${arg_SOURCES})
+  target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} KXWarnings GTest::gmock GTest::gtest_main Threads::Threads)
+  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/Tests")
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")
+  list(APPEND arg_ENVIRONMENT "KX_SOURCE_DIR=${PROJECT_SOURCE_DIR}" "KX_BINARY_DIR=${PROJECT_BINARY_DIR}")
+  if(KX_TEST_PER_CASE)
+    string(REPLACE ";" "\\;" environment "${arg_ENVIRONMENT}")
+    string(REPLACE ";" "\\;" labels "${arg_LABELS}")
+    gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+      PROPERTIES TIMEOUT 300 LABELS "${labels}" ENVIRONMENT "${environment}")
+  else()
+    add_test(NAME ${target} COMMAND ${target})
+    set_tests_properties(${target} PROPERTIES TIMEOUT 900 LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+  endif()
+endfunction()
+
+# kx_fuzzer(<name> SOURCES <file>... [LIBRARIES <target>...])
+#
+# A libFuzzer program <name>Fuzz, run briefly by CTest over its kept corpus, and longer by scripts/fuzz.
+function(kx_fuzzer name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  add_executable(${name}Fuzz ${arg_SOURCES})
+  target_compile_options(${name}Fuzz PRIVATE -fsanitize=fuzzer)
+  target_link_options(${name}Fuzz PRIVATE -fsanitize=fuzzer)
+  target_link_libraries(${name}Fuzz PRIVATE ${arg_LIBRARIES} KXWarnings Threads::Threads)
+  target_include_directories(${name}Fuzz PRIVATE "${PROJECT_SOURCE_DIR}/Tests" "${CMAKE_CURRENT_SOURCE_DIR}")
+  set_target_properties(${name}Fuzz PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/fuzz")
+  if(KX_BUILD_TESTS)
+    set(corpus "${PROJECT_SOURCE_DIR}/Fuzz/corpus/${name}")
+    set(found "${PROJECT_BINARY_DIR}/fuzz/found/${name}")
+    file(MAKE_DIRECTORY "${found}")
+    add_test(NAME Fuzz.${name}
+      COMMAND ${name}Fuzz -max_total_time=5 -timeout=20 -rss_limit_mb=1024 -print_final_stats=1
+              "-artifact_prefix=${found}/" "${found}" "${corpus}")
+    set_tests_properties(Fuzz.${name} PROPERTIES TIMEOUT 120 LABELS fuzz)
+  endif()
+endfunction()

@@ -1,0 +1,20 @@
+# The libraries that everything stands on. All are packages of the distribution (Homebrew's on macOS); nothing is
+# downloaded. What only a tool, a test or a benchmark needs is looked for beside it.
+
+find_package(Threads REQUIRED)
+find_package(Boost 1.74 REQUIRED)
+find_package(SQLite3 REQUIRED)
+
+if(NOT APPLE)
+  find_package(PkgConfig REQUIRED)
+  find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
+  pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
+endif()
+
+if(KX_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+if(KX_BUILD_BENCHMARKS)
+  find_package(benchmark REQUIRED)
+endif()

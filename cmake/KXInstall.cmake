@@ -1,0 +1,33 @@
+# The installed side: libraries, headers, a CMake package and a pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+set(kx_package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/KXCoreLib")
+
+install(TARGETS KXCoreLib KXPlatform EXPORT KXCoreLibTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY KXCoreLib/include/KXCoreLib DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+if(NOT APPLE)
+  # The platform's headers carry the names of the system's own; a folder of their own keeps the two apart.
+  install(DIRECTORY Platform/CoreFoundation/include/ Platform/SystemConfiguration/include/ Platform/System/include/
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KXPlatform FILES_MATCHING PATTERN "*.h")
+endif()
+
+install(EXPORT KXCoreLibTargets NAMESPACE KXCoreLib:: DESTINATION ${kx_package_folder})
+configure_package_config_file(cmake/KXCoreLibConfig.cmake.in "${PROJECT_BINARY_DIR}/KXCoreLibConfig.cmake"
+                              INSTALL_DESTINATION ${kx_package_folder})
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/KXCoreLibConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/KXCoreLibConfig.cmake" "${PROJECT_BINARY_DIR}/KXCoreLibConfigVersion.cmake"
+        DESTINATION ${kx_package_folder})
+
+if(APPLE)
+  set(kx_pc_libs "-lKXCoreLib -framework CoreFoundation -framework SystemConfiguration -framework CoreServices")
+  set(kx_pc_cflags "")
+else()
+  set(kx_pc_libs "-lKXCoreLib -lKXPlatform")
+  set(kx_pc_cflags "-I\${includedir}/KXPlatform")
+endif()
+configure_file(cmake/KXCoreLib.pc.in "${PROJECT_BINARY_DIR}/KXCoreLib.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/KXCoreLib.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -4,7 +4,6 @@
 #              [LABELS <label>...]              labels of its test; "threads" also puts it into the ThreadSanitizer run
 #              [TEST_SOURCES <file>...]         more sources of its test
 #              [TEST_LIBRARIES <target>...]     what its test links beside the library and GoogleTest
-#              [TEST_ENVIRONMENT <VAR=value>...] environment of its test
 #              [BENCHMARK_LIBRARIES <target>...] peers that its benchmark links
 #              [FUZZ_SOURCES <file>...])        more sources of its fuzz target
 #
@@ -17,7 +16,7 @@
 # Call it in the folder of the sources; the library's target must exist.
 function(kx_component library name)
   cmake_parse_arguments(PARSE_ARGV 2 arg "" ""
-    "SOURCES;HEADERS;LABELS;TEST_SOURCES;TEST_LIBRARIES;TEST_ENVIRONMENT;BENCHMARK_LIBRARIES;FUZZ_SOURCES")
+    "SOURCES;HEADERS;LABELS;TEST_SOURCES;TEST_LIBRARIES;BENCHMARK_LIBRARIES;FUZZ_SOURCES")
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "kx_component(${library} ${name}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
   endif()
@@ -41,7 +40,7 @@ function(kx_component library name)
   if(KX_BUILD_TESTS AND EXISTS "${test}" AND (NOT KX_TESTS_OF_THREADS_ONLY OR "threads" IN_LIST arg_LABELS))
     list(TRANSFORM arg_TEST_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/Tests/${folder}/")
     kx_test(${name}Test SOURCES ${test} ${arg_TEST_SOURCES} LIBRARIES ${library} ${arg_TEST_LIBRARIES}
-            LABELS ${arg_LABELS} ENVIRONMENT ${arg_TEST_ENVIRONMENT})
+            LABELS ${arg_LABELS})
     target_include_directories(${name}Test PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}")
   endif()
 
@@ -60,25 +59,27 @@ function(kx_component library name)
   endif()
 endfunction()
 
-# kx_test(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...] [ENVIRONMENT <VAR=value>...])
+# kx_test(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])
 #
-# A GoogleTest program. Tests stand under CTest case by case, or as whole programs where starting each case costs too
+# A GoogleTest program; KX_SOURCE_DIR and KX_BINARY_DIR are defined in it as texts. Tests stand under CTest case by case, or as whole programs where starting each case costs too
 # much (the sanitizers).
 function(kx_test target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;LABELS")
   add_executable(${target} ${arg_SOURCES})
   target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} KXWarnings GTest::gmock GTest::gtest_main Threads::Threads)
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/Tests")
+  target_compile_definitions(${target} PRIVATE
+    KX_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KX_BINARY_DIR="${PROJECT_BINARY_DIR}")
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")
-  list(APPEND arg_ENVIRONMENT "KX_SOURCE_DIR=${PROJECT_SOURCE_DIR}" "KX_BINARY_DIR=${PROJECT_BINARY_DIR}")
   if(KX_TEST_PER_CASE)
-    string(REPLACE ";" "\\;" environment "${arg_ENVIRONMENT}")
-    string(REPLACE ";" "\\;" labels "${arg_LABELS}")
-    gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-      PROPERTIES TIMEOUT 300 LABELS "${labels}" ENVIRONMENT "${environment}")
+    set(properties TIMEOUT 300)
+    if(arg_LABELS)
+      list(APPEND properties LABELS ${arg_LABELS})
+    endif()
+    gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
   else()
     add_test(NAME ${target} COMMAND ${target})
-    set_tests_properties(${target} PROPERTIES TIMEOUT 900 LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+    set_tests_properties(${target} PROPERTIES TIMEOUT 900 LABELS "${arg_LABELS}")
   endif()
 endfunction()
 

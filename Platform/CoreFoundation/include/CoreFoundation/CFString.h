@@ -206,6 +206,12 @@ CF_EXPORT CFStringEncoding CFStringGetMostCompatibleMacStringEncoding(CFStringEn
 CF_EXPORT void CFShow(CFTypeRef obj);
 CF_EXPORT void CFShowStr(CFStringRef str);
 
+// The functions below are compiled by C as well, which knows one kind of cast only.
+#ifdef __cplusplus
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wold-style-cast"
+#endif
+
 CF_INLINE void CFStringInitInlineBuffer(CFStringRef str, CFStringInlineBuffer* buf, CFRange range) {
     buf->theString = str;
     buf->rangeToBuffer = range;
@@ -252,6 +258,10 @@ CF_INLINE Boolean CFStringGetSurrogatePairForLongCharacter(UTF32Char character, 
     surrogates[1] = (UniChar)(0xDC00u + ((character - 0x10000u) & 0x3FFu));
     return true;
 }
+
+#ifdef __cplusplus
+#pragma GCC diagnostic pop
+#endif
 
 /// A constant string from a literal. Costs one check after its first use; the string is never freed, and equal
 /// literals give the same object. The literal is UTF-8.

@@ -61,8 +61,8 @@ endfunction()
 
 # kx_test(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])
 #
-# A GoogleTest program; KX_SOURCE_DIR and KX_BINARY_DIR are defined in it as texts. Tests stand under CTest case by case, or as whole programs where starting each case costs too
-# much (the sanitizers).
+# A GoogleTest program; KX_SOURCE_DIR and KX_BINARY_DIR are defined in it as texts. Tests stand under CTest case by
+# case, or as whole programs where starting each case costs too much (the sanitizers).
 function(kx_test target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;LABELS")
   add_executable(${target} ${arg_SOURCES})
@@ -78,8 +78,8 @@ function(kx_test target)
     endif()
     gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
   else()
-    add_test(NAME ${target} COMMAND ${target})
-    set_tests_properties(${target} PROPERTIES TIMEOUT 900 LABELS "${arg_LABELS}")
+    add_test(NAME ${KX_TEST_PREFIX}${target} COMMAND ${target})
+    set_tests_properties(${KX_TEST_PREFIX}${target} PROPERTIES TIMEOUT 900 LABELS "${arg_LABELS}")
   endif()
 endfunction()
 
@@ -94,13 +94,13 @@ function(kx_fuzzer name)
   target_link_libraries(${name}Fuzz PRIVATE ${arg_LIBRARIES} KXWarnings Threads::Threads)
   target_include_directories(${name}Fuzz PRIVATE "${PROJECT_SOURCE_DIR}/Tests" "${CMAKE_CURRENT_SOURCE_DIR}")
   set_target_properties(${name}Fuzz PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/fuzz")
-  if(KX_BUILD_TESTS)
-    set(corpus "${PROJECT_SOURCE_DIR}/Fuzz/corpus/${name}")
-    set(found "${PROJECT_BINARY_DIR}/fuzz/found/${name}")
-    file(MAKE_DIRECTORY "${found}")
-    add_test(NAME Fuzz.${name}
-      COMMAND ${name}Fuzz -max_total_time=5 -timeout=20 -rss_limit_mb=1024 -print_final_stats=1
-              "-artifact_prefix=${found}/" "${found}" "${corpus}")
-    set_tests_properties(Fuzz.${name} PROPERTIES TIMEOUT 120 LABELS fuzz)
+  set(corpus "${PROJECT_SOURCE_DIR}/Fuzz/corpus/${name}")
+  set(found "${PROJECT_BINARY_DIR}/fuzz/found/${name}")
+  file(MAKE_DIRECTORY "${found}")
+  if(NOT EXISTS "${corpus}")
+    set(corpus "")
   endif()
+  add_test(NAME ${KX_TEST_PREFIX}${name}
+    COMMAND ${name}Fuzz -max_total_time=5 -timeout=20 -rss_limit_mb=1024 "-artifact_prefix=${found}/" "${found}" ${corpus})
+  set_tests_properties(${KX_TEST_PREFIX}${name} PROPERTIES TIMEOUT 120 LABELS fuzz)
 endfunction()

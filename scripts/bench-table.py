@@ -1,0 +1,92 @@
+"""Turns Google Benchmark's JSON into one table of ours against each peer.
+
+Benchmarks are named BM_<what>/<who>[/<argument>...]; ours is the one called KXCoreLib or KXPlatform. Cases that differ
+only in <who> are compared. Figures are medians of CPU time an iteration (of real time where the benchmark says so).
+"""
+
+import argparse
+import collections
+import json
+import pathlib
+import platform
+import subprocess
+
+OURS = ("KXCoreLib", "KXPlatform")
+
+
+def nanoseconds(entry):
+    unit = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
+    real = "/real_time" in entry["run_name"] or "/manual_time" in entry["run_name"]
+    return unit * entry["real_time" if real else "cpu_time"]
+
+
+def parse(path):
+    """Yields (what with arguments, who, entry) of every median in the file."""
+    for entry in json.loads(path.read_text())["benchmarks"]:
+        if entry.get("aggregate_name") != "median":
+            continue
+        parts = [p for p in entry["run_name"].removeprefix("BM_").split("/") if p not in ("real_time", "manual_time", "process_time")]
+        who = parts[1] if len(parts) > 1 else "KXCoreLib"
+        yield " ".join([parts[0], *parts[2:]]), who, entry
+
+
+def show(ns):
+    for limit, scale, unit in ((1e3, 1, "ns"), (1e6, 1e3, "us"), (1e9, 1e6, "ms")):
+        if ns < limit:
+            return f"{ns / scale:.3g} {unit}"
+    return f"{ns / 1e9:.3g} s"
+
+
+def figures(entry):
+    text = show(nanoseconds(entry))
+    if "bytes_per_second" in entry:
+        text += f" ({entry['bytes_per_second'] / 1e9:.2f} GB/s)"
+    return text
+
+
+def rows(paths):
+    for path in paths:
+        cases = collections.defaultdict(dict)
+        for what, who, entry in parse(path):
+            cases[what][who] = entry
+        for what, entries in cases.items():
+            ours = next((who for who in OURS if who in entries), None)
+            if ours is None:
+                for who, entry in entries.items():
+                    yield path.stem, what, "", who, figures(entry), ""
+                continue
+            mine = entries.pop(ours)
+            if not entries:
+                yield path.stem, what, figures(mine), "", "", ""
+            for who, entry in sorted(entries.items(), key=lambda item: nanoseconds(item[1])):
+                yield path.stem, what, figures(mine), who, figures(entry), f"{nanoseconds(entry) / nanoseconds(mine):.2f}"
+
+
+def machine():
+    model = next((line.split(":")[1].strip() for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines()
+                  if line.startswith("model name")), platform.machine()) if pathlib.Path("/proc/cpuinfo").exists() else platform.machine()
+    compiler = subprocess.run(["c++", "--version"], capture_output=True, text=True).stdout.splitlines()[0]
+    return f"{model}, {platform.system()} {platform.release()}, {compiler}"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--write", type=pathlib.Path, help="also write the table to this file, as Markdown")
+    parser.add_argument("results", nargs="+", type=pathlib.Path)
+    arguments = parser.parse_args()
+
+    header = ("Component", "Case", "Ours", "Peer", "Peer's", "Ratio")
+    table = list(rows(arguments.results))
+    widths = [max(len(row[i]) for row in [header, *table]) for i in range(len(header))]
+    lines = ["| " + " | ".join(cell.ljust(width) for cell, width in zip(row, widths)) + " |" for row in [header, *table]]
+    lines.insert(1, "|" + "|".join("-" * (width + 2) for width in widths) + "|")
+    print("\n".join(lines))
+    if arguments.write:
+        arguments.write.write_text(
+            "# Benchmarks\n\nMade by `scripts/bench --write`; medians, ours and the peers in the same process.\n"
+            "A ratio above 1 says how many times faster ours is.\n\n"
+            f"Machine: {machine()}.\n\n" + "\n".join(lines) + "\n")
+
+
+if __name__ == "__main__":
+    main()

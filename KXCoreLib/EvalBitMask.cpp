@@ -1,0 +1,306 @@
+#include <KXCoreLib/EvalBitMask.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+enum class Token : std::uint8_t { kEnd, kValue, kOpen, kClose, kComma, kOr, kXor, kAnd, kMinus, kTilde };
+
+// ---------------------------------------------------------------------------------------------------------- scanner
+
+enum class Byte : std::uint8_t { kEnd, kSpace, kPunctuation, kDigit, kLetter, kOther };
+
+struct ByteTraits {
+    Byte kind = Byte::kOther;
+    Token token = Token::kEnd;   // of a punctuation byte
+    std::uint8_t digit = 16;     // the value of a hexadecimal digit; 16 for what is none
+    bool continuesName = false;  // may stand in a name after its first letter
+};
+
+constexpr std::array<ByteTraits, 256> kBytes = [] {
+    std::array<ByteTraits, 256> bytes{};
+    bytes[0].kind = Byte::kEnd;
+    for (const unsigned char c : {' ', '\t', '\n'}) bytes[c].kind = Byte::kSpace;
+    for (unsigned c = 0; c < 26; ++c) {
+        bytes['a' + c].kind = bytes['A' + c].kind = Byte::kLetter;
+        bytes['a' + c].continuesName = bytes['A' + c].continuesName = true;
+    }
+    bytes['_'].kind = Byte::kLetter;
+    bytes['_'].continuesName = true;
+    for (unsigned c = 0; c < 10; ++c) {
+        bytes['0' + c].kind = Byte::kDigit;
+        bytes['0' + c].digit = static_cast<std::uint8_t>(c);
+        bytes['0' + c].continuesName = true;
+    }
+    for (unsigned c = 0; c < 6; ++c) bytes['a' + c].digit = bytes['A' + c].digit = static_cast<std::uint8_t>(10 + c);
+    const struct {
+        unsigned char byte;
+        Token token;
+    } marks[] = {{',', Token::kComma}, {'(', Token::kOpen}, {')', Token::kClose}, {'-', Token::kMinus},
+                 {'&', Token::kAnd},   {'|', Token::kOr},   {'^', Token::kXor},   {'~', Token::kTilde}};
+    for (const auto& mark : marks) {
+        bytes[mark.byte].kind = Byte::kPunctuation;
+        bytes[mark.byte].token = mark.token;
+    }
+    return bytes;
+}();
+
+constexpr const ByteTraits& Traits(char c) { return kBytes[static_cast<unsigned char>(c)]; }
+
+/// The value of the digits in [from, to), cut off at the largest signed value as strtol cuts it.
+constexpr std::uint64_t Number(const char* from, const char* to, unsigned base) {
+    constexpr std::uint64_t kLargest = INT64_MAX;
+    std::uint64_t number = 0;
+    for (; from != to; ++from) {
+        const unsigned digit = Traits(*from).digit;
+        if (number > (kLargest - digit) / base) return kLargest;
+        number = number * base + digit;
+    }
+    return number;
+}
+
+/// Whether the name of `length` bytes is the beginning of `row`, or all of it, regardless of case. Of ASCII letters
+/// only, whatever the process's locale says of case: a text means the same mask everywhere.
+bool Begins(const char* name, std::size_t length, const char* row) {
+    for (std::size_t i = 0; i != length; ++i) {
+        const unsigned difference = static_cast<unsigned char>(name[i]) ^ static_cast<unsigned char>(row[i]);
+        if (difference == 0) continue;
+        const bool isLetter = Traits(name[i]).kind == Byte::kLetter && name[i] != '_';
+        if (difference != 0x20 || !isLetter) return false;  // also at the end of a shorter row: a name holds no NUL
+    }
+    return true;
+}
+
+class Scanner {
+  public:
+    Scanner(const char* text, const BitMaskConstant* table) : at_(text), table_(table) {}
+
+    /// The next token, the longest that the text allows. At the end of the text kEnd, as often as asked.
+    Token next() {
+        for (;;) {
+            const ByteTraits traits = Traits(*at_);
+            switch (traits.kind) {
+                case Byte::kSpace:
+                    ++at_;
+                    continue;
+                case Byte::kPunctuation:
+                    ++at_;
+                    return traits.token;
+                case Byte::kDigit:
+                    scanNumber();
+                    return Token::kValue;
+                case Byte::kLetter:
+                    if (scanName()) return Token::kValue;
+                    continue;
+                case Byte::kEnd:
+                    return Token::kEnd;
+                case Byte::kOther:
+                    std::fprintf(stderr, "unexpected character: %c\n", *at_);
+                    ++at_;
+                    continue;
+            }
+        }
+    }
+
+    /// The value of the last kValue.
+    std::uint64_t value() const { return value_; }
+
+  private:
+    void scanNumber() {
+        const char* const start = at_;
+        if (*start == '0' && (start[1] | 0x20) == 'x' && Traits(start[2]).digit < 16) {
+            at_ = start + 2;
+            while (Traits(*at_).digit < 16) ++at_;
+            value_ = Number(start + 2, at_, 16);
+            return;
+        }
+        bool isOctal = *start == '0';
+        while (Traits(*at_).kind == Byte::kDigit) {
+            isOctal = isOctal && *at_ < '8';
+            ++at_;
+        }
+        value_ = Number(start, at_, isOctal ? 8 : 10);
+    }
+
+    bool scanName() {
+        const char* const name = at_;
+        do {
+            ++at_;
+        } while (Traits(*at_).continuesName);
+        const auto length = static_cast<std::size_t>(at_ - name);
+        const int shown = static_cast<int>(std::min<std::size_t>(length, INT_MAX));
+
+        const BitMaskConstant* first = nullptr;
+        for (const BitMaskConstant* row = table_; row && row->name; ++row) {
+            if (!Begins(name, length, row->name)) continue;
+            if (!first) {
+                first = row;
+            } else {
+                std::fprintf(stderr, "%.*s is ambiguous: both %s and %s match\n", shown, name, first->name, row->name);
+            }
+        }
+        if (!first) {
+            std::fprintf(stderr, "unknown ID: %.*s\n", shown, name);
+            return false;
+        }
+        value_ = first->value;
+        return true;
+    }
+
+    const char* at_;
+    const BitMaskConstant* table_;
+    std::uint64_t value_ = 0;
+};
+
+// ----------------------------------------------------------------------------------------------------------- parser
+
+/// What waits for an operand to its right: a prefix operator, an open parenthesis, or a binary operator with its left
+/// operand. kEnd lies at the bottom.
+struct Pending {
+    Token token;
+    std::uint64_t left;
+};
+static_assert(std::is_trivially_copyable_v<Pending>);
+
+/// The parser's stack. Its size is counted in states, as an LALR(1) parser counts them: one to begin with, and one for
+/// each symbol shifted and not yet reduced. A binary operator with its left operand is thus two states, and the operand
+/// at hand, which the parser keeps to itself, is one. What fits is part of the language, so the count is exact: the
+/// room is 200 states, doubles at the moment it fills up, and at the ceiling the text is refused instead.
+///
+/// Up to 800 states, which is 200 doubled twice, lie in the stack itself.
+class Stack {
+  public:
+    Stack() { pending_[0] = {Token::kEnd, 0}; }
+
+    /// Counts a symbol shifted. False when the stack is exhausted; nothing may follow then.
+    bool shift() { return ++states_ != room_ || grow(); }
+
+    /// Counts symbols reduced.
+    void reduce(std::size_t symbols) { states_ -= symbols; }
+
+    void push(Token token, std::uint64_t left) { pending_[++top_] = {token, left}; }
+    void pop() { --top_; }
+    const Pending& top() const { return pending_[top_]; }
+
+  private:
+    static constexpr std::size_t kOwnRoom = 800;
+    static constexpr std::size_t kCeiling = 10000;
+
+    bool grow() {
+        if (room_ == kCeiling) return false;
+        const std::size_t room = std::min(2 * room_, kCeiling);
+        std::unique_ptr<Pending[]> grown(new (std::nothrow) Pending[room]);
+        if (!grown) return false;
+        std::memcpy(grown.get(), pending_, (top_ + 1) * sizeof(Pending));
+        grown_ = std::move(grown);
+        pending_ = grown_.get();
+        room_ = room;
+        return true;
+    }
+
+    std::size_t states_ = 1;
+    std::size_t room_ = kOwnRoom;
+    std::size_t top_ = 0;
+    Pending* pending_ = own_;
+    std::unique_ptr<Pending[]> grown_;
+    Pending own_[kOwnRoom];  // last, and left as it is: what a text does not use costs it nothing
+};
+
+constexpr bool IsPrefix(Token token) { return token >= Token::kMinus; }
+
+/// How tightly a binary operator binds; below all of them what no operand to the right may be taken from.
+constexpr int Precedence(Token token) { return token < Token::kComma ? 0 : static_cast<int>(token); }
+static_assert(Precedence(Token::kClose) < Precedence(Token::kComma) &&
+              Precedence(Token::kComma) < Precedence(Token::kOr) && Precedence(Token::kOr) < Precedence(Token::kXor) &&
+              Precedence(Token::kXor) < Precedence(Token::kAnd));
+
+constexpr std::uint64_t Combine(Token token, std::uint64_t left, std::uint64_t right) {
+    switch (token) {
+        case Token::kXor:
+            return left ^ right;
+        case Token::kAnd:
+            return left & right;
+        default:
+            return left | right;
+    }
+}
+
+enum class Outcome : int { kAccepted = 0, kSyntaxError = 1, kExhausted = 2 };
+
+/// Reads the whole text. A token is asked for only when what to do depends on it, so the scanner's messages come in the
+/// order of the text and none after the message that ends the call.
+Outcome Parse(Scanner& scanner, std::uint64_t& result) {
+    Stack stack;
+    for (;;) {
+        // An operand must come, after any number of prefixes.
+        Token token = scanner.next();
+        while (IsPrefix(token) || token == Token::kOpen) {
+            if (!stack.shift()) return Outcome::kExhausted;
+            stack.push(token, 0);
+            token = scanner.next();
+        }
+        if (token != Token::kValue) return Outcome::kSyntaxError;
+        if (!stack.shift()) return Outcome::kExhausted;
+        std::uint64_t operand = scanner.value();
+
+        // The operand is complete; binary operators, closing parentheses or the end may come.
+        for (;;) {
+            while (IsPrefix(stack.top().token)) {
+                operand = stack.top().token == Token::kMinus ? 0 - operand : ~operand;
+                stack.pop();
+                stack.reduce(1);
+            }
+            token = scanner.next();
+            if (token == Token::kValue || token == Token::kOpen || IsPrefix(token)) return Outcome::kSyntaxError;
+
+            // What binds as tightly as the token or tighter takes the operand; before an end or ")" everything does.
+            const int precedence = std::max(Precedence(token), Precedence(Token::kComma));
+            while (Precedence(stack.top().token) >= precedence) {
+                operand = Combine(stack.top().token, stack.top().left, operand);
+                stack.pop();
+                stack.reduce(2);
+            }
+            if (token == Token::kEnd) {
+                if (stack.top().token != Token::kEnd) return Outcome::kSyntaxError;
+                result = operand;
+                return Outcome::kAccepted;
+            }
+            if (token != Token::kClose) break;
+            if (stack.top().token != Token::kOpen) return Outcome::kSyntaxError;
+            if (!stack.shift()) return Outcome::kExhausted;
+            stack.pop();
+            stack.reduce(2);
+        }
+        if (!stack.shift()) return Outcome::kExhausted;
+        stack.push(token, operand);
+    }
+}
+
+}  // namespace
+
+int EvalBitMask(uint64_t* result, const char* text, const BitMaskConstant* table) noexcept {
+    Scanner scanner(text, table);
+    std::uint64_t unwanted = 0;
+    const Outcome outcome = Parse(scanner, result ? *result : unwanted);
+    switch (outcome) {
+        case Outcome::kAccepted:
+            break;
+        case Outcome::kSyntaxError:
+            std::fputs("syntax error\n", stderr);
+            break;
+        case Outcome::kExhausted:
+            std::fputs("memory exhausted\n", stderr);
+            break;
+    }
+    return static_cast<int>(outcome);
+}

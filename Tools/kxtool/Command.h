@@ -1,0 +1,41 @@
+#pragma once
+
+// What the commands of kxtool have in common.
+//
+// A command is one source, NAME.cpp, with one function `void kxtool::AddNAME(CLI::App& tool)` that adds a subcommand to
+// the tool: its options, an example (footer "Example:\n  kxtool ..."), and a callback that does the work. It is listed
+// in CMakeLists.txt, and nowhere else.
+//
+// A command prints its result on the standard output, and nothing else there. It ends in one of three ways:
+//   it returns            exit status 0;
+//   it throws BadInput    one line on the standard error, "kxtool mask: ...", exit status 1;
+//   it throws BadUsage    the same and how to get help, exit status 2, as for options that CLI11 refuses.
+// Any other exception counts as bad input: what() is the line.
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+#include <string>
+
+namespace kxtool {
+
+enum ExitStatus : int { kDone = 0, kFailedOnInput = 1, kFailedOnUsage = 2 };
+
+/// What was given to work on cannot be worked on. The text says what and where, without a newline.
+class BadInput : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The command line asks for something that does not exist or contradicts itself. Thrown from a command's callback.
+class BadUsage : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// `text` in double quotes, with control characters escaped and long texts cut: for use in messages.
+std::string Quoted(const std::string& text);
+
+/// Adds all commands, in the order of the help.
+void AddCommands(CLI::App& tool);
+
+}  // namespace kxtool

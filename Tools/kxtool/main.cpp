@@ -1,0 +1,78 @@
+#include <fmt/format.h>
+
+#include <exception>
+#include <string>
+
+#include "Command.h"
+#include "Streams.h"
+
+namespace kxtool {
+namespace {
+
+/// "kxtool", or "kxtool mask" when a command was named.
+std::string NameOf(const CLI::App& tool) {
+    std::string name = tool.get_name();
+    for (const CLI::App* app = &tool; !app->get_subcommands().empty();) {
+        app = app->get_subcommands().front();
+        name += " " + app->get_name();
+    }
+    return name;
+}
+
+int Fail(const CLI::App& tool, ExitStatus status, const char* what) {
+    const std::string name = NameOf(tool);
+    fmt::print(stderr, "{}: {}\n", name, what);
+    if (status == kFailedOnUsage) fmt::print(stderr, "Try '{} --help'.\n", name);
+    return status;
+}
+
+int Run(int argc, char** argv) {
+    CLI::App tool("Looks into the core library of the endpoint agent from the command line.", "kxtool");
+    tool.require_subcommand(0, 1);  // none is told below, in better words
+    tool.set_version_flag("--version", std::string("kxtool " KXTOOL_VERSION), "Print the version and exit");
+    tool.footer("Exit status: 0 done, 1 bad input, 2 bad usage.");
+    AddCommands(tool);
+    try {
+        tool.parse(argc, argv);
+        if (tool.get_subcommands().empty()) throw BadUsage("which command?");
+        Flush();
+        return kDone;
+    } catch (const CLI::ParseError& error) {
+        // Asking for help or the version ends parsing too, but is no failure.
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            tool.exit(error);
+            return kDone;
+        }
+        return Fail(tool, kFailedOnUsage, error.what());
+    } catch (const BadUsage& error) {
+        return Fail(tool, kFailedOnUsage, error.what());
+    } catch (const std::exception& error) {
+        return Fail(tool, kFailedOnInput, error.what());
+    }
+}
+
+}  // namespace
+
+std::string Quoted(const std::string& text) {
+    constexpr std::size_t kShown = 80;
+    std::string quoted = "\"";
+    for (const char c : text.substr(0, kShown)) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
+            quoted += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + (text.size() > kShown ? "...\"" : "\"");
+}
+
+}  // namespace kxtool
+
+int main(int argc, char** argv) {
+    try {
+        return kxtool::Run(argc, argv);
+    } catch (const std::exception& error) {  // not even the command line could be set up
+        std::fprintf(stderr, "kxtool: %s\n", error.what());
+        return kxtool::kFailedOnInput;
+    }
+}

@@ -1,0 +1,167 @@
+// The binary form of an audit record.
+//
+//     record  := header text*14 padding
+//     header  := magic[8] total:u32 headerLength:u32 recordId:i64 eventId:i32 pid:i32 status:i32 reserved:u32
+//     text    := 8-bit characters, NUL
+//     padding := zero bytes up to a multiple of 4
+//
+// Integers are little-endian. `total` counts everything, so that a reader steps from record to record.
+
+#include <KXCoreLib/AuditRecord.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <stdexcept>
+
+static_assert(std::endian::native == std::endian::little, "the header is read and written in the host's byte order");
+
+namespace KXCore {
+namespace {
+
+constexpr char kMagic[8] = {'A', 'U', 'D', 'I', 'T', 'R', 'E', 'C'};
+
+struct Header {
+    char magic[8];
+    std::uint32_t total;
+    std::uint32_t headerLength;
+    std::int64_t recordID;
+    std::int32_t eventID;
+    std::int32_t pid;
+    std::int32_t status;
+    std::uint32_t reserved;
+};
+static_assert(sizeof(Header) == 40 && std::has_unique_object_representations_v<Header>);
+
+/// The shared empty text.
+constexpr char kEmpty[] = "";
+
+/// Cuts `bytes` at its NULs: the texts before the first `texts.size()` of them, in order, and the empty text for each
+/// that is missing. One pass, eight bytes at a time: at the usual dozen characters a text, a search for each alone
+/// costs more than the bytes do.
+void cutTexts(std::span<const unsigned char> bytes, std::span<const char*> texts) noexcept {
+    const auto* const begin = reinterpret_cast<const char*>(bytes.data());
+    const char* start = begin;
+    std::size_t found = 0;
+    const auto cutAt = [&](std::size_t nul) {
+        texts[found++] = start;
+        start = begin + nul + 1;
+        return found == texts.size();
+    };
+
+    constexpr std::uint64_t low7 = 0x7F7F7F7F7F7F7F7F;
+    std::size_t at = 0;
+    for (; bytes.size() - at >= sizeof(std::uint64_t); at += sizeof(std::uint64_t)) {
+        std::uint64_t word;
+        std::memcpy(&word, bytes.data() + at, sizeof word);
+        // The top bit of each byte that is zero, and of no other: no carry crosses from byte to byte.
+        for (std::uint64_t nuls = ~(((word & low7) + low7) | word | low7); nuls != 0; nuls &= nuls - 1) {
+            if (cutAt(at + static_cast<unsigned>(std::countr_zero(nuls)) / 8)) return;
+        }
+    }
+    for (; at < bytes.size(); ++at) {
+        if (bytes[at] == 0 && cutAt(at)) return;
+    }
+    while (found < texts.size()) texts[found++] = kEmpty;
+}
+
+}  // namespace
+
+const char* read_c_string(const std::vector<unsigned char>& buffer, unsigned long& position,
+                          unsigned long limit) noexcept {
+    const unsigned long end = limit < buffer.size() ? limit : buffer.size();
+    if (position < end) {
+        const unsigned char* const text = buffer.data() + position;
+        if (const void* const nul = std::memchr(text, 0, end - position)) {
+            position = static_cast<unsigned long>(static_cast<const unsigned char*>(nul) - buffer.data()) + 1;
+            return reinterpret_cast<const char*>(text);
+        }
+    }
+    position = limit;
+    return kEmpty;
+}
+
+void AuditRecord::append_to_buffer(std::vector<unsigned char>& buffer) const {
+    const char* const texts[kTextCount] = {
+        computer_name_str_, get_date_str(),       get_type_str(),        get_user_uuid_str(), sid_str_,
+        user_name_str_,     process_name_str_,    get_device_type_str(), action_str_,         name_str_,
+        information_str_,   get_schema_tag_str(), reason_str_,           extra_str_,
+    };
+    std::size_t sizes[kTextCount];
+    std::size_t total = sizeof(Header);
+    for (unsigned i = 0; i < kTextCount; ++i) total += sizes[i] = std::strlen(texts[i]) + 1;
+    total = (total + 3) & ~std::size_t{3};
+    if (total > std::numeric_limits<std::uint32_t>::max()) throw std::length_error("AuditRecord::append_to_buffer");
+
+    const std::size_t start = buffer.size();
+    std::vector<unsigned char> old;
+    if (buffer.capacity() - start < total) {
+        // The texts may lie in the buffer itself: its old bytes stay until they are copied.
+        old.reserve(start + std::max(start, total));
+        old.assign(buffer.begin(), buffer.end());
+        old.swap(buffer);
+    }
+    buffer.resize(start + total);
+
+    const Header header{
+        .magic = {kMagic[0], kMagic[1], kMagic[2], kMagic[3], kMagic[4], kMagic[5], kMagic[6], kMagic[7]},
+        .total = static_cast<std::uint32_t>(total),
+        .headerLength = sizeof(Header),
+        .recordID = record_id_,
+        .eventID = event_id_,
+        .pid = pid_,
+        .status = status_,
+        .reserved = 0,
+    };
+    unsigned char* out = buffer.data() + start;
+    std::memcpy(out, &header, sizeof header);
+    out += sizeof header;
+    for (unsigned i = 0; i < kTextCount; ++i) {
+        std::memcpy(out, texts[i], sizes[i]);
+        out += sizes[i];
+    }
+}
+
+unsigned long AuditRecord::read_from_buffer(const std::vector<unsigned char>& buffer, unsigned long offset) noexcept {
+    if (offset > buffer.size()) return kNoRecord;
+    const std::size_t rest = buffer.size() - offset;
+    if (rest < sizeof(Header)) return kNoRecord;
+    Header header;
+    std::memcpy(&header, buffer.data() + offset, sizeof header);
+    if (header.total < header.headerLength || std::memcmp(header.magic, kMagic, sizeof kMagic) != 0 ||
+        header.headerLength < sizeof(Header) || rest < header.total) {
+        return kNoRecord;
+    }
+
+    const char* texts[kTextCount];
+    cutTexts(std::span(buffer).subspan(offset + header.headerLength, header.total - header.headerLength), texts);
+    record_id_ = header.recordID;
+    event_id_ = header.eventID;
+    pid_ = header.pid;
+    status_ = header.status;
+    set_texts(texts);
+    return offset + header.total;
+}
+
+void AuditRecord::set_texts(const char* const (&texts)[kTextCount]) noexcept {
+    computer_name_.reset();
+    clear_valid(DateValid | TypeValid | UserUUIDValid | DeviceTypeValid | SchemaTagValid);
+    computer_name_str_ = texts[0];
+    date_str_ = texts[1];
+    type_str_ = texts[2];
+    user_uuid_str_ = texts[3];
+    sid_str_ = texts[4];
+    user_name_str_ = texts[5];
+    process_name_str_ = texts[6];
+    device_type_str_ = texts[7];
+    action_str_ = texts[8];
+    name_str_ = texts[9];
+    information_str_ = texts[10];
+    schema_tag_str_ = texts[11];
+    reason_str_ = texts[12];
+    extra_str_ = texts[13];
+}
+
+}  // namespace KXCore

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <KXCoreLib/Export.h>
+#include <KXCoreLib/UUID.h>
+
+#include <atomic>
+#include <boost/core/noncopyable.hpp>
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace KXCore {
+
+/// What an account is.
+enum AccountType : std::uint32_t {
+    AccountTypeUnknown = 0,
+    AccountTypeGroup = 103,  ///< 'g'
+    AccountTypeUser = 117,   ///< 'u'
+};
+
+/// One user or group account. Immutable, counted, and shared by pointer; any thread.
+class KX_EXPORT AccountInfo : boost::noncopyable {
+  public:
+    /// The id of an account that has none or whose id is not known.
+    static constexpr unsigned kUnknownID = 0xFFFFFFFF;
+
+    /// A new record. Null `sid` or `name` (NUL-terminated texts, copied) become the empty text.
+    static boost::intrusive_ptr<AccountInfo> create(AccountType type, unsigned id, const UUID& uuid, const char* sid,
+                                                    const char* name);
+
+    /// Whether nothing is missing: a type, an id, an identity, a SID and a name.
+    [[nodiscard]] bool allFieldsValid() const noexcept;
+
+    [[nodiscard]] AccountType getType() const noexcept { return type_; }
+    /// The uid of a user, the gid of a group, else kUnknownID.
+    [[nodiscard]] unsigned getID() const noexcept { return id_; }
+    [[nodiscard]] const UUID& getUUID() const noexcept { return uuid_; }
+    /// The Windows security identifier as text ("S-1-5-..."), or "". It lives as long as the record.
+    [[nodiscard]] const char* getSID() const noexcept { return sid_.c_str(); }
+    /// The name for people, headed by the computer's NetBIOS name and "\" where the account has no domain of its own,
+    /// or "". It lives as long as the record.
+    [[nodiscard]] const char* getName() const noexcept { return name_.c_str(); }
+
+  protected:
+    AccountInfo(AccountType type, unsigned id, const UUID& uuid, const char* sid, const char* name);
+    ~AccountInfo() = default;
+
+  private:
+    friend KX_EXPORT void intrusive_ptr_add_ref(const AccountInfo* account) noexcept;
+    friend KX_EXPORT void intrusive_ptr_release(const AccountInfo* account) noexcept;
+
+    mutable std::atomic<std::int32_t> count_{1};
+    AccountType type_;
+    unsigned id_;
+    UUID uuid_;
+    std::string sid_;
+    std::string name_;
+};
+
+KX_EXPORT void intrusive_ptr_add_ref(const AccountInfo* account) noexcept;
+KX_EXPORT void intrusive_ptr_release(const AccountInfo* account) noexcept;
+
+/// The first 8 bytes of the identity as one integer: identities are random or counted, so they spread well enough.
+KX_EXPORT std::size_t hash_value(const AccountInfo& account) noexcept;
+
+}  // namespace KXCore

@@ -1,0 +1,434 @@
+#include <KXCoreLib/AuditRecord.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <limits>
+#include <string>
+#include <type_traits>
+
+using namespace KXCore;
+
+namespace {
+
+constexpr UUID kUUID{{0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0x00, 0x00, 0x00, 0x0C}};
+constexpr const char* kUUIDText = "ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000C";
+
+std::uint64_t fileTime(timeval date) {
+    AuditRecord record;
+    record.set_date(date);
+    return record.get_date_as_winnt_file_time();
+}
+
+int typeOf(const char* text) {
+    AuditRecord record;
+    record.set_type_str(text);
+    return record.get_type();
+}
+
+std::string textOfType(int type) {
+    AuditRecord record;
+    record.set_type(type);
+    return record.get_type_str();
+}
+
+int deviceTypeOf(const char* text) {
+    AuditRecord record;
+    record.set_device_type_str(text);
+    return record.get_device_type();
+}
+
+std::string textOfDeviceType(int type) {
+    AuditRecord record;
+    record.set_device_type(type);
+    return record.get_device_type_str();
+}
+
+}  // namespace
+
+static_assert(std::is_nothrow_copy_constructible_v<AuditRecord> && std::is_nothrow_copy_assignable_v<AuditRecord>);
+
+TEST(AuditRecord, AFreshRecordHasNothingSet) {
+    const AuditRecord record;
+    EXPECT_STREQ(record.get_computer_name_str(), "");
+    EXPECT_STREQ(record.get_date_str(), "");
+    EXPECT_STREQ(record.get_type_str(), "");
+    EXPECT_STREQ(record.get_user_uuid_str(), "");
+    EXPECT_STREQ(record.get_sid_str(), "");
+    EXPECT_STREQ(record.get_user_name_str(), "");
+    EXPECT_STREQ(record.get_process_name_str(), "");
+    EXPECT_STREQ(record.get_device_type_str(), "");
+    EXPECT_STREQ(record.get_action_str(), "");
+    EXPECT_STREQ(record.get_name_str(), "");
+    EXPECT_STREQ(record.get_information_str(), "");
+    EXPECT_STREQ(record.get_schema_tag_str(), "");
+    EXPECT_STREQ(record.get_reason_str(), "");
+    EXPECT_STREQ(record.get_extra_str(), "");
+    EXPECT_EQ(record.get_record_id(), 0);
+    EXPECT_EQ(record.get_event_id(), 0);
+    EXPECT_EQ(record.get_pid(), -1);
+    EXPECT_EQ(record.get_status(), 0);
+    EXPECT_FALSE(record.is_set_computer_name());
+    EXPECT_FALSE(record.is_set_user_uuid());
+    EXPECT_FALSE(record.is_set_sid());
+    EXPECT_FALSE(record.is_set_user_name());
+    EXPECT_FALSE(record.is_set_pid());
+    EXPECT_FALSE(record.is_set_process_name());
+    EXPECT_FALSE(record.is_set_device_type());
+    EXPECT_FALSE(record.is_set_action());
+    EXPECT_FALSE(record.is_set_name());
+    EXPECT_FALSE(record.is_set_information());
+    EXPECT_FALSE(record.is_set_schema_tag());
+    EXPECT_FALSE(record.is_set_reason());
+    EXPECT_FALSE(record.is_set_extra());
+}
+
+TEST(AuditRecord, AFreshRecordGivesTheValuesOfEmptyTexts) {
+    const AuditRecord record;
+    EXPECT_EQ(record.get_type(), 0);
+    EXPECT_EQ(record.get_device_type(), 0);
+    EXPECT_EQ(record.get_schema_tag(), 0);
+    EXPECT_TRUE(record.get_user_uuid().isNull());
+}
+
+TEST(AuditRecord, KeepsNumbersAsTheyAreSet) {
+    AuditRecord record;
+    record.set_record_id(std::numeric_limits<long long>::min());
+    record.set_event_id(-7);
+    record.set_pid(0);
+    record.set_status(std::numeric_limits<int>::min());
+    EXPECT_EQ(record.get_record_id(), std::numeric_limits<long long>::min());
+    EXPECT_EQ(record.get_event_id(), -7);
+    EXPECT_EQ(record.get_pid(), 0);
+    EXPECT_TRUE(record.is_set_pid());
+    EXPECT_EQ(record.get_status(), std::numeric_limits<int>::min());
+}
+
+TEST(AuditRecord, PidMinusOneIsNotSet) {
+    AuditRecord record;
+    record.set_pid(5);
+    record.set_pid(-1);
+    EXPECT_FALSE(record.is_set_pid());
+}
+
+TEST(AuditRecord, BorrowsTextsWithoutCopying) {
+    AuditRecord record;
+    char text[] = "text";
+    record.set_sid_str(text);
+    record.set_user_name_str(text);
+    record.set_process_name_str(text);
+    record.set_action_str(text);
+    record.set_name_str(text);
+    record.set_information_str(text);
+    record.set_reason_str(text);
+    record.set_extra_str(text);
+    record.set_computer_name_str(text);
+    text[0] = 'n';
+    for (const char* got : {record.get_sid_str(), record.get_user_name_str(), record.get_process_name_str(),
+                            record.get_action_str(), record.get_name_str(), record.get_information_str(),
+                            record.get_reason_str(), record.get_extra_str(), record.get_computer_name_str()}) {
+        EXPECT_EQ(got, text);
+    }
+    EXPECT_TRUE(record.is_set_sid() && record.is_set_user_name() && record.is_set_process_name() &&
+                record.is_set_action() && record.is_set_name() && record.is_set_information() &&
+                record.is_set_reason() && record.is_set_extra() && record.is_set_computer_name());
+    text[0] = '\0';
+    EXPECT_FALSE(record.is_set_sid() || record.is_set_user_name() || record.is_set_process_name() ||
+                 record.is_set_action() || record.is_set_name() || record.is_set_information() ||
+                 record.is_set_reason() || record.is_set_extra() || record.is_set_computer_name());
+}
+
+TEST(AuditRecord, KeepsTheComputerNameObjectAlive) {
+    AuditRecord record;
+    record.set_computer_name(NetBiosName::create("host"));
+    EXPECT_STREQ(record.get_computer_name_str(), "HOST");
+    EXPECT_TRUE(record.is_set_computer_name());
+}
+
+TEST(AuditRecord, AComputerNameTextReplacesTheObject) {
+    AuditRecord record;
+    record.set_computer_name(NetBiosName::create("host"));
+    record.set_computer_name_str("Other");
+    EXPECT_STREQ(record.get_computer_name_str(), "Other");
+}
+
+TEST(AuditRecord, ANullComputerNameClearsIt) {
+    AuditRecord record;
+    record.set_computer_name_str("Other");
+    record.set_computer_name(nullptr);
+    EXPECT_STREQ(record.get_computer_name_str(), "");
+}
+
+TEST(AuditRecord, FormatsADateAsUTCWithMilliseconds) {
+    AuditRecord record;
+    record.set_date({1794758562, 123456});
+    EXPECT_STREQ(record.get_date_str(), "2026-11-15T16:02:42.123");
+}
+
+TEST(AuditRecord, CutsMicrosecondsOffADateWithoutRounding) {
+    AuditRecord record;
+    record.set_date({0, 999999});
+    EXPECT_STREQ(record.get_date_str(), "1970-01-01T00:00:00.999");
+}
+
+TEST(AuditRecord, FormatsDatesBefore1970AndFarInTheFuture) {
+    AuditRecord record;
+    record.set_date({-1, 0});
+    EXPECT_STREQ(record.get_date_str(), "1969-12-31T23:59:59.000");
+    record.set_date({253402300800, 1000});
+    EXPECT_STREQ(record.get_date_str(), "10000-01-01T00:00:00.001");
+    record.set_date({std::numeric_limits<time_t>::max(), 0});
+    EXPECT_STREQ(record.get_date_str(), ".000");
+}
+
+TEST(AuditRecord, ADateTextReplacesTheValueAndIsNeverParsed) {
+    AuditRecord record;
+    record.set_date({77, 5});
+    record.set_date_str("yesterday");
+    EXPECT_STREQ(record.get_date_str(), "yesterday");
+    EXPECT_EQ(record.get_date().tv_sec, 77);
+    EXPECT_EQ(record.get_date().tv_usec, 5);
+}
+
+TEST(AuditRecord, GivesAFileTimeInHundredsOfNanosecondsSince1601) {
+    EXPECT_EQ(fileTime({0, 0}), 116444736000000000u);
+    EXPECT_EQ(fileTime({0, 999999}), 116444736009999990u);
+    EXPECT_EQ(fileTime({1, 1}), 116444736010000010u);
+    EXPECT_EQ(fileTime({-11644473600, 0}), 0u);
+}
+
+TEST(AuditRecord, MapsTypesToTexts) {
+    EXPECT_EQ(textOfType(1), "error");
+    EXPECT_EQ(textOfType(2), "warning");
+    EXPECT_EQ(textOfType(4), "info");
+    EXPECT_EQ(textOfType(8), "asuccess");
+    EXPECT_EQ(textOfType(16), "afailure");
+    EXPECT_EQ(textOfType(3), "3");
+    EXPECT_EQ(textOfType(0), "0");
+    EXPECT_EQ(textOfType(-2147483648), "-2147483648");
+}
+
+TEST(AuditRecord, ATypeTextThatNamesAKindGivesTheInvertedValue) {
+    EXPECT_EQ(typeOf("error"), 0);
+    EXPECT_EQ(typeOf("ERROR"), 0);
+    EXPECT_EQ(typeOf("errors"), 1);
+    EXPECT_EQ(typeOf("e"), 1);
+    EXPECT_EQ(typeOf("Warning"), 0);
+    EXPECT_EQ(typeOf("w"), 2);
+    EXPECT_EQ(typeOf("info"), 0);
+    EXPECT_EQ(typeOf("Information"), 4);
+    EXPECT_EQ(typeOf("asuccess"), 16);
+    EXPECT_EQ(typeOf("AFailure"), 8);
+    EXPECT_EQ(typeOf("audit"), 16);
+}
+
+TEST(AuditRecord, AnyOtherTypeTextIsANumberWithItsPrefix) {
+    EXPECT_EQ(typeOf("Bogus"), 0);
+    EXPECT_EQ(typeOf("0x10"), 16);
+    EXPECT_EQ(typeOf("010"), 8);
+    EXPECT_EQ(typeOf("-3"), -3);
+    EXPECT_EQ(typeOf("4294967301"), 5);
+    EXPECT_EQ(typeOf(""), 0);
+}
+
+TEST(AuditRecord, DerivesTheTypeOnceAndKeepsIt) {
+    AuditRecord record;
+    char text[] = "16";
+    record.set_type_str(text);
+    EXPECT_EQ(record.get_type(), 16);
+    text[0] = '2';
+    EXPECT_EQ(record.get_type(), 16);
+    record.set_type_str(text);
+    EXPECT_EQ(record.get_type(), 26);
+}
+
+TEST(AuditRecord, MapsDeviceTypesToTexts) {
+    EXPECT_EQ(textOfDeviceType(0), "Unknown");
+    EXPECT_EQ(textOfDeviceType(1), "Floppy");
+    EXPECT_EQ(textOfDeviceType(2), "Removable");
+    EXPECT_EQ(textOfDeviceType(3), "Hard disk");
+    EXPECT_EQ(textOfDeviceType(5), "Optical drive");
+    EXPECT_EQ(textOfDeviceType(7), "Serial port");
+    EXPECT_EQ(textOfDeviceType(10), "USB port");
+    EXPECT_EQ(textOfDeviceType(12), "FireWire port");
+    EXPECT_EQ(textOfDeviceType(13), "BlueTooth");
+    EXPECT_EQ(textOfDeviceType(14), "WiFi");
+    EXPECT_EQ(textOfDeviceType(255), "Service");
+    EXPECT_EQ(textOfDeviceType(4), "Unknown");
+    EXPECT_EQ(textOfDeviceType(-1), "Unknown");
+}
+
+TEST(AuditRecord, FindsTheDeviceTypeOfATextWhateverItsCase) {
+    EXPECT_EQ(deviceTypeOf("Unknown"), 0);
+    EXPECT_EQ(deviceTypeOf("FLOPPY"), 1);
+    EXPECT_EQ(deviceTypeOf("removable"), 2);
+    EXPECT_EQ(deviceTypeOf("hard disk"), 3);
+    EXPECT_EQ(deviceTypeOf("Optical Drive"), 5);
+    EXPECT_EQ(deviceTypeOf("serial port"), 7);
+    EXPECT_EQ(deviceTypeOf("usb port"), 10);
+    EXPECT_EQ(deviceTypeOf("firewire port"), 12);
+    EXPECT_EQ(deviceTypeOf("Bluetooth"), 13);
+    EXPECT_EQ(deviceTypeOf("wifi"), 14);
+    EXPECT_EQ(deviceTypeOf("service"), 255);
+    EXPECT_EQ(deviceTypeOf("usb"), 0);
+    EXPECT_EQ(deviceTypeOf("10"), 0);
+}
+
+TEST(AuditRecord, ADualFieldSetAsAValueIsSetBeforeItsTextIsMade) {
+    AuditRecord record;
+    record.set_device_type(0);
+    record.set_user_uuid(UUID{});
+    record.set_schema_tag(0);
+    EXPECT_TRUE(record.is_set_device_type());
+    EXPECT_TRUE(record.is_set_user_uuid());
+    EXPECT_TRUE(record.is_set_schema_tag());
+}
+
+TEST(AuditRecord, FormatsAnIdentityInUpperCase) {
+    AuditRecord record;
+    record.set_user_uuid(kUUID);
+    EXPECT_STREQ(record.get_user_uuid_str(), kUUIDText);
+    EXPECT_EQ(record.get_user_uuid(), kUUID);
+}
+
+TEST(AuditRecord, ReadsAnIdentityOutOfItsText) {
+    AuditRecord record;
+    record.set_user_uuid_str("abcdefab-cdef-abcd-efab-cdef0000000c");
+    EXPECT_EQ(record.get_user_uuid(), kUUID);
+    EXPECT_STREQ(record.get_user_uuid_str(), "abcdefab-cdef-abcd-efab-cdef0000000c");
+}
+
+TEST(AuditRecord, AnUnparsableIdentityIsAllZero) {
+    AuditRecord record;
+    record.set_user_uuid(kUUID);
+    record.set_user_uuid_str("not an identity");
+    EXPECT_TRUE(record.get_user_uuid().isNull());
+}
+
+TEST(AuditRecord, TakesIdentitySIDAndNameFromAnAccountAndKeepsItAlive) {
+    AuditRecord record;
+    record.set_user(AccountInfo::create(AccountTypeUser, 501, kUUID, "S-1-5-21-1", "HOST\\alice"));
+    EXPECT_STREQ(record.get_user_uuid_str(), kUUIDText);
+    EXPECT_STREQ(record.get_sid_str(), "S-1-5-21-1");
+    EXPECT_STREQ(record.get_user_name_str(), "HOST\\alice");
+}
+
+TEST(AuditRecord, ANullAccountClearsIdentitySIDAndName) {
+    AuditRecord record;
+    record.set_user(AccountInfo::create(AccountTypeUser, 501, kUUID, "S-1-5-21-1", "HOST\\alice"));
+    record.set_user(nullptr);
+    EXPECT_FALSE(record.is_set_user_uuid());
+    EXPECT_FALSE(record.is_set_sid());
+    EXPECT_FALSE(record.is_set_user_name());
+}
+
+TEST(AuditRecord, SchemaTagValueAndTextAreIndependent) {
+    AuditRecord record;
+    record.set_schema_tag(7);
+    EXPECT_STREQ(record.get_schema_tag_str(), "");
+    EXPECT_EQ(record.get_schema_tag(), 7);
+    EXPECT_FALSE(record.is_set_schema_tag()) << "asking for the text made it the empty one";
+    record.set_schema_tag_str("12");
+    EXPECT_TRUE(record.is_set_schema_tag());
+    EXPECT_EQ(record.get_schema_tag(), 0);
+    EXPECT_STREQ(record.get_schema_tag_str(), "12");
+}
+
+TEST(AuditRecord, ACopyMakesItsOwnTexts) {
+    AuditRecord copy;
+    {
+        AuditRecord record;
+        record.set_date({0, 5000});
+        record.set_type(3);
+        record.set_user_uuid(kUUID);
+        record.set_device_type(10);
+        ASSERT_STREQ(record.get_date_str(), "1970-01-01T00:00:00.005");
+        ASSERT_STREQ(record.get_type_str(), "3");
+        ASSERT_STREQ(record.get_user_uuid_str(), kUUIDText);
+        ASSERT_STREQ(record.get_device_type_str(), "USB port");
+        copy = record;
+        EXPECT_NE(copy.get_date_str(), record.get_date_str());
+        record.set_date({99, 0});
+        record.set_type(5);
+        record.set_user_uuid(UUID{});
+        record.get_date_str();
+        record.get_type_str();
+        record.get_user_uuid_str();
+    }
+    EXPECT_STREQ(copy.get_date_str(), "1970-01-01T00:00:00.005");
+    EXPECT_STREQ(copy.get_type_str(), "3");
+    EXPECT_STREQ(copy.get_user_uuid_str(), kUUIDText);
+    EXPECT_STREQ(copy.get_device_type_str(), "USB port");
+}
+
+TEST(AuditRecord, ACopySharesBorrowedTextsAndNumbers) {
+    AuditRecord record;
+    const std::string text = "borrowed";
+    record.set_record_id(1);
+    record.set_event_id(2);
+    record.set_pid(3);
+    record.set_status(4);
+    record.set_computer_name_str(text.c_str());
+    record.set_date_str(text.c_str());
+    record.set_type_str(text.c_str());
+    record.set_user_uuid_str(text.c_str());
+    record.set_sid_str(text.c_str());
+    record.set_user_name_str(text.c_str());
+    record.set_process_name_str(text.c_str());
+    record.set_device_type_str(text.c_str());
+    record.set_action_str(text.c_str());
+    record.set_name_str(text.c_str());
+    record.set_information_str(text.c_str());
+    record.set_schema_tag_str(text.c_str());
+    record.set_reason_str(text.c_str());
+    record.set_extra_str(text.c_str());
+    const AuditRecord copy(record);
+    EXPECT_EQ(copy.get_record_id(), 1);
+    EXPECT_EQ(copy.get_event_id(), 2);
+    EXPECT_EQ(copy.get_pid(), 3);
+    EXPECT_EQ(copy.get_status(), 4);
+    for (const char* got :
+         {copy.get_computer_name_str(), copy.get_date_str(), copy.get_type_str(), copy.get_user_uuid_str(),
+          copy.get_sid_str(), copy.get_user_name_str(), copy.get_process_name_str(), copy.get_device_type_str(),
+          copy.get_action_str(), copy.get_name_str(), copy.get_information_str(), copy.get_schema_tag_str(),
+          copy.get_reason_str(), copy.get_extra_str()}) {
+        EXPECT_EQ(got, text.c_str());
+    }
+}
+
+TEST(AuditRecord, ACopyKeepsTheObjectsBehindItsTextsAlive) {
+    AuditRecord copy;
+    {
+        AuditRecord record;
+        record.set_computer_name(NetBiosName::create("host"));
+        record.set_user(AccountInfo::create(AccountTypeUser, 501, kUUID, "S-1-5-21-1", "HOST\\alice"));
+        copy = record;
+    }
+    EXPECT_STREQ(copy.get_computer_name_str(), "HOST");
+    EXPECT_STREQ(copy.get_user_name_str(), "HOST\\alice");
+}
+
+TEST(AuditRecord, AssignmentCopiesAValueOnlyWhereItIsValid) {
+    AuditRecord target;
+    target.set_type(8);
+    target.set_device_type(10);
+    AuditRecord source;
+    source.set_type_str("0x20");
+    source.set_device_type_str("floppy");
+    target = source;
+    EXPECT_EQ(target.get_type(), 32) << "the target's own value would be stale";
+    EXPECT_EQ(target.get_device_type(), 1);
+}
+
+TEST(AuditRecord, SelfAssignmentChangesNothing) {
+    AuditRecord record;
+    record.set_date({0, 5000});
+    record.set_type(3);
+    record.set_computer_name(NetBiosName::create("host"));
+    const char* const date = record.get_date_str();
+    const AuditRecord& same = record;
+    record = same;
+    EXPECT_EQ(record.get_date_str(), date);
+    EXPECT_STREQ(record.get_date_str(), "1970-01-01T00:00:00.005");
+    EXPECT_STREQ(record.get_computer_name_str(), "HOST");
+}

@@ -1,3 +1,4 @@
+#include "CFStringObject.h"
 #include "Object.h"
 
 #include <CoreFoundation/CFString.h>
@@ -120,7 +121,12 @@ void CFAllocatorGetContext(CFAllocatorRef allocator, CFAllocatorContext* context
 
 namespace {
 
-constexpr Class kNullClass{"CFNull", TypeID::Null, nullptr, nullptr, nullptr, nullptr};
+CFStringRef copyNullDescription(const Object*) {
+    static constinit const StringConstant description("<null>");
+    return &description;
+}
+
+constexpr Class kNullClass{"CFNull", TypeID::Null, nullptr, nullptr, nullptr, copyNullDescription};
 
 }  // namespace
 
@@ -160,6 +166,10 @@ void destroyFlat(const Object* object) noexcept {
         std::vector<const Object*> waiting;
     };
     static thread_local State* current = nullptr;
+    if (object->cls->isLeaf) {
+        destroy(object);
+        return;
+    }
     if (!current) {
         State state;
         current = &state;
@@ -244,4 +254,10 @@ Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {
 CFHashCode CFHash(CFTypeRef cf) {
     if (cf && object(cf)->cls->hash) return object(cf)->cls->hash(object(cf));
     return reinterpret_cast<std::uintptr_t>(cf) >> 4;
+}
+
+CFStringRef CFCopyDescription(CFTypeRef cf) {
+    if (!cf) return nullptr;
+    if (object(cf)->cls->copyDescription) return object(cf)->cls->copyDescription(object(cf));
+    return createDescriptionHead(cf);
 }

@@ -46,7 +46,7 @@ struct Object;
 
 /// What the model must know about a type. `finalize` ends an object's life (it runs the destructor) and leaves the
 /// memory; null where there is nothing to end. Null `equal` and `hash` go by identity, null `copyDescription` gives
-/// "<Name 0x...>". `equal` is only asked for two objects of this class that are not the same.
+/// "<Name 0x... [0x...]>". `equal` is only asked for two objects of this class that are not the same.
 struct Class {
     const char* name;
     TypeID typeID;
@@ -54,6 +54,7 @@ struct Class {
     bool (*equal)(const Object*, const Object*);
     CFHashCode (*hash)(const Object*);
     CFStringRef (*copyDescription)(const Object*);
+    bool isLeaf = false;  ///< holds no reference to another object, so that ending one can never nest
 };
 
 struct Object {
@@ -114,6 +115,9 @@ template <class T>
 void finalizeAs(Object* object) noexcept {
     static_cast<T*>(object)->~T();
 }
+
+/// Releases what the calling thread gave up with CFAutorelease; its run loop calls this as it ends a pass.
+void drainAutoreleased() noexcept;
 
 /// Frees memory of a type's own (buffers) through an allocator, holding on to what the platform's allocators are.
 struct AllocatorDelete {

@@ -1,0 +1,50 @@
+#include "CFStringObject.h"
+
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <unordered_map>
+
+using namespace KXPlatform;
+
+namespace {
+
+/// The constants made so far, by their literal's text. Never destroyed: constants are used until the very end of the
+/// process, by destructors of static objects too.
+struct Constants {
+    std::shared_mutex mutex;
+    std::unordered_map<std::string_view, CFStringRef> byText;
+};
+
+Constants& constants() {
+    static Constants& all = *new Constants;
+    return all;
+}
+
+CFStringRef makeImmortal(const char* utf8) {
+    const CFStringRef made = CFStringCreateWithCString(kCFAllocatorSystemDefault, utf8, kCFStringEncodingUTF8);
+    // A literal that is no UTF-8 was written in some one-byte encoding; losing it altogether would help nobody.
+    const CFStringRef string =
+        made ? made : CFStringCreateWithCString(kCFAllocatorSystemDefault, utf8, kCFStringEncodingISOLatin1);
+    if (string) const_cast<__CFString*>(string)->flags |= Object::kImmortal;
+    return string;
+}
+
+}  // namespace
+
+CFStringRef __CFStringMakeConstantString(const char* utf8) {
+    if (!utf8) return nullptr;
+    Constants& all = constants();
+    {
+        const std::shared_lock lock(all.mutex);
+        if (const auto found = all.byText.find(utf8); found != all.byText.end()) return found->second;
+    }
+    const std::unique_lock lock(all.mutex);
+    if (const auto found = all.byText.find(utf8); found != all.byText.end()) return found->second;
+    const CFStringRef made = makeImmortal(utf8);
+    // The key is a copy: the literal may stand in a library that is unloaded one day.
+    if (made) all.byText.emplace(*new std::string(utf8), made);
+    return made;
+}

@@ -1,0 +1,314 @@
+#include "CFStringEncoding.h"
+
+#include <unicode/ucnv.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
+
+namespace KXPlatform {
+
+namespace {
+
+constexpr bool kHostIsBig = std::endian::native == std::endian::big;
+
+constexpr std::uint32_t kNotACharacter = 0xFFFFFFFF;
+
+/// The character that begins at `at`, which moves behind it. kNotACharacter where the bytes are not UTF-8: a stray or
+/// missing continuation, an overlong form, a surrogate, a number above 10FFFF (RFC 3629).
+std::uint32_t nextUTF8(const UInt8*& at, const UInt8* end) noexcept {
+    const UInt8 lead = *at++;
+    if (lead < 0x80) return lead;
+    if (lead < 0xC2 || lead > 0xF4) return kNotACharacter;
+    const auto isContinuation = [](UInt8 byte) { return (byte & 0xC0) == 0x80; };
+    if (at == end || !isContinuation(at[0])) return kNotACharacter;
+    if (lead < 0xE0) return static_cast<std::uint32_t>((lead & 0x1F) << 6 | (*at++ & 0x3F));
+    if (end - at < 2 || !isContinuation(at[1])) return kNotACharacter;
+    if (lead < 0xF0) {
+        const auto character = static_cast<std::uint32_t>((lead & 0x0F) << 12 | (at[0] & 0x3F) << 6 | (at[1] & 0x3F));
+        at += 2;
+        return character < 0x800 || (character & 0xF800) == 0xD800 ? kNotACharacter : character;
+    }
+    if (end - at < 3 || !isContinuation(at[2])) return kNotACharacter;
+    const auto character =
+        static_cast<std::uint32_t>((lead & 0x07) << 18 | (at[0] & 0x3F) << 12 | (at[1] & 0x3F) << 6 | (at[2] & 0x3F));
+    at += 3;
+    return character < 0x10000 || character > 0x10FFFF ? kNotACharacter : character;
+}
+
+/// Whether the eight bytes at `at` are ASCII.
+bool isASCIIWord(const UInt8* at) noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, at, sizeof word);
+    return (word & 0x8080808080808080u) == 0;
+}
+
+/// The UTF-16 units that UTF-8 text takes; -1 where it is not UTF-8.
+CFIndex measureUTF8(std::span<const UInt8> bytes) noexcept {
+    const UInt8* at = bytes.data();
+    const UInt8* const end = at + bytes.size();
+    CFIndex units = 0;
+    while (at != end) {
+        if (end - at >= 8 && isASCIIWord(at)) {
+            at += 8;
+            units += 8;
+            continue;
+        }
+        const std::uint32_t character = nextUTF8(at, end);
+        if (character == kNotACharacter) return -1;
+        units += character >= 0x10000 ? 2 : 1;
+    }
+    return units;
+}
+
+template <class Unit>
+Unit* putCharacter(std::uint32_t character, Unit* out) noexcept {
+    if (character >= 0x10000) {
+        *out++ = static_cast<Unit>(0xD7C0 + (character >> 10));
+        *out++ = static_cast<Unit>(0xDC00 + (character & 0x3FF));
+    } else {
+        *out++ = static_cast<Unit>(character);
+    }
+    return out;
+}
+
+/// Converts what measureUTF8 found to be UTF-8.
+template <class Unit>
+void convertUTF8(std::span<const UInt8> bytes, Unit* out) noexcept {
+    const UInt8* at = bytes.data();
+    const UInt8* const end = at + bytes.size();
+    while (at != end) {
+        if (end - at >= 8 && isASCIIWord(at)) {
+            for (int i = 0; i < 8; ++i) out[i] = static_cast<Unit>(at[i]);
+            at += 8;
+            out += 8;
+            continue;
+        }
+        const UInt8 lead = *at;
+        if (lead < 0x80) {
+            *out++ = static_cast<Unit>(lead);
+            ++at;
+        } else if (lead < 0xE0) {
+            *out++ = static_cast<Unit>((lead & 0x1F) << 6 | (at[1] & 0x3F));
+            at += 2;
+        } else if (lead < 0xF0) {
+            *out++ = static_cast<Unit>((lead & 0x0F) << 12 | (at[1] & 0x3F) << 6 | (at[2] & 0x3F));
+            at += 3;
+        } else {
+            out = putCharacter(static_cast<std::uint32_t>((lead & 0x07) << 18 | (at[1] & 0x3F) << 12 |
+                                                          (at[2] & 0x3F) << 6 | (at[3] & 0x3F)),
+                               out);
+            at += 4;
+        }
+    }
+}
+
+std::uint16_t load16(const UInt8* at, bool swapped) noexcept {
+    std::uint16_t unit;
+    std::memcpy(&unit, at, sizeof unit);
+    return swapped ? __builtin_bswap16(unit) : unit;
+}
+
+std::uint32_t load32(const UInt8* at, bool swapped) noexcept {
+    std::uint32_t character;
+    std::memcpy(&character, at, sizeof character);
+    return swapped ? __builtin_bswap32(character) : character;
+}
+
+int digit(UInt8 byte, int base) noexcept {
+    int value = base;
+    if (byte >= '0' && byte <= '9') value = byte - '0';
+    if (byte >= 'a' && byte <= 'f') value = byte - 'a' + 10;
+    if (byte >= 'A' && byte <= 'F') value = byte - 'A' + 10;
+    return value < base ? value : -1;
+}
+
+/// Reads a number of `count` digits; -1 when they are not all there.
+long readDigits(const UInt8*& at, const UInt8* end, int count, int base) noexcept {
+    if (end - at < count) return -1;
+    long value = 0;
+    for (; count > 0; --count) {
+        const int next = digit(*at++, base);
+        if (next < 0) return -1;
+        value = value * base + next;
+    }
+    return value;
+}
+
+/// ASCII with `\\` for a backslash, `\ooo` for a unit below 0x100 and `\uxxxx` for any.
+bool unescape(std::span<const UInt8> bytes, std::u16string& out) {
+    out.reserve(bytes.size());
+    const UInt8* at = bytes.data();
+    const UInt8* const end = at + bytes.size();
+    while (at != end) {
+        const UInt8 byte = *at++;
+        if (byte >= 0x80) return false;
+        if (byte != '\\') {
+            out.push_back(byte);
+            continue;
+        }
+        if (at == end) return false;
+        long unit = '\\';
+        if (*at == 'u')
+            unit = readDigits(++at, end, 4, 16);
+        else if (*at == '\\')
+            ++at;
+        else
+            unit = readDigits(at, end, 3, 8);
+        if (unit < 0) return false;
+        out.push_back(static_cast<char16_t>(unit));
+    }
+    return true;
+}
+
+struct ConverterClose {
+    void operator()(UConverter* converter) const noexcept { ucnv_close(converter); }
+};
+
+bool convertFrom(const char* name, std::span<const UInt8> bytes, std::u16string& out) {
+    UErrorCode error = U_ZERO_ERROR;
+    const std::unique_ptr<UConverter, ConverterClose> converter(ucnv_open(name, &error));
+    if (U_FAILURE(error)) return false;
+    ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+    auto* from = reinterpret_cast<const char*>(bytes.data());
+    const char* const end = from + bytes.size();
+    char16_t chunk[1024];
+    do {
+        error = U_ZERO_ERROR;
+        char16_t* to = chunk;
+        ucnv_toUnicode(converter.get(), &to, chunk + std::size(chunk), &from, end, nullptr, true, &error);
+        out.append(chunk, static_cast<std::size_t>(to - chunk));
+    } while (error == U_BUFFER_OVERFLOW_ERROR);
+    return U_SUCCESS(error);
+}
+
+}  // namespace
+
+DecodedText::DecodedText(std::span<const UInt8> bytes, CFStringEncoding number, bool isExternal) noexcept
+    : bytes_(bytes), encoding_(findEncoding(number)) {
+    if (!encoding_) return;
+    if (encoding_->codec == Codec::UTF8 && bytes_.size() >= 3 && std::memcmp(bytes_.data(), "\xEF\xBB\xBF", 3) == 0)
+        bytes_ = bytes_.subspan(3);
+    if (encoding_->holdsASCII && KXPlatform::isASCII(reinterpret_cast<const char*>(bytes_.data()), bytes_.size())) {
+        valid_ = ascii_ = plain_ = true;
+        length_ = static_cast<CFIndex>(bytes_.size());
+        return;
+    }
+    switch (encoding_->codec) {
+        case Codec::Direct:
+            valid_ = true;
+            length_ = static_cast<CFIndex>(bytes_.size());
+            break;
+        case Codec::Table:
+            table_ = byteTable(*encoding_);
+            valid_ = ascii_ = table_ != nullptr;
+            for (std::size_t i = 0; valid_ && i < bytes_.size(); ++i) {
+                const UniChar unit = table_->unit(bytes_[i]);
+                valid_ = unit != ByteTable::kNone;
+                ascii_ = ascii_ && unit < 0x80;
+            }
+            length_ = static_cast<CFIndex>(bytes_.size());
+            break;
+        case Codec::UTF8:
+            length_ = measureUTF8(bytes_);
+            valid_ = length_ >= 0;
+            break;
+        case Codec::UTF16:
+            judgeUTF16(isExternal);
+            break;
+        case Codec::UTF32:
+            judgeUTF32(isExternal);
+            break;
+        case Codec::NonLossyASCII:
+        case Codec::Converter:
+            judgeConverted();
+            break;
+    }
+}
+
+void DecodedText::judgeUTF16(bool isExternal) noexcept {
+    if (bytes_.size() % 2 != 0) return;
+    if (encoding_->order == ByteOrder::Marked) {
+        if (isExternal && bytes_.size() >= 2) {
+            const std::uint16_t first = load16(bytes_.data(), false);
+            swapped_ = first == 0xFFFE;
+            if (first == 0xFEFF || swapped_) bytes_ = bytes_.subspan(2);
+        }
+    } else {
+        swapped_ = (encoding_->order == ByteOrder::Big) != kHostIsBig;
+    }
+    std::uint16_t seen = 0;
+    for (std::size_t i = 0; i < bytes_.size(); i += 2) seen |= load16(bytes_.data() + i, swapped_);
+    length_ = static_cast<CFIndex>(bytes_.size() / 2);
+    ascii_ = seen < 0x80;
+    valid_ = true;
+}
+
+void DecodedText::judgeUTF32(bool isExternal) noexcept {
+    if (bytes_.size() % 4 != 0) return;
+    if (encoding_->order == ByteOrder::Marked) {
+        if (isExternal && bytes_.size() >= 4) {
+            const std::uint32_t first = load32(bytes_.data(), false);
+            swapped_ = first == 0xFFFE0000;
+            if (first == 0xFEFF || swapped_) bytes_ = bytes_.subspan(4);
+        }
+    } else {
+        swapped_ = (encoding_->order == ByteOrder::Big) != kHostIsBig;
+    }
+    std::uint32_t seen = 0;
+    for (std::size_t i = 0; i < bytes_.size(); i += 4) {
+        const std::uint32_t character = load32(bytes_.data() + i, swapped_);
+        if (character > 0x10FFFF || (character & 0xFFFFF800) == 0xD800) return;
+        length_ += character >= 0x10000 ? 2 : 1;
+        seen |= character;
+    }
+    ascii_ = seen < 0x80;
+    valid_ = true;
+}
+
+void DecodedText::judgeConverted() noexcept {
+    try {
+        valid_ = encoding_->codec == Codec::NonLossyASCII ? unescape(bytes_, converted_)
+                                                          : convertFrom(encoding_->converter, bytes_, converted_);
+    } catch (const std::bad_alloc&) {
+        valid_ = false;
+    }
+    ascii_ = KXPlatform::isASCII(asUnits(converted_.data()), converted_.size());
+    length_ = static_cast<CFIndex>(converted_.size());
+}
+
+template <class Unit>
+void DecodedText::copyToAny(Unit* out) const noexcept {
+    const UInt8* const bytes = bytes_.data();
+    const std::size_t size = bytes_.size();
+    if (plain_ || encoding_->codec == Codec::Direct) {
+        for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<Unit>(bytes[i]);
+        return;
+    }
+    switch (encoding_->codec) {
+        case Codec::Direct:
+            break;
+        case Codec::Table:
+            for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<Unit>(table_->unit(bytes[i]));
+            break;
+        case Codec::UTF8:
+            convertUTF8(bytes_, out);
+            break;
+        case Codec::UTF16:
+            for (std::size_t i = 0; i < size; i += 2) out[i / 2] = static_cast<Unit>(load16(bytes + i, swapped_));
+            break;
+        case Codec::UTF32:
+            for (std::size_t i = 0; i < size; i += 4) out = putCharacter(load32(bytes + i, swapped_), out);
+            break;
+        case Codec::NonLossyASCII:
+        case Codec::Converter:
+            for (const char16_t unit : converted_) *out++ = static_cast<Unit>(unit);
+            break;
+    }
+}
+
+template void DecodedText::copyToAny(char*) const noexcept;
+template void DecodedText::copyToAny(UniChar*) const noexcept;
+
+}  // namespace KXPlatform

@@ -1,0 +1,271 @@
+#include "CFStringEncoding.h"
+
+#include <unicode/ucnv.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
+
+namespace KXPlatform {
+
+namespace {
+
+constexpr bool kHostIsBig = std::endian::native == std::endian::big;
+
+/// A character of a text and the units it takes. A surrogate without its other half is a character that no encoding
+/// but UTF-16 has.
+struct Character {
+    std::uint32_t value;
+    CFIndex units;
+
+    bool isLone() const noexcept { return (value & 0xFFFFF800) == 0xD800; }
+};
+
+Character characterAt(const TextView& text, CFIndex index) noexcept {
+    const UniChar unit = text[index];
+    if ((unit & 0xFC00) == 0xD800 && index + 1 < text.length && (text[index + 1] & 0xFC00) == 0xDC00)
+        return {0x10000u + ((unit & 0x3FFu) << 10) + (text[index + 1] & 0x3FFu), 2};
+    return {unit, 1};
+}
+
+/// Runs through `text` character by character: `put` writes one to `out` and gives the bytes it took, 0 for one that
+/// the encoding lacks. `loss` is written in the place of such ones; none ends the run.
+template <class Put>
+CFIndex encodeEach(const TextView& text, std::string_view loss, ByteSink& sink, Put put) noexcept {
+    CFIndex at = 0;
+    while (at < text.length) {
+        const Character character = characterAt(text, at);
+        UInt8 bytes[8];
+        const CFIndex count = put(character, bytes);
+        const bool isWritten = count > 0 ? sink.write(bytes, count)
+                                         : !loss.empty() && sink.write(loss.data(), static_cast<CFIndex>(loss.size()));
+        if (!isWritten) break;
+        at += character.units;
+    }
+    return at;
+}
+
+CFIndex encodeDirect(const TextView& text, std::uint32_t limit, std::string_view loss, ByteSink& sink) noexcept {
+    return encodeEach(text, loss, sink, [limit](Character character, UInt8* out) -> CFIndex {
+        if (character.value >= limit) return 0;
+        *out = static_cast<UInt8>(character.value);
+        return 1;
+    });
+}
+
+CFIndex putUTF8(std::uint32_t value, UInt8* out) noexcept {
+    const auto continuation = [](std::uint32_t bits) { return static_cast<UInt8>(0x80 | (bits & 0x3F)); };
+    if (value < 0x80) {
+        out[0] = static_cast<UInt8>(value);
+        return 1;
+    }
+    if (value < 0x800) {
+        out[0] = static_cast<UInt8>(0xC0 | value >> 6);
+        out[1] = continuation(value);
+        return 2;
+    }
+    if (value < 0x10000) {
+        out[0] = static_cast<UInt8>(0xE0 | value >> 12);
+        out[1] = continuation(value >> 6);
+        out[2] = continuation(value);
+        return 3;
+    }
+    out[0] = static_cast<UInt8>(0xF0 | value >> 18);
+    out[1] = continuation(value >> 12);
+    out[2] = continuation(value >> 6);
+    out[3] = continuation(value);
+    return 4;
+}
+
+CFIndex encodeUTF8(const TextView& text, std::string_view loss, ByteSink& sink) noexcept {
+    return encodeEach(text, loss, sink, [](Character character, UInt8* out) -> CFIndex {
+        return character.isLone() ? 0 : putUTF8(character.value, out);
+    });
+}
+
+bool isSwapped(ByteOrder order) noexcept {
+    return order != ByteOrder::Marked && (order == ByteOrder::Big) != kHostIsBig;
+}
+
+void store16(std::uint16_t unit, bool swapped, UInt8* out) noexcept {
+    if (swapped) unit = __builtin_bswap16(unit);
+    std::memcpy(out, &unit, sizeof unit);
+}
+
+void store32(std::uint32_t character, bool swapped, UInt8* out) noexcept {
+    if (swapped) character = __builtin_bswap32(character);
+    std::memcpy(out, &character, sizeof character);
+}
+
+/// Every unit can be written; only the room may end.
+CFIndex encodeUTF16(const TextView& text, ByteOrder order, bool isExternal, ByteSink& sink) noexcept {
+    const bool swapped = isSwapped(order);
+    const std::uint16_t mark = 0xFEFF;
+    if (isExternal && order == ByteOrder::Marked && !sink.write(&mark, 2)) return 0;
+    if (!sink.buffer) {
+        sink.used += text.length * 2;
+        return text.length;
+    }
+    CFIndex count = std::min(text.length, (sink.capacity - sink.used) / 2);
+    if (count > 0 && count < text.length && characterAt(text, count - 1).units == 2) --count;
+    UInt8* const out = sink.buffer + sink.used;
+    for (CFIndex i = 0; i < count; ++i) store16(text[i], swapped, out + 2 * i);
+    sink.used += count * 2;
+    return count;
+}
+
+CFIndex encodeUTF32(const TextView& text, ByteOrder order, UInt8 lossByte, bool isExternal, ByteSink& sink) noexcept {
+    const bool swapped = isSwapped(order);
+    const std::uint32_t mark = 0xFEFF;
+    if (isExternal && order == ByteOrder::Marked && !sink.write(&mark, 4)) return 0;
+    return encodeEach(text, {}, sink, [=](Character character, UInt8* out) -> CFIndex {
+        if (character.isLone()) {
+            if (lossByte == 0) return 0;
+            character.value = lossByte;
+        }
+        store32(character.value, swapped, out);
+        return 4;
+    });
+}
+
+/// The escapes that DecodedText reads: octal below 0x100, hexadecimal above.
+CFIndex encodeEscaped(const TextView& text, ByteSink& sink) noexcept {
+    const auto digitOf = [](unsigned value) { return static_cast<UInt8>("0123456789abcdef"[value & 15]); };
+    CFIndex at = 0;
+    for (; at < text.length; ++at) {
+        const UniChar unit = text[at];
+        UInt8 bytes[6] = {'\\'};
+        CFIndex count = 2;
+        if (unit == '\\') {
+            bytes[1] = '\\';
+        } else if (unit < 0x80) {
+            bytes[0] = static_cast<UInt8>(unit);
+            count = 1;
+        } else if (unit < 0x100) {
+            for (unsigned i = 0; i < 3; ++i) bytes[1 + i] = digitOf((unit >> (6 - 3 * i)) & 7u);
+            count = 4;
+        } else {
+            bytes[1] = 'u';
+            for (unsigned i = 0; i < 4; ++i) bytes[2 + i] = digitOf(static_cast<unsigned>(unit) >> (12 - 4 * i));
+            count = 6;
+        }
+        if (!sink.write(bytes, count)) break;
+    }
+    return at;
+}
+
+struct ConverterClose {
+    void operator()(UConverter* converter) const noexcept { ucnv_close(converter); }
+};
+
+/// One pass of an ICU converter over a text. Encodings with a state (shift sequences) owe a closing sequence at the
+/// end, which must fit as well.
+class ConverterRun {
+  public:
+    explicit ConverterRun(const char* name) noexcept : converter_(ucnv_open(name, &error_)) {
+        if (U_FAILURE(error_)) return;
+        ucnv_setFromUCallBack(converter_.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error_);
+        ucnv_setFallback(converter_.get(), false);
+    }
+
+    /// Converts as much of `text` as leaves `reserve` bytes of `sink` free, then closes.
+    CFIndex run(const TextView& text, UInt8 lossByte, CFIndex reserve, ByteSink& sink) noexcept {
+        if (U_FAILURE(error_)) return 0;
+        const CFIndex limit = sink.capacity - reserve;
+        CFIndex at = 0;
+        while (at < text.length) {
+            const Character character = characterAt(text, at);
+            char bytes[64];
+            CFIndex count = convert(character, bytes, sizeof bytes);
+            if (count < 0 && lossByte != 0) {
+                ucnv_reset(converter_.get());
+                count = convert({lossByte, 1}, bytes, sizeof bytes);
+            }
+            if (count < 0 || (sink.buffer && sink.used + count > limit)) break;
+            if (!sink.write(bytes, count)) break;
+            at += character.units;
+        }
+        char* to = closing_;
+        const char16_t* from = nullptr;
+        UErrorCode error = U_ZERO_ERROR;
+        ucnv_fromUnicode(converter_.get(), &to, closing_ + sizeof closing_, &from, nullptr, nullptr, true, &error);
+        return sink.write(closing_, to - closing_) ? at : -1;
+    }
+
+  private:
+    CFIndex convert(Character character, char* out, std::size_t size) noexcept {
+        char16_t units[2];
+        const char16_t* from = units;
+        units[0] = static_cast<char16_t>(character.value);
+        if (character.units == 2) {
+            units[0] = static_cast<char16_t>(0xD7C0 + (character.value >> 10));
+            units[1] = static_cast<char16_t>(0xDC00 + (character.value & 0x3FF));
+        }
+        if (character.isLone()) return -1;
+        UErrorCode error = U_ZERO_ERROR;
+        char* to = out;
+        ucnv_fromUnicode(converter_.get(), &to, out + size, &from, units + character.units, nullptr, false, &error);
+        return U_SUCCESS(error) ? to - out : -1;
+    }
+
+    UErrorCode error_ = U_ZERO_ERROR;
+    std::unique_ptr<UConverter, ConverterClose> converter_;
+    char closing_[32];
+};
+
+CFIndex encodeConverted(const TextView& text, const Encoding& encoding, UInt8 lossByte, ByteSink& sink) noexcept {
+    constexpr CFIndex kLongestClosing = 8;
+    const CFIndex start = sink.used;
+    const CFIndex converted = ConverterRun(encoding.converter).run(text, lossByte, 0, sink);
+    if (converted >= 0) return converted;
+    // The text fitted but not its closing sequence: stop early enough.
+    sink.used = start;
+    return std::max<CFIndex>(0, ConverterRun(encoding.converter).run(text, lossByte, kLongestClosing, sink));
+}
+
+}  // namespace
+
+bool ByteSink::write(const void* bytes, CFIndex count) noexcept {
+    if (!hasRoom(count)) return false;
+    if (buffer && count > 0) std::memcpy(buffer + used, bytes, static_cast<std::size_t>(count));
+    used += count;
+    return true;
+}
+
+CFIndex encode(TextView text, const Encoding& encoding, UInt8 lossByte, bool isExternal, ByteSink& sink) noexcept {
+    const char lossText = static_cast<char>(lossByte);
+    const std::string_view loss(&lossText, lossByte != 0 ? 1 : 0);
+    if (!text.isWide() && encoding.holdsASCII) {
+        const CFIndex count = sink.buffer ? std::min(text.length, sink.capacity - sink.used) : text.length;
+        sink.write(text.ascii, count);
+        return count;
+    }
+    switch (encoding.codec) {
+        case Codec::Direct:
+            return encodeDirect(text, encoding.number == kCFStringEncodingASCII ? 0x80 : 0x100, loss, sink);
+        case Codec::Table: {
+            const ByteTable* const table = byteTable(encoding);
+            if (!table) return 0;
+            return encodeEach(text, loss, sink, [table](Character character, UInt8* out) -> CFIndex {
+                if (character.units != 1) return 0;
+                const std::optional<UInt8> byte = table->byte(static_cast<UniChar>(character.value));
+                if (byte) *out = *byte;
+                return byte ? 1 : 0;
+            });
+        }
+        case Codec::UTF8:
+            return encodeUTF8(text, loss, sink);
+        case Codec::UTF16:
+            return encodeUTF16(text, encoding.order, isExternal, sink);
+        case Codec::UTF32:
+            return encodeUTF32(text, encoding.order, lossByte, isExternal, sink);
+        case Codec::NonLossyASCII:
+            return encodeEscaped(text, sink);
+        case Codec::Converter:
+            return encodeConverted(text, encoding, lossByte, sink);
+    }
+    return 0;
+}
+
+}  // namespace KXPlatform

@@ -1,0 +1,249 @@
+#include "CFStringEncoding.h"
+#include "CFStringObject.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+using namespace KXPlatform;
+
+namespace KXPlatform {
+
+MutableString::MutableString(CFIndex m, CFAllocatorRef o) noexcept
+    : maximum(m), owner(static_cast<CFAllocatorRef>(CFRetain(o ? o : CFAllocatorGetDefault()))) {
+    bits |= kMutable;
+    text.ascii = nullptr;
+}
+
+MutableString::~MutableString() {
+    const void* const buffer = isWide() ? static_cast<const void*>(text.wide) : text.ascii;
+    if (buffer) CFAllocatorDeallocate(owner, const_cast<void*>(buffer));
+    CFRelease(owner);
+}
+
+namespace {
+
+MutableString* asMutable(CFMutableStringRef string) noexcept {
+    return string && string->isMutable() ? static_cast<MutableString*>(string) : nullptr;
+}
+
+char* ascii(MutableString& string) noexcept { return const_cast<char*>(string.text.ascii); }
+UniChar* wide(MutableString& string) noexcept { return const_cast<UniChar*>(string.text.wide); }
+
+/// Bytes for `capacity` units kept in one way or the other; 0 when no memory is that large.
+CFIndex bytesFor(CFIndex capacity, bool isWide) noexcept {
+    if (!isWide) return capacity < PTRDIFF_MAX ? capacity + 1 : 0;
+    return capacity <= static_cast<CFIndex>(PTRDIFF_MAX / sizeof(UniChar))
+               ? capacity * static_cast<CFIndex>(sizeof(UniChar))
+               : 0;
+}
+
+/// The capacity to give a buffer that must hold `needed`: half as much again as it had, so that appending costs
+/// constant time a unit, but no more than the limit.
+CFIndex grownCapacity(const MutableString& string, CFIndex needed) noexcept {
+    constexpr CFIndex kSmallest = 15;  // with the NUL, what a small allocation holds anyway
+    CFIndex capacity = std::max({needed, kSmallest, string.capacity});
+    if (needed > string.capacity && string.capacity < PTRDIFF_MAX / 2)
+        capacity = std::max(capacity, string.capacity + string.capacity / 2);
+    return string.maximum > 0 ? std::max(needed, std::min(capacity, string.maximum)) : capacity;
+}
+
+/// Makes room for `needed` units, wide ones when `toWide`; the text stays what it is.
+bool reserve(MutableString& string, CFIndex needed, bool toWide) noexcept {
+    const bool isWide = string.isWide();
+    toWide = toWide || isWide;
+    void* const old = isWide ? static_cast<void*>(wide(string)) : ascii(string);
+    if (old && needed <= string.capacity && toWide == isWide) return true;
+    const CFIndex capacity = grownCapacity(string, needed);
+    const CFIndex size = bytesFor(capacity, toWide);
+    if (size == 0) return false;
+    if (toWide == isWide) {
+        void* const moved = CFAllocatorReallocate(string.owner, old, size, 0);
+        if (!moved) return false;
+        if (isWide)
+            string.text.wide = static_cast<UniChar*>(moved);
+        else
+            string.text.ascii = static_cast<char*>(moved);
+    } else {
+        auto* const units = static_cast<UniChar*>(CFAllocatorAllocate(string.owner, size, 0));
+        if (!units) return false;
+        if (old) {
+            view(&string).copyTo(units);
+            CFAllocatorDeallocate(string.owner, old);
+        }
+        string.text.wide = units;
+        string.bits |= __CFString::kWide;
+    }
+    string.capacity = capacity;
+    return true;
+}
+
+/// Opens a gap of `count` units in the place of `range`, for text that is wide or not. False, and nothing changed, when
+/// the limit is exceeded or memory short. Afterwards the string has its new length and the gap holds rubbish.
+bool openGap(MutableString& string, CFRange range, CFIndex count, bool isWideText) noexcept {
+    const CFIndex rest = string.length - range.length;
+    CFIndex length = 0;
+    if (__builtin_add_overflow(rest, count, &length)) return false;
+    if (string.maximum > 0 && length > string.maximum && count > range.length) return false;
+    if (!reserve(string, length, isWideText)) return false;
+    const CFIndex after = string.length - range.location - range.length;
+    const auto move = [&](auto* units) {
+        std::memmove(units + range.location + count, units + range.location + range.length,
+                     static_cast<std::size_t>(after) * sizeof *units);
+    };
+    if (string.isWide()) {
+        move(wide(string));
+    } else {
+        move(ascii(string));
+        ascii(string)[length] = 0;
+    }
+    string.length = length;
+    return true;
+}
+
+/// Whether `text` lies in the buffer of `string`, which is about to move.
+bool isInside(const MutableString& string, const TextView& text) noexcept {
+    const auto start = reinterpret_cast<std::uintptr_t>(string.text.ascii);
+    const auto at =
+        text.isWide() ? reinterpret_cast<std::uintptr_t>(text.wide) : reinterpret_cast<std::uintptr_t>(text.ascii);
+    const auto size = static_cast<std::uintptr_t>(string.capacity) * sizeof(UniChar);
+    return start != 0 && at >= start && at - start <= size;
+}
+
+void appendDecoded(CFMutableStringRef theString, const DecodedText& decoded) noexcept {
+    MutableString* const string = asMutable(theString);
+    if (!string || !decoded.isValid()) return;
+    const CFIndex at = string->length;
+    if (!openGap(*string, {at, 0}, decoded.length(), !decoded.isASCII())) return;
+    if (string->isWide())
+        decoded.copyTo(wide(*string) + at);
+    else
+        decoded.copyTo(ascii(*string) + at);
+}
+
+}  // namespace
+
+bool replaceText(CFMutableStringRef target, CFRange range, TextView text) noexcept {
+    MutableString* const string = asMutable(target);
+    if (!string || !isWithin(range, string->length)) return false;
+    if (text.length > 0 && isInside(*string, text)) {
+        const CFStringRef copy = createText(kCFAllocatorSystemDefault, text);
+        if (!copy) return false;
+        const bool isDone = replaceText(target, range, view(copy));
+        CFRelease(copy);
+        return isDone;
+    }
+    const bool isWideText = text.isWide() && !isASCII(text.wide, static_cast<std::size_t>(text.length));
+    if (!openGap(*string, range, text.length, isWideText)) return false;
+    if (string->isWide()) {
+        if (text.length > 0) text.copyTo(wide(*string) + range.location);
+        return true;
+    }
+    char* const gap = ascii(*string) + range.location;
+    if (text.isWide())
+        std::transform(text.wide, text.wide + text.length, gap, [](UniChar unit) { return static_cast<char>(unit); });
+    else
+        std::memcpy(gap, text.ascii, static_cast<std::size_t>(text.length));
+    return true;
+}
+
+bool replaceUnits(CFMutableStringRef string, CFRange range, std::u16string_view units) noexcept {
+    const auto length = static_cast<CFIndex>(units.size());
+    return replaceText(string, range, length > 0 ? TextView{nullptr, asUnits(units.data()), length} : view(nullptr));
+}
+
+bool appendPrinted(CFMutableStringRef target, const char* format, ...) noexcept {
+    MutableString* const string = asMutable(target);
+    if (!string) return false;
+    char small[256];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(small, sizeof small, format, arguments);
+    bool isDone = false;
+    if (length >= 0 && static_cast<std::size_t>(length) < sizeof small) {
+        isDone = replaceText(target, {string->length, 0}, {small, nullptr, length});
+    } else if (length >= 0) {
+        const auto size = static_cast<std::size_t>(length) + 1;
+        if (auto* const large = static_cast<char*>(CFAllocatorAllocate(nullptr, static_cast<CFIndex>(size), 0))) {
+            std::vsnprintf(large, size, format, again);
+            isDone = replaceText(target, {string->length, 0}, {large, nullptr, length});
+            CFAllocatorDeallocate(nullptr, large);
+        }
+    }
+    va_end(again);
+    va_end(arguments);
+    return isDone;
+}
+
+}  // namespace KXPlatform
+
+CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength) {
+    return maxLength < 0 ? nullptr : make<MutableString>(alloc, 0, maxLength, alloc);
+}
+
+CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength, CFStringRef theString) {
+    if (!theString) return nullptr;
+    const CFMutableStringRef made = CFStringCreateMutable(alloc, maxLength);
+    if (made && theString->length > 0 && !replaceText(made, {0, 0}, view(theString))) {
+        CFRelease(made);
+        return nullptr;
+    }
+    return made;
+}
+
+CFMutableStringRef CFStringCreateMutableWithExternalCharactersNoCopy(CFAllocatorRef alloc, UniChar* chars,
+                                                                     CFIndex numChars, CFIndex capacity,
+                                                                     CFAllocatorRef externalCharactersAllocator) {
+    if (numChars < 0 || capacity < numChars || (!chars && capacity > 0)) return nullptr;
+    auto* const made = make<MutableString>(alloc, 0, CFIndex{0}, externalCharactersAllocator);
+    if (!made) return nullptr;
+    made->bits |= __CFString::kWide | __CFString::kExternal;
+    made->text.wide = chars;
+    made->length = numChars;
+    made->capacity = capacity;
+    return made;
+}
+
+void CFStringSetExternalCharactersNoCopy(CFMutableStringRef theString, UniChar* chars, CFIndex length,
+                                         CFIndex capacity) {
+    MutableString* const string = asMutable(theString);
+    if (!string || !(string->bits & __CFString::kExternal)) return;
+    if (length < 0 || capacity < length || (!chars && capacity > 0)) return;
+    string->text.wide = chars;
+    string->length = length;
+    string->capacity = capacity;
+}
+
+void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString) {
+    if (theString && appendedString) replaceText(theString, {theString->length, 0}, view(appendedString));
+}
+
+void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars, CFIndex numChars) {
+    if (theString && chars && numChars > 0) replaceText(theString, {theString->length, 0}, {nullptr, chars, numChars});
+}
+
+void CFStringAppendPascalString(CFMutableStringRef theString, ConstStr255Param pStr, CFStringEncoding encoding) {
+    if (pStr) appendDecoded(theString, DecodedText({pStr + 1, pStr[0]}, encoding, false));
+}
+
+void CFStringAppendCString(CFMutableStringRef theString, const char* cStr, CFStringEncoding encoding) {
+    if (cStr)
+        appendDecoded(theString,
+                      DecodedText({reinterpret_cast<const UInt8*>(cStr), std::strlen(cStr)}, encoding, false));
+}
+
+void CFStringInsert(CFMutableStringRef str, CFIndex idx, CFStringRef insertedStr) {
+    if (insertedStr) replaceText(str, {idx, 0}, view(insertedStr));
+}
+
+void CFStringDelete(CFMutableStringRef theString, CFRange range) { replaceText(theString, range, view(nullptr)); }
+
+void CFStringReplace(CFMutableStringRef theString, CFRange range, CFStringRef replacement) {
+    if (replacement) replaceText(theString, range, view(replacement));
+}
+
+void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement) {
+    if (theString && replacement) replaceText(theString, {0, theString->length}, view(replacement));
+}

@@ -1,0 +1,165 @@
+#include "PortTable.h"
+
+#include <algorithm>
+
+namespace KXPlatform {
+
+void MessageQueue::push(PortMessage&& message) {
+    if (count_ == ring_.size()) {
+        std::vector<PortMessage> larger(std::max<std::size_t>(1, 2 * ring_.size()));
+        for (std::size_t i = 0; i < count_; ++i) larger[i] = std::move(ring_[(first_ + i) % ring_.size()]);
+        ring_ = std::move(larger);
+        first_ = 0;
+    }
+    ring_[(first_ + count_) % ring_.size()] = std::move(message);
+    ++count_;
+}
+
+PortMessage MessageQueue::pop() noexcept {
+    PortMessage message = std::move(ring_[first_]);
+    first_ = (first_ + 1) % ring_.size();
+    --count_;
+    return message;
+}
+
+void MessageQueue::clear() noexcept {
+    ring_.clear();
+    first_ = count_ = 0;
+}
+
+PortTable& PortTable::shared() noexcept {
+    // Never destroyed: threads may still use ports while the process exits.
+    static PortTable& table = *new PortTable;
+    return table;
+}
+
+PortSlot* PortTable::slotAt(std::uint32_t number) const noexcept {
+    PortSlot* const chunk = chunks_[number / kChunk].load(std::memory_order_acquire);
+    return chunk ? &chunk[number % kChunk] : nullptr;
+}
+
+kern_return_t PortTable::allocate(mach_port_name_t& name) noexcept {
+    std::uint32_t number;
+    {
+        const std::lock_guard lock(mutex_);
+        if (free_.size() > kKeptFree || (!free_.empty() && used_ > kNumberMask)) {
+            number = free_.front();
+            free_.pop_front();
+        } else if (used_ > kNumberMask) {
+            return KERN_NO_SPACE;
+        } else {
+            number = used_;
+            auto& chunk = chunks_[number / kChunk];
+            if (!chunk.load(std::memory_order_relaxed)) {
+                PortSlot* const made = new (std::nothrow) PortSlot[kChunk];
+                if (!made) return KERN_RESOURCE_SHORTAGE;
+                chunk.store(made, std::memory_order_release);
+            }
+            ++used_;
+        }
+    }
+    PortSlot& slot = *slotAt(number);
+    const std::lock_guard lock(slot.mutex);
+    slot.generation = slot.lastGeneration = slot.lastGeneration % kLastGeneration + 1;
+    slot.receive = true;
+    slot.sendRights = slot.rightsMade = slot.received = 0;
+    slot.limit = MACH_PORT_QLIMIT_DEFAULT;
+    name = slot.generation << kNumberBits | number;
+    return KERN_SUCCESS;
+}
+
+LockedPort PortTable::find(mach_port_name_t name) noexcept {
+    const std::uint32_t generation = name >> kNumberBits;
+    if (generation == 0) return {};
+    PortSlot* const slot = slotAt(name & kNumberMask);
+    if (!slot) return {};
+    std::unique_lock lock(slot->mutex);
+    if (slot->generation != generation) return {};
+    return {*slot, std::move(lock)};
+}
+
+void PortTable::endReceive(mach_port_name_t name, LockedPort&& port) noexcept {
+    port->receive = false;
+    MessageQueue lost = std::move(port->queue);
+    port->queue.clear();
+    std::vector<PortWatch*> watches = std::move(port->watches);
+    port->watches.clear();
+    std::shared_ptr<Waker> waker;
+    for (PortWatch* const watch : watches) {
+        if (waker) waker->wake();
+        waker = watch->portChanged();
+    }
+    // Waiters hold no claim on the slot: they find that their generation, or the right to receive, has gone.
+    port->arrival.notify_all();
+    port->room.notify_all();
+    if (port->sendRights == 0) {
+        endName(name, std::move(port));
+    } else {
+        port.lock().unlock();
+    }
+    if (waker) waker->wake();
+}
+
+void PortTable::endName(mach_port_name_t name, LockedPort&& port) noexcept {
+    port->generation = 0;
+    port.lock().unlock();
+    const std::lock_guard lock(mutex_);
+    try {
+        free_.push_back(name & kNumberMask);
+    } catch (...) {
+        // Without memory for the list the number is not used again; the name has ended all the same.
+    }
+}
+
+bool PortTable::watch(mach_port_name_t name, PortWatch& watch) noexcept {
+    LockedPort port = find(name);
+    if (!port || !port->receive) return false;
+    try {
+        port->watches.push_back(&watch);
+    } catch (...) {
+        return false;
+    }
+    if (port->queue.size() == 0) return true;
+    const std::shared_ptr<Waker> waker = watch.portChanged();
+    port.lock().unlock();
+    if (waker) waker->wake();
+    return true;
+}
+
+void PortTable::unwatch(mach_port_name_t name, PortWatch& watch) noexcept {
+    if (LockedPort port = find(name)) std::erase(port->watches, &watch);
+}
+
+std::optional<PortMessage> PortTable::tryReceive(mach_port_name_t name, std::size_t& remain) noexcept {
+    remain = 0;
+    LockedPort port = find(name);
+    if (!port || port->queue.size() == 0) return std::nullopt;
+    PortMessage message = port->queue.pop();
+    ++port->received;
+    remain = port->queue.size();
+    announceRoom(std::move(port));
+    return message;
+}
+
+void announceMessage(LockedPort&& port) noexcept {
+    std::shared_ptr<Waker> waker;
+    for (PortWatch* const watch : port->watches) {
+        if (waker) waker->wake();
+        waker = watch->portChanged();
+    }
+    PortSlot& slot = *port;
+    const bool receiversWait = slot.waitingReceivers > 0;
+    // Woken after the unlock: a thread that runs at once on this processor must not run into the lock.
+    port.lock().unlock();
+    if (receiversWait) slot.arrival.notify_all();
+    if (waker) waker->wake();
+}
+
+void announceRoom(LockedPort&& port) noexcept {
+    PortSlot& slot = *port;
+    const bool sendersWait = slot.waitingSenders > 0;
+    port.lock().unlock();
+    if (sendersWait) slot.room.notify_all();
+}
+
+}  // namespace KXPlatform

@@ -1,0 +1,36 @@
+#include "Waker.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace KXPlatform {
+
+Waker::~Waker() {
+    if (fd_ >= 0) ::close(fd_);
+}
+
+bool Waker::open() noexcept {
+    if (fd_ < 0) fd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return fd_ >= 0;
+}
+
+void Waker::wake() noexcept {
+    if (state_.exchange(kWoken, std::memory_order_acq_rel) != kAsleep) return;
+    // The count is never read, only its changes are seen: it cannot overflow in the life of a process.
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const auto written = ::write(fd_, &one, sizeof one);
+}
+
+bool Waker::prepareSleep() noexcept {
+    std::uint32_t expected = kAwake;
+    if (state_.compare_exchange_strong(expected, kAsleep, std::memory_order_acq_rel)) return true;
+    finishSleep();
+    return false;
+}
+
+bool Waker::takeWakeUp() noexcept {
+    std::uint32_t expected = kWoken;
+    return state_.compare_exchange_strong(expected, kAwake, std::memory_order_acq_rel);
+}
+
+}  // namespace KXPlatform

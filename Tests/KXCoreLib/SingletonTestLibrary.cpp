@@ -1,0 +1,5 @@
+#include "SingletonTestLibrary.h"
+
+#include <KXCoreLib/Singleton.h>
+
+SharedService* SharedServiceOfLibrary() { return &KXCore::GetSingletonInstance<SharedService, int>(); }

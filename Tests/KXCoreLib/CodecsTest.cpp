@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <random>
@@ -143,7 +144,8 @@ TEST(HexDecode, RefusesAnOddNumberOfDigits) {
 
 TEST(HexDecode, JudgesEveryByteAtEveryPlaceOfALongText) {
     for (unsigned code = 0; code < 256; ++code) {
-        for (const std::size_t place : {0, 1, 15, 16, 30, 31, 32, 33, 62, 63, 64, 98, 99}) {
+        for (const std::size_t place :
+             std::initializer_list<std::size_t>{0, 1, 15, 16, 30, 31, 32, 33, 62, 63, 64, 98, 99}) {
             std::string text(100, '7');
             text[place] = static_cast<char>(code);
             EXPECT_EQ(hexDecode(text), CodecsReference::hexDecode(text)) << code << " at " << place;
@@ -260,7 +262,8 @@ TEST(Base64Decode, RefusesAnyGroupAfterAPaddedOne) {
 
 TEST(Base64Decode, JudgesEveryByteAtEveryPlaceOfALongText) {
     for (unsigned code = 0; code < 256; ++code) {
-        for (const std::size_t place : {0, 1, 2, 3, 15, 16, 29, 30, 31, 32, 33, 63, 64, 95, 96, 97, 98, 99}) {
+        for (const std::size_t place :
+             std::initializer_list<std::size_t>{0, 1, 2, 3, 15, 16, 29, 30, 31, 32, 33, 63, 64, 95, 96, 97, 98, 99}) {
             std::string text(100, 'k');
             text[place] = static_cast<char>(code);
             EXPECT_EQ(base64Decode(text), CodecsReference::base64Decode(text)) << code << " at " << place;

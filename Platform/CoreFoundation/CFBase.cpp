@@ -4,6 +4,7 @@
 #include <CoreFoundation/CFString.h>
 
 #include <cstdlib>
+#include <iterator>
 #include <vector>
 
 using namespace KXPlatform;
@@ -17,7 +18,10 @@ namespace {
 
 void finalizeAllocator(Object* object) noexcept;
 
-constexpr Class kAllocatorClass{"CFAllocator", TypeID::Allocator, finalizeAllocator, nullptr, nullptr, nullptr};
+CFStringRef copyAllocatorDescription(const Object* object);
+
+constexpr Class kAllocatorClass{"CFAllocator", TypeID::Allocator, finalizeAllocator,
+                                nullptr,       nullptr,           copyAllocatorDescription};
 
 void* mallocAllocate(CFIndex size, CFOptionFlags, void*) { return std::malloc(static_cast<std::size_t>(size)); }
 void* mallocReallocate(void* memory, CFIndex size, CFOptionFlags, void*) {
@@ -52,6 +56,21 @@ thread_local CFAllocatorRef threadDefault = nullptr;
 void finalizeAllocator(Object* object) noexcept {
     const CFAllocatorContext& context = static_cast<__CFAllocator*>(object)->context;
     if (context.release) context.release(context.info);
+}
+
+CFStringRef copyAllocatorDescription(const Object* object) {
+    const CFMutableStringRef description = createDescriptionHead(object);
+    const CFAllocatorContext& context = static_cast<const __CFAllocator*>(object)->context;
+    const CFStringRef info = context.copyDescription ? context.copyDescription(context.info) : nullptr;
+    if (info) {
+        appendPrinted(description, "{info = ");
+        CFStringAppend(description, info);
+        appendPrinted(description, "}");
+        CFRelease(info);
+    } else {
+        appendPrinted(description, "{info = %p}", context.info);
+    }
+    return description;
 }
 
 CFAllocatorRef resolve(CFAllocatorRef allocator) noexcept { return allocator ? allocator : CFAllocatorGetDefault(); }
@@ -183,8 +202,12 @@ void destroyFlat(const Object* object) noexcept {
         return;
     }
     if (current->depth >= kMaximumDepth) {
-        current->waiting.push_back(object);
-        return;
+        try {
+            current->waiting.push_back(object);
+            return;
+        } catch (const std::bad_alloc&) {
+            // Without memory for the list the stack has to do; ending objects gives memory back.
+        }
     }
     ++current->depth;
     destroy(object);
@@ -260,4 +283,18 @@ CFStringRef CFCopyDescription(CFTypeRef cf) {
     if (!cf) return nullptr;
     if (object(cf)->cls->copyDescription) return object(cf)->cls->copyDescription(object(cf));
     return createDescriptionHead(cf);
+}
+
+CFStringRef CFCopyTypeIDDescription(CFTypeID type_id) {
+    static constinit const StringConstant names[] = {
+        StringConstant("CFNull"),         StringConstant("CFAllocator"),     StringConstant("CFString"),
+        StringConstant("CFData"),         StringConstant("CFArray"),         StringConstant("CFDictionary"),
+        StringConstant("CFSet"),          StringConstant("CFNumber"),        StringConstant("CFBoolean"),
+        StringConstant("CFDate"),         StringConstant("CFUUID"),          StringConstant("CFError"),
+        StringConstant("CFRunLoop"),      StringConstant("CFRunLoopSource"), StringConstant("CFRunLoopObserver"),
+        StringConstant("CFRunLoopTimer"), StringConstant("CFMachPort"),      StringConstant("CFFileDescriptor"),
+        StringConstant("SCDynamicStore"),
+    };
+    static_assert(std::size(names) == number(TypeID::Count) - 1);
+    return type_id > number(TypeID::None) && type_id < number(TypeID::Count) ? &names[type_id - 1] : nullptr;
 }

@@ -247,3 +247,76 @@ void CFStringReplace(CFMutableStringRef theString, CFRange range, CFStringRef re
 void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement) {
     if (theString && replacement) replaceText(theString, {0, theString->length}, view(replacement));
 }
+
+void CFStringPad(CFMutableStringRef theString, CFStringRef padString, CFIndex length, CFIndex indexIntoPad) {
+    MutableString* const string = asMutable(theString);
+    if (!string || length < 0) return;
+    const CFIndex old = string->length;
+    if (length <= old) {
+        CFStringDelete(theString, {length, old - length});
+        return;
+    }
+    if (!padString || indexIntoPad < 0 || indexIntoPad >= padString->length) return;
+    if (padString == theString) {
+        const CFStringRef copy = CFStringCreateCopy(nullptr, padString);
+        if (copy) CFStringPad(theString, copy, length, indexIntoPad);
+        if (copy) CFRelease(copy);
+        return;
+    }
+    const TextView pad = view(padString);
+    const bool isWidePad = pad.isWide() && !isASCII(pad.wide, static_cast<std::size_t>(pad.length));
+    if (!openGap(*string, {old, 0}, length - old, isWidePad)) return;
+    CFIndex from = indexIntoPad;
+    for (CFIndex at = old; at < length; ++at) {
+        if (string->isWide())
+            wide(*string)[at] = pad[from];
+        else
+            ascii(*string)[at] = static_cast<char>(pad[from]);
+        if (++from == pad.length) from = 0;
+    }
+}
+
+namespace {
+
+bool hasAt(const TextView& text, CFIndex at, const TextView& part) noexcept {
+    for (CFIndex i = 0; i < part.length; ++i) {
+        if (text[at + i] != part[i]) return false;
+    }
+    return true;
+}
+
+/// White space and line ends: the Unicode categories Z*, the tab and what breaks a line.
+bool isSpace(UniChar unit) noexcept {
+    return (unit >= 0x09 && unit <= 0x0D) || unit == 0x20 || unit == 0x85 || unit == 0xA0 || unit == 0x1680 ||
+           (unit >= 0x2000 && unit <= 0x200A) || unit == 0x2028 || unit == 0x2029 || unit == 0x202F || unit == 0x205F ||
+           unit == 0x3000;
+}
+
+/// Leaves of the text what stands from `start` to `end`.
+void cutTo(CFMutableStringRef string, CFIndex start, CFIndex end) noexcept {
+    CFStringDelete(string, {end, string->length - end});
+    CFStringDelete(string, {0, start});
+}
+
+}  // namespace
+
+void CFStringTrim(CFMutableStringRef theString, CFStringRef trimString) {
+    if (!asMutable(theString) || !trimString || trimString->length == 0) return;
+    const TextView text = view(theString);
+    const TextView part = view(trimString);
+    CFIndex start = 0;
+    CFIndex end = text.length;
+    while (end - start >= part.length && hasAt(text, start, part)) start += part.length;
+    while (end - start >= part.length && hasAt(text, end - part.length, part)) end -= part.length;
+    cutTo(theString, start, end);
+}
+
+void CFStringTrimWhitespace(CFMutableStringRef theString) {
+    if (!asMutable(theString)) return;
+    const TextView text = view(theString);
+    CFIndex start = 0;
+    CFIndex end = text.length;
+    while (start < end && isSpace(text[start])) ++start;
+    while (end > start && isSpace(text[end - 1])) --end;
+    cutTo(theString, start, end);
+}

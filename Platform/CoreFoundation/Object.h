@@ -81,7 +81,7 @@ inline const Object* object(CFTypeRef cf) noexcept { return static_cast<const Ob
 
 inline bool isOfType(CFTypeRef cf, TypeID id) noexcept { return cf && object(cf)->cls->typeID == id; }
 
-inline CFTypeID number(TypeID id) noexcept { return static_cast<CFTypeID>(id); }
+constexpr CFTypeID number(TypeID id) noexcept { return static_cast<CFTypeID>(id); }
 
 /// Memory for an object of `size` bytes from `allocator` (null: the thread's default). The flag to set on the object
 /// comes back in `flags`. Null when the allocator gives none.

@@ -359,7 +359,7 @@ TEST(EvalBitMask, PendingOperandsCountToo) {
 }
 
 TEST(EvalBitMask, MuchTooDeepIsRefusedAndNothingIsReadAfter) {
-    for (const std::size_t depth : {10000, 100000}) {
+    for (const std::size_t depth : {10000u, 100000u}) {
         EXPECT_EQ(Eval(std::string(depth, '(') + "bogus"), Exhausts());
         EXPECT_EQ(Eval(std::string(depth, '~') + "bogus"), Exhausts());
         EXPECT_EQ(Eval(Repeated("1|(", depth)), Exhausts());

@@ -44,8 +44,9 @@ TEST(CFAllocator, NullStandsForTheThreadsDefault) {
 }
 
 TEST(CFAllocator, EachThreadHasADefaultOfItsOwn) {
+    // A default is never released, so this one stays until the end of the process.
+    static TestAllocator& allocator = *new TestAllocator;
     std::thread([] {
-        TestAllocator allocator;
         CFAllocatorSetDefault(allocator);
         EXPECT_EQ(CFAllocatorGetDefault(), static_cast<CFAllocatorRef>(allocator));
         auto s = string(u"abc");

@@ -14,7 +14,7 @@ extern const Class kNumberClass;
 inline constexpr CFNumberType kUInt64Type = static_cast<CFNumberType>(17);
 
 /// A number of the value, of kCFNumberSInt64Type where that holds it.
-CFNumberRef createUnsignedNumber(CFAllocatorRef allocator, std::uint64_t value) noexcept;
+CF_EXPORT CFNumberRef createUnsignedNumber(CFAllocatorRef allocator, std::uint64_t value) noexcept;
 }  // namespace KXPlatform
 
 /// A value of one of the seven kinds that are kept apart: signed integers of 8, 16, 32 and 64 bits, kUInt64Type, and

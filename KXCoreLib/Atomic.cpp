@@ -73,7 +73,8 @@ atomic_refcounted* atomic_invalidateable_ref_impl::get_pointer() const noexcept 
     // release the target; acquire for being that other reader. Without an order the target could be disposed of first.
     const std::uint32_t left = Checked(state.fetch_sub(1, std::memory_order_acq_rel) - 1);
     if (object && left == kInvalid) release_target(object);
-    return result;
+    // The analyzer does not know that the reference added above keeps the target alive through the release.
+    return result;  // NOLINT(clang-analyzer-cplusplus.NewDelete)
 }
 
 void atomic_invalidateable_ref_impl::invalidate() noexcept {

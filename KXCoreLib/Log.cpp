@@ -38,20 +38,20 @@ void LogLine(const char* format, ...) noexcept {
     char message[1024];
     std::va_list arguments;
     va_start(arguments, format);
-    std::va_list again;
-    va_copy(again, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is, one line up
     const int length = std::vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
     if (length >= 0 && static_cast<std::size_t>(length) < sizeof message) {
         std::fprintf(stderr, "[%.24s]%s", time.text, message);
-    } else {
-        // Too long for the buffer: in two pieces, with the stream held so that no other line comes between.
-        flockfile(stderr);
-        std::fprintf(stderr, "[%.24s]", time.text);
-        std::vfprintf(stderr, format, again);
-        funlockfile(stderr);
+        return;
     }
-    va_end(again);
+    // Too long for the buffer: in two pieces, with the stream held so that no other line comes between.
+    flockfile(stderr);
+    std::fprintf(stderr, "[%.24s]", time.text);
+    va_start(arguments, format);
+    std::vfprintf(stderr, format, arguments);
     va_end(arguments);
+    funlockfile(stderr);
 }
 
 void FatalExit(const char* file, int line) noexcept {

@@ -135,4 +135,8 @@ TEST(Singleton, IsOneForAllSharedLibrariesOfTheProcess) {
     EXPECT_EQ(&(GetSingletonInstance<SharedService, int>()), SharedServiceOfLibrary());
 }
 
+TEST(Singleton, IsTheLibrarysOwnWhereTheLibraryInstantiatesIt) {
+    EXPECT_EQ(&(GetSingletonInstance<LibraryService, int>()), LibraryServiceOfLibrary());
+}
+
 }  // namespace

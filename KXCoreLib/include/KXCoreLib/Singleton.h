@@ -19,7 +19,13 @@ namespace KXCore {
 /// it passes on, and the next call tries again.
 ///
 /// One per process also where several shared libraries ask: the instance is published under a symbol that they share,
-/// as far as `T` is itself visible between them (KX_EXPORT). A type private to a library stays private to it.
+/// as far as `T` is itself visible between them (KX_EXPORT). A type private to a library stays private to it. A library
+/// that exports a service declares below it
+///
+///     extern template KX_EXPORT Service& GetSingletonInstance<Service, int>();
+///
+/// and instantiates it in one of its sources: then the instance is under the library's own symbol, and is the same for
+/// libraries that are loaded later and share no symbols with each other.
 template <class T, class Tag>
 KX_EXPORT T& GetSingletonInstance() {
     static constinit std::atomic<T*> globalInstancePtr{nullptr};

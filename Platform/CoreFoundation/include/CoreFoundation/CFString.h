@@ -268,8 +268,8 @@ CF_INLINE Boolean CFStringGetSurrogatePairForLongCharacter(UTF32Char character, 
 #ifdef __cplusplus
 #define CFSTR(literal)                                                                 \
     ([]() -> CFStringRef {                                                             \
-        static const CFStringRef string = __CFStringMakeConstantString("" literal ""); \
-        return string;                                                                 \
+        static const CFStringRef cfstr_ = __CFStringMakeConstantString("" literal ""); \
+        return cfstr_;                                                                 \
     }())
 #else
 #define CFSTR(literal) __CFStringMakeConstantString("" literal "")

@@ -1,0 +1,215 @@
+#include "PropertyListTree.h"
+
+#include "CFNumberObject.h"
+#include "CFStringObject.h"
+#include "Object.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <cstring>
+
+namespace KXPlatform {
+namespace {
+
+CFTypeRef made(CFTypeRef object) {
+    if (!object) throw std::bad_alloc();
+    return object;
+}
+
+CFIndex length(std::size_t count) noexcept { return static_cast<CFIndex>(count); }
+
+std::size_t keySlot(std::string_view text) noexcept {
+    std::uint64_t head = 0;
+    std::uint64_t tail = 0;
+    if (text.size() >= 8) {
+        std::memcpy(&head, text.data(), 8);
+        std::memcpy(&tail, text.data() + text.size() - 8, 8);
+    } else {
+        std::memcpy(&head, text.data(), text.size());
+    }
+    const std::uint64_t mixed = (head ^ (tail << 7 | tail >> 57) ^ text.size()) * 0x9E3779B97F4A7C15u;
+    return static_cast<std::size_t>(mixed >> 57);
+}
+
+}  // namespace
+
+PropertyListTree::PropertyListTree(CFAllocatorRef allocator, CFOptionFlags mutability) noexcept
+    : allocator_(allocator ? allocator : CFAllocatorGetDefault()), mutability_(mutability) {
+    static_assert(kRecentKeys == std::size_t{1} << 7, "keySlot() answers 7 bits");
+}
+
+PropertyListTree::~PropertyListTree() {
+    for (const CFStringRef key : keys_) CFRelease(key);
+    for (const CFTypeRef value : values_) CFRelease(value);
+    for (const CFStringRef key : recentKeys_) CFRelease(key);
+    for (const CFTypeRef dropped : dropped_) CFRelease(dropped);
+}
+
+void PropertyListTree::adoptKey(CFStringRef key) {
+    try {
+        keys_.push_back(key);
+    } catch (...) {
+        CFRelease(key);
+        throw;
+    }
+}
+
+void PropertyListTree::adoptValue(CFTypeRef value) {
+    try {
+        values_.push_back(value);
+    } catch (...) {
+        CFRelease(value);
+        throw;
+    }
+}
+
+void PropertyListTree::addKey(std::string_view ascii) {
+    CFStringRef& recent = recentKeys_[keySlot(ascii)];
+    if (recent && std::string_view(recent->text.ascii, static_cast<std::size_t>(recent->length)) == ascii) {
+        addKey(recent);
+        return;
+    }
+    const CFStringRef key = static_cast<CFStringRef>(made(createASCII(allocator_, ascii)));
+    adoptKey(key);
+    CFRelease(recent);
+    recent = static_cast<CFStringRef>(CFRetain(key));
+}
+
+void PropertyListTree::addKey(std::span<const UniChar> text) {
+    adoptKey(
+        static_cast<CFStringRef>(made(CFStringCreateWithCharacters(allocator_, text.data(), length(text.size())))));
+}
+
+void PropertyListTree::addKey(CFStringRef key) { adoptKey(static_cast<CFStringRef>(CFRetain(key))); }
+
+void PropertyListTree::addShared(CFTypeRef value) { adoptValue(CFRetain(value)); }
+
+void PropertyListTree::addString(std::string_view ascii) {
+    const CFTypeRef string = made(createASCII(allocator_, ascii));
+    if (!makesMutableLeaves()) return adoptValue(string);
+    const CFTypeRef copy = CFStringCreateMutableCopy(allocator_, 0, static_cast<CFStringRef>(string));
+    CFRelease(string);
+    adoptValue(made(copy));
+}
+
+void PropertyListTree::addString(std::span<const UniChar> text) {
+    const CFTypeRef string = made(CFStringCreateWithCharacters(allocator_, text.data(), length(text.size())));
+    if (!makesMutableLeaves()) return adoptValue(string);
+    const CFTypeRef copy = CFStringCreateMutableCopy(allocator_, 0, static_cast<CFStringRef>(string));
+    CFRelease(string);
+    adoptValue(made(copy));
+}
+
+void PropertyListTree::addData(PropertyListBytes bytes) {
+    const CFTypeRef data = made(CFDataCreate(allocator_, bytes.data(), length(bytes.size())));
+    if (!makesMutableLeaves()) return adoptValue(data);
+    const CFTypeRef copy = CFDataCreateMutableCopy(allocator_, 0, static_cast<CFDataRef>(data));
+    CFRelease(data);
+    adoptValue(made(copy));
+}
+
+void PropertyListTree::addInteger(std::int64_t value) {
+    adoptValue(made(CFNumberCreate(allocator_, kCFNumberSInt64Type, &value)));
+}
+
+void PropertyListTree::addUnsigned(std::uint64_t value) { adoptValue(made(createUnsignedNumber(allocator_, value))); }
+
+void PropertyListTree::addReal(double value) {
+    adoptValue(made(CFNumberCreate(allocator_, kCFNumberFloat64Type, &value)));
+}
+
+void PropertyListTree::addFloat(float value) {
+    adoptValue(made(CFNumberCreate(allocator_, kCFNumberFloat32Type, &value)));
+}
+
+void PropertyListTree::addDate(CFAbsoluteTime value) { adoptValue(made(CFDateCreate(allocator_, value))); }
+
+void PropertyListTree::addBoolean(bool value) { adoptValue(value ? kCFBooleanTrue : kCFBooleanFalse); }
+
+void PropertyListTree::open(bool isDictionary) {
+    if (frames_.size() == kMaximumPropertyListDepth) {
+        throwReadFault("Arrays and dictionaries nested more than " + std::to_string(kMaximumPropertyListDepth) +
+                       " deep");
+    }
+    frames_.push_back({.firstKey = keys_.size(), .firstValue = values_.size(), .isDictionary = isDictionary});
+}
+
+void PropertyListTree::close() {
+    const Frame frame = frames_.back();
+    const std::size_t count = values_.size() - frame.firstValue;
+    const CFStringRef* const keys = keys_.data() + frame.firstKey;
+    const CFTypeRef* const values = values_.data() + frame.firstValue;
+    const CFTypeRef container = frame.isDictionary ? makeDictionary(keys, values, count) : makeArray(values, count);
+    if (frame.isDictionary && CFDictionaryGetCount(static_cast<CFDictionaryRef>(container)) != length(count)) {
+        keepDropped(keys, values, count);
+    }
+    for (std::size_t i = 0; i < count; ++i) CFRelease(values[i]);
+    if (frame.isDictionary) {
+        for (std::size_t i = 0; i < count; ++i) CFRelease(keys[i]);
+    }
+    keys_.truncate(frame.firstKey);
+    values_.truncate(frame.firstValue);
+    frames_.pop_back();
+    adoptValue(container);
+}
+
+void PropertyListTree::keepDropped(const CFStringRef* keys, const CFTypeRef* values, std::size_t count) noexcept {
+    // Without memory for the list they stay alive for good: a leak, and no dangling reference.
+    try {
+        for (std::size_t i = 0; i < count; ++i) {
+            dropped_.push_back(CFRetain(keys[i]));
+            dropped_.push_back(CFRetain(values[i]));
+        }
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+CFTypeRef PropertyListTree::makeArray(const CFTypeRef* values, std::size_t count) const {
+    if (!makesMutableContainers()) {
+        return made(CFArrayCreate(allocator_, const_cast<const void**>(values), length(count), &kCFTypeArrayCallBacks));
+    }
+    const CFMutableArrayRef array = CFArrayCreateMutable(allocator_, 0, &kCFTypeArrayCallBacks);
+    made(array);
+    for (std::size_t i = 0; i < count; ++i) CFArrayAppendValue(array, values[i]);
+    // A mutable container without memory for another value leaves it out; here that must not pass in silence.
+    if (CFArrayGetCount(array) != length(count)) {
+        CFRelease(array);
+        throw std::bad_alloc();
+    }
+    return array;
+}
+
+CFTypeRef PropertyListTree::makeDictionary(const CFStringRef* keys, const CFTypeRef* values, std::size_t count) const {
+    if (!makesMutableContainers()) {
+        const CFDictionaryRef dictionary =
+            CFDictionaryCreate(allocator_, const_cast<const void**>(reinterpret_cast<const void* const*>(keys)),
+                               const_cast<const void**>(values), length(count), &kCFTypeDictionaryKeyCallBacks,
+                               &kCFTypeDictionaryValueCallBacks);
+        made(dictionary);
+        if (CFDictionaryGetCount(dictionary) == length(count)) return dictionary;
+        CFRelease(dictionary);
+    }
+    // Set one by one, a key that comes again replaces what was there.
+    const CFMutableDictionaryRef dictionary =
+        CFDictionaryCreateMutable(allocator_, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+    made(dictionary);
+    for (std::size_t i = 0; i < count; ++i) {
+        CFDictionarySetValue(dictionary, keys[i], values[i]);
+        if (CFDictionaryGetValue(dictionary, keys[i]) != values[i]) {
+            CFRelease(dictionary);
+            throw std::bad_alloc();
+        }
+    }
+    if (makesMutableContainers()) return dictionary;
+    const CFDictionaryRef copy = CFDictionaryCreateCopy(allocator_, dictionary);
+    CFRelease(dictionary);
+    return made(copy);
+}
+
+CFTypeRef PropertyListTree::takeRoot() noexcept {
+    const CFTypeRef root = values_.back();
+    values_.pop_back();
+    return root;
+}
+
+}  // namespace KXPlatform

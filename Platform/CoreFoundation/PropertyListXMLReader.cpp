@@ -1,0 +1,448 @@
+// Reads the XML of property lists in one pass over the bytes, without recursion.
+//
+//     document = prolog ( "<plist" attributes ">" value "</plist>" | value ) anything
+//     prolog   = [ "<?xml ...?>" ] ( blank | comment | instruction | "<!DOCTYPE ...>" without an internal subset )*
+//     value    = <dict> ( <key> value )* </dict> | <array> value* </array> | <string> | <key> (read as a string)
+//              | <data> | <integer> | <real> | <date> | <true/> | <false/>
+//
+// There are no entities but XML's five and references to characters, so nothing in a document can grow. Attributes are
+// skipped. Blanks, comments and instructions may stand between elements.
+
+#include "PropertyListEncoding.h"
+#include "PropertyListNumbers.h"
+#include "PropertyListTree.h"
+
+#include <array>
+#include <bit>
+#include <cstring>
+
+namespace KXPlatform {
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::uint64_t kOnes = 0x0101010101010101;
+constexpr std::uint64_t kHighs = 0x8080808080808080;
+
+/// Sets the high bit of the lowest byte of `word` that is zero, and perhaps of bytes above that one.
+constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept { return (word - kOnes) & ~word & kHighs; }
+
+/// The first '<', '&' or byte above 0x7F in [p, end), or `end`.
+const char* skipPlainText(const char* p, const char* end) noexcept {
+    if constexpr (std::endian::native == std::endian::little) {
+        for (; end - p >= 8; p += 8) {
+            std::uint64_t word;
+            std::memcpy(&word, p, 8);
+            const std::uint64_t found =
+                zeroBytes(word ^ (kOnes * '<')) | zeroBytes(word ^ (kOnes * '&')) | (word & kHighs);
+            if (found) return p + std::countr_zero(found) / 8;
+        }
+    }
+    while (p != end && *p != '<' && *p != '&' && static_cast<std::uint8_t>(*p) < 0x80) ++p;
+    return p;
+}
+
+bool isBlank(char c) noexcept { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+
+/// The value of each Base64 character; 64 for the padding, -1 for anything else, which is passed over.
+constexpr std::array<std::int8_t, 256> kBase64Values = [] {
+    std::array<std::int8_t, 256> values{};
+    values.fill(-1);
+    constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (std::size_t i = 0; i < alphabet.size(); ++i) {
+        values[static_cast<std::uint8_t>(alphabet[i])] = static_cast<std::int8_t>(i);
+    }
+    values['='] = 64;
+    return values;
+}();
+
+enum class Element { Unknown, PList, Dict, Array, Key, String, Data, Date, Integer, Real, True, False };
+
+Element elementNamed(std::string_view name) noexcept {
+    switch (name.size()) {
+        case 3:
+            return name == "key"sv ? Element::Key : Element::Unknown;
+        case 4:
+            if (name == "dict"sv) return Element::Dict;
+            if (name == "true"sv) return Element::True;
+            if (name == "date"sv) return Element::Date;
+            if (name == "data"sv) return Element::Data;
+            return name == "real"sv ? Element::Real : Element::Unknown;
+        case 5:
+            if (name == "array"sv) return Element::Array;
+            if (name == "false"sv) return Element::False;
+            return name == "plist"sv ? Element::PList : Element::Unknown;
+        case 6:
+            return name == "string"sv ? Element::String : Element::Unknown;
+        case 7:
+            return name == "integer"sv ? Element::Integer : Element::Unknown;
+        default:
+            return Element::Unknown;
+    }
+}
+
+class XMLReader {
+  public:
+    XMLReader(std::string_view document, PropertyListTree& tree) noexcept
+        : document_(document), p_(document.data()), end_(p_ + document.size()), tree_(tree) {}
+
+    void read() {
+        if (next("<?xml")) skipPast("?>", "The XML declaration does not end; it begins");
+        bool inPList = false;
+        for (;;) {
+            skipBlanks();
+            if (p_ == end_) {
+                fail(end_, tree_.inContainer() || inPList ? "The document ends within an open element"
+                                                          : "The document holds no value; it ends");
+            }
+            const char* const start = p_;
+            if (*p_ != '<') {
+                fail(p_, tree_.inContainer() ? "Text between elements" : "Text outside of elements");
+            }
+            ++p_;
+            const char first = p_ != end_ ? *p_ : '\0';
+            if (first == '!') {
+                readMarkup(start, !inPList && !tree_.inContainer());
+            } else if (first == '?') {
+                skipPast("?>", "A processing instruction that does not end begins");
+            } else if (first == '/') {
+                ++p_;
+                if (inPList && !tree_.inContainer()) {
+                    if (takeName() != "plist"sv) fail(start, "A closing element that matches none");
+                    finishClosing(start);
+                    if (!tree_.hasRoot()) fail(start, "A <plist> without a value");
+                    return;
+                }
+                closeContainer(start);
+            } else if (!inPList && !tree_.inContainer() && readPList(start)) {
+                inPList = true;
+                continue;
+            } else {
+                if (tree_.hasRoot()) fail(start, "A second value in <plist>");
+                readElement(start);
+            }
+            if (!inPList && tree_.hasRoot()) return;
+        }
+    }
+
+  private:
+    /// How a start tag ended.
+    enum class Tag { Open, Empty };
+
+    [[noreturn]] void fail(const char* at, std::string_view reason) const { throwReadFaultAt(document_, at, reason); }
+
+    [[noreturn]] void failInside(const char* element, std::string_view name, std::string_view what) const {
+        fail(element, std::string(what) + " <" + std::string(name) + ">");
+    }
+
+    bool next(std::string_view text) noexcept {
+        if (static_cast<std::size_t>(end_ - p_) < text.size() || std::memcmp(p_, text.data(), text.size()) != 0) {
+            return false;
+        }
+        p_ += text.size();
+        return true;
+    }
+
+    void skipBlanks() noexcept {
+        while (p_ != end_ && isBlank(*p_)) ++p_;
+    }
+
+    void skipPast(std::string_view text, std::string_view complaint) {
+        const char* const start = p_;
+        const std::size_t at = std::string_view(p_, static_cast<std::size_t>(end_ - p_)).find(text);
+        if (at == std::string_view::npos) fail(start, complaint);
+        p_ += at + text.size();
+    }
+
+    /// A comment or, where the document may still have one, the document type. `p_` is on the '!'.
+    void readMarkup(const char* start, bool inProlog) {
+        if (next("!--")) return skipPast("-->", "A comment that does not end begins");
+        if (!inProlog || !next("!DOCTYPE")) fail(start, "Markup that has no meaning in a property list");
+        for (char quote = '\0'; p_ != end_; ++p_) {
+            if (quote) {
+                if (*p_ == quote) quote = '\0';
+            } else if (*p_ == '"' || *p_ == '\'') {
+                quote = *p_;
+            } else if (*p_ == '[') {
+                fail(p_, "A document type with an internal subset");
+            } else if (*p_ == '>') {
+                ++p_;
+                return;
+            }
+        }
+        fail(start, "A document type that does not end begins");
+    }
+
+    std::string_view takeName() noexcept {
+        const char* const start = p_;
+        while (p_ != end_ && !isBlank(*p_) && *p_ != '>' && *p_ != '/' && *p_ != '<') ++p_;
+        return {start, static_cast<std::size_t>(p_ - start)};
+    }
+
+    /// From behind the name of a start tag to behind its '>'.
+    Tag finishOpening(const char* start) {
+        if (p_ != end_ && *p_ == '>') {
+            ++p_;
+            return Tag::Open;
+        }
+        for (char quote = '\0'; p_ != end_; ++p_) {
+            if (quote) {
+                if (*p_ == quote) quote = '\0';
+            } else if (*p_ == '"' || *p_ == '\'') {
+                quote = *p_;
+            } else if (*p_ == '<') {
+                break;
+            } else if (*p_ == '>') {
+                const bool empty = p_[-1] == '/';
+                ++p_;
+                return empty ? Tag::Empty : Tag::Open;
+            }
+        }
+        fail(start, "An element whose tag does not end begins");
+    }
+
+    /// From behind the name of a closing tag to behind its '>'.
+    void finishClosing(const char* start) {
+        skipBlanks();
+        if (p_ == end_ || *p_ != '>') fail(start, "A closing tag that does not end begins");
+        ++p_;
+    }
+
+    /// Takes "</name>", which must come next, as it nearly always does in exactly this form.
+    void expectClosing(const char* start, std::string_view name) {
+        const char* const at = p_;
+        if (next("</") && next(name)) {
+            if (p_ != end_ && *p_ == '>') {
+                ++p_;
+                return;
+            }
+            skipBlanks();
+            if (p_ != end_ && *p_ == '>') {
+                ++p_;
+                return;
+            }
+        }
+        if (at == end_) failInside(start, name, "The document ends within the element");
+        fail(at, "Something other than text within <" + std::string(name) + ">");
+    }
+
+    /// Enters <plist>; false, with nothing taken, for any other element.
+    bool readPList(const char* start) {
+        const char* const at = p_;
+        if (takeName() != "plist"sv) {
+            p_ = at;
+            return false;
+        }
+        if (finishOpening(start) == Tag::Empty) fail(start, "A <plist> without a value");
+        return true;
+    }
+
+    void closeContainer(const char* start) {
+        const std::string_view name = takeName();
+        if (!tree_.inContainer() || name != (tree_.inDictionary() ? "dict"sv : "array"sv)) {
+            fail(start, "The closing element </" + std::string(name.substr(0, 32)) + "> does not match the open one");
+        }
+        finishClosing(start);
+        if (tree_.inDictionary() && !tree_.expectsKey()) fail(start, "A <key> without a value at the end of <dict>");
+        tree_.close();
+    }
+
+    /// `p_` is behind the '<' of a start tag.
+    void readElement(const char* start) {
+        const std::string_view name = takeName();
+        const Element element = elementNamed(name);
+        if (element == Element::Unknown) fail(start, "Unknown element " + quoted(name));
+        const bool asKey = tree_.expectsKey();
+        if (asKey && element != Element::Key) fail(start, "<" + std::string(name) + "> where a <key> must stand");
+        const Tag tag = finishOpening(start);
+        switch (element) {
+            case Element::Dict:
+            case Element::Array:
+                return openContainer(start, element, tag);
+            case Element::Key:
+            case Element::String:
+                return readText(start, name, tag, asKey);
+            case Element::Data:
+                return readData(start, tag);
+            case Element::True:
+            case Element::False:
+                if (tag == Tag::Open) expectClosing(start, name);
+                return tree_.addBoolean(element == Element::True);
+            case Element::Date: {
+                const auto date = parseDate(readPlainText(start, name, tag));
+                if (!date) failInside(start, name, "No date of the form 2001-12-31T23:59:59Z in");
+                return tree_.addDate(*date);
+            }
+            case Element::Integer: {
+                const auto integer = parseInteger(readPlainText(start, name, tag));
+                if (!integer) failInside(start, name, "No integer from -2^63 to 2^64-1 in");
+                if (!integer->negative) return tree_.addUnsigned(integer->magnitude);
+                return tree_.addInteger(static_cast<std::int64_t>(0 - integer->magnitude));
+            }
+            case Element::Real: {
+                const auto real = parseReal(readPlainText(start, name, tag));
+                if (!real) failInside(start, name, "No number in");
+                return tree_.addReal(*real);
+            }
+            case Element::PList:
+            case Element::Unknown:
+                break;
+        }
+        fail(start, "<plist> within the list");
+    }
+
+    void openContainer(const char* start, Element element, Tag tag) {
+        try {
+            if (element == Element::Dict) {
+                tree_.openDictionary();
+            } else {
+                tree_.openArray();
+            }
+        } catch (const PropertyListFault& fault) {
+            fail(start, fault.reason);
+        }
+        if (tag == Tag::Empty) tree_.close();
+    }
+
+    /// The text of an element that holds nothing but a few plain characters.
+    std::string_view readPlainText(const char* start, std::string_view name, Tag tag) {
+        if (tag == Tag::Empty) return {};
+        const char* const from = p_;
+        while (p_ != end_ && *p_ != '<') ++p_;
+        const std::string_view text(from, static_cast<std::size_t>(p_ - from));
+        expectClosing(start, name);
+        return text;
+    }
+
+    void readText(const char* start, std::string_view name, Tag tag, bool asKey) {
+        const char* const from = p_;
+        if (tag == Tag::Open) {
+            p_ = skipPlainText(p_, end_);
+            if (p_ != end_ && (*p_ != '<' || (end_ - p_ > 1 && p_[1] == '!'))) {
+                return readRichText(start, name, from, asKey);
+            }
+        }
+        const std::string_view text(from, static_cast<std::size_t>(p_ - from));
+        if (tag == Tag::Open) expectClosing(start, name);
+        if (asKey) {
+            tree_.addKey(text);
+        } else {
+            tree_.addString(text);
+        }
+    }
+
+    /// Text from `from` on that is not plain ASCII up to its closing tag.
+    void readRichText(const char* start, std::string_view name, const char* from, bool asKey) {
+        wide_.truncate(0);
+        p_ = from;
+        for (;;) {
+            const char* const run = p_;
+            while (p_ != end_ && *p_ != '<' && *p_ != '&') ++p_;
+            takeUTF8(run, p_);
+            if (p_ == end_) failInside(start, name, "The document ends within the element");
+            if (*p_ == '&') {
+                readReference();
+            } else if (next("<![CDATA[")) {
+                const char* const inside = p_;
+                skipPast("]]>", "A CDATA section that does not end begins");
+                takeUTF8(inside, p_ - 3);
+            } else {
+                break;
+            }
+        }
+        expectClosing(start, name);
+        const std::span<const UniChar> text(wide_.data(), wide_.size());
+        if (asKey) {
+            tree_.addKey(text);
+        } else {
+            tree_.addString(text);
+        }
+    }
+
+    void takeUTF8(const char* from, const char* to) {
+        const char* const fault = appendUTF8({from, static_cast<std::size_t>(to - from)}, wide_);
+        if (fault) fail(fault, "A character that is not UTF-8");
+    }
+
+    /// A reference to a character: `p_` is on its '&' and moves behind its ';'.
+    void readReference() {
+        struct Named {
+            std::string_view text;
+            char character;
+        };
+        static constexpr std::array<Named, 5> kNamed{
+            {{"&lt;", '<'}, {"&gt;", '>'}, {"&amp;", '&'}, {"&quot;", '"'}, {"&apos;", '\''}}};
+        for (const Named& named : kNamed) {
+            if (next(named.text)) return wide_.push_back(static_cast<UniChar>(named.character));
+        }
+        const char* const start = p_;
+        if (!next("&#")) fail(start, "An unknown entity");
+        const unsigned base = next("x") ? 16 : 10;
+        char32_t point = 0;
+        const char* const digits = p_;
+        for (; p_ != end_ && *p_ != ';'; ++p_) {
+            const char c = *p_;
+            unsigned digit = 16;
+            if (c >= '0' && c <= '9') digit = static_cast<unsigned>(c - '0');
+            if (c >= 'a' && c <= 'f') digit = static_cast<unsigned>(c - 'a' + 10);
+            if (c >= 'A' && c <= 'F') digit = static_cast<unsigned>(c - 'A' + 10);
+            if (digit >= base) fail(start, "A malformed reference to a character");
+            point = point * base + digit;
+            if (point > 0x10FFFF) fail(start, "A reference to a character above 10FFFF");
+        }
+        if (p_ == end_ || p_ == digits) fail(start, "A malformed reference to a character");
+        if (point >= 0xD800 && point <= 0xDFFF) fail(start, "A reference to half of a surrogate pair");
+        ++p_;
+        appendCodePoint(point, wide_);
+    }
+
+    /// Groups of four Base64 characters; what belongs to none is passed over, and so is a last group that is not whole.
+    void readData(const char* start, Tag tag) {
+        const std::string_view text = readPlainText(start, "data", tag);
+        bytes_.truncate(0);
+        UInt8* out = bytes_.room(text.size() / 4 * 3 + 3);
+        UInt8* const first = out;
+        std::uint32_t group = 0;
+        unsigned inGroup = 0;
+        unsigned padding = 0;
+        for (const char c : text) {
+            const std::int8_t value = kBase64Values[static_cast<std::uint8_t>(c)];
+            if (value < 0) continue;
+            if (value == 64) ++padding;
+            group = group << 6 | (static_cast<std::uint32_t>(value) & 63);
+            if (++inGroup < 4) continue;
+            *out++ = static_cast<UInt8>(group >> 16);
+            if (padding < 2) *out++ = static_cast<UInt8>(group >> 8);
+            if (padding < 1) *out++ = static_cast<UInt8>(group);
+            group = 0;
+            inGroup = 0;
+            padding = 0;
+        }
+        tree_.addData({first, static_cast<std::size_t>(out - first)});
+    }
+
+    const std::string_view document_;
+    const char* p_;
+    const char* const end_;
+    PropertyListTree& tree_;
+    WideScratch wide_;
+    SmallVector<UInt8, 512> bytes_;
+};
+
+}  // namespace
+
+bool looksLikePropertyListXML(std::string_view document) noexcept {
+    const char* p = document.data();
+    const char* const end = p + document.size();
+    while (p != end && isBlank(*p)) ++p;
+    if (p == end || *p != '<') return false;
+    for (++p; p != end && *p != '>'; ++p) {
+        const bool hex = (*p >= '0' && *p <= '9') || (*p >= 'a' && *p <= 'f') || (*p >= 'A' && *p <= 'F');
+        if (!hex && !isBlank(*p)) return true;
+    }
+    return false;
+}
+
+void readPropertyListXML(std::string_view document, PropertyListTree& tree) { XMLReader(document, tree).read(); }
+
+}  // namespace KXPlatform

@@ -30,7 +30,7 @@ struct ByteTraits {
 constexpr std::array<ByteTraits, 256> kBytes = [] {
     std::array<ByteTraits, 256> bytes{};
     bytes[0].kind = Byte::kEnd;
-    for (const unsigned char c : {' ', '\t', '\n'}) bytes[c].kind = Byte::kSpace;
+    bytes[' '].kind = bytes['\t'].kind = bytes['\n'].kind = Byte::kSpace;
     for (unsigned c = 0; c < 26; ++c) {
         bytes['a' + c].kind = bytes['A' + c].kind = Byte::kLetter;
         bytes['a' + c].continuesName = bytes['A' + c].continuesName = true;
@@ -218,7 +218,7 @@ class Stack {
 
 constexpr bool IsPrefix(Token token) { return token >= Token::kMinus; }
 
-/// How tightly a binary operator binds; below all of them what no operand to the right may be taken from.
+/// How tightly a binary operator binds; 0 for what is none.
 constexpr int Precedence(Token token) { return token < Token::kComma ? 0 : static_cast<int>(token); }
 static_assert(Precedence(Token::kClose) < Precedence(Token::kComma) &&
               Precedence(Token::kComma) < Precedence(Token::kOr) && Precedence(Token::kOr) < Precedence(Token::kXor) &&

@@ -14,6 +14,11 @@ endif()
 if(KX_BUILD_TESTS)
   find_package(GTest REQUIRED)
   include(GoogleTest)
+  # Users and groups of a test's own (Tests/NameService.h). The wrapper is found by nobody's name, so the linker must be
+  # told to keep it, and before the C library.
+  add_library(KXNameService INTERFACE)
+  target_link_options(KXNameService INTERFACE LINKER:--no-as-needed)
+  target_link_libraries(KXNameService INTERFACE nss_wrapper)
 endif()
 if(KX_BUILD_BENCHMARKS)
   find_package(benchmark REQUIRED)

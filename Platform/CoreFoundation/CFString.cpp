@@ -146,9 +146,6 @@ bool isASCII(const UniChar* units, std::size_t length) noexcept {
 
 // ---- Creation
 
-namespace {
-
-/// A string with room for `length` bytes of ASCII and the NUL, which is written.
 char* makeASCII(CFAllocatorRef allocator, std::size_t length, __CFString*& made) noexcept {
     if (length >= static_cast<std::size_t>(PTRDIFF_MAX)) return nullptr;
     made = make<__CFString>(allocator, length + 1);
@@ -160,7 +157,6 @@ char* makeASCII(CFAllocatorRef allocator, std::size_t length, __CFString*& made)
     return text;
 }
 
-/// A string with room for `length` UTF-16 units.
 UniChar* makeWide(CFAllocatorRef allocator, std::size_t length, __CFString*& made) noexcept {
     if (length > static_cast<std::size_t>(PTRDIFF_MAX) / sizeof(UniChar)) return nullptr;
     made = make<__CFString>(allocator, length * sizeof(UniChar));
@@ -171,6 +167,8 @@ UniChar* makeWide(CFAllocatorRef allocator, std::size_t length, __CFString*& mad
     made->text.wide = units;
     return units;
 }
+
+namespace {
 
 CFStringRef createDecoded(CFAllocatorRef allocator, const DecodedText& decoded) noexcept {
     if (!decoded.isValid()) return nullptr;

@@ -1,5 +1,7 @@
 #include "CFStringEncoding.h"
 
+#include <CoreFoundation/CFData.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -53,6 +55,30 @@ CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding 
                                      isExternalRepresentation != 0, sink);
     if (usedBufLen) *usedBufLen = sink.used;
     return converted;
+}
+
+CFStringRef CFStringCreateFromExternalRepresentation(CFAllocatorRef alloc, CFDataRef data, CFStringEncoding encoding) {
+    if (!data) return nullptr;
+    return CFStringCreateWithBytes(alloc, CFDataGetBytePtr(data), CFDataGetLength(data), encoding, true);
+}
+
+CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef alloc, CFStringRef theString, CFStringEncoding encoding,
+                                               UInt8 lossByte) {
+    const Encoding* const found = findEncoding(encoding);
+    if (!theString || !found) return nullptr;
+    const TextView text = view(theString);
+    ByteSink counted{nullptr, 0};
+    if (encode(text, *found, lossByte, true, counted) != text.length) return nullptr;
+    const CFIndex size = counted.used;
+    if (size == 0) return CFDataCreate(alloc, nullptr, 0);
+    if (!alloc) alloc = CFAllocatorGetDefault();
+    auto* const bytes = static_cast<UInt8*>(CFAllocatorAllocate(alloc, size, 0));
+    if (!bytes) return nullptr;
+    ByteSink sink{bytes, size};
+    encode(text, *found, lossByte, true, sink);
+    const CFDataRef data = CFDataCreateWithBytesNoCopy(alloc, bytes, size, alloc);
+    if (!data) CFAllocatorDeallocate(alloc, bytes);
+    return data;
 }
 
 CFStringEncoding CFStringGetSmallestEncoding(CFStringRef theString) {

@@ -1,21 +1,28 @@
 #include "CFStringObject.h"
 
-#include <cstring>
 #include <functional>
 #include <mutex>
+#include <new>
 #include <shared_mutex>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 using namespace KXPlatform;
 
 namespace {
 
+/// Looks a text up without making a std::string of it.
+struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
+};
+
 /// The constants made so far, by their literal's text. Never destroyed: constants are used until the very end of the
 /// process, by destructors of static objects too.
 struct Constants {
     std::shared_mutex mutex;
-    std::unordered_map<std::string_view, CFStringRef> byText;
+    std::unordered_map<std::string, CFStringRef, TextHash, std::equal_to<>> byText;
 };
 
 Constants& constants() {
@@ -34,17 +41,20 @@ CFStringRef makeImmortal(const char* utf8) {
 
 }  // namespace
 
-CFStringRef __CFStringMakeConstantString(const char* utf8) {
+CFStringRef __CFStringMakeConstantString(const char* utf8) try {
     if (!utf8) return nullptr;
+    const std::string_view text(utf8);
     Constants& all = constants();
     {
         const std::shared_lock lock(all.mutex);
-        if (const auto found = all.byText.find(utf8); found != all.byText.end()) return found->second;
+        if (const auto found = all.byText.find(text); found != all.byText.end()) return found->second;
     }
     const std::unique_lock lock(all.mutex);
-    if (const auto found = all.byText.find(utf8); found != all.byText.end()) return found->second;
+    if (const auto found = all.byText.find(text); found != all.byText.end()) return found->second;
     const CFStringRef made = makeImmortal(utf8);
     // The key is a copy: the literal may stand in a library that is unloaded one day.
-    if (made) all.byText.emplace(*new std::string(utf8), made);
+    if (made) all.byText.emplace(text, made);
     return made;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }

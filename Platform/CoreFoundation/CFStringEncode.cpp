@@ -54,34 +54,58 @@ CFIndex encodeDirect(const TextView& text, std::uint32_t limit, std::string_view
     });
 }
 
-CFIndex putUTF8(std::uint32_t value, UInt8* out) noexcept {
-    const auto continuation = [](std::uint32_t bits) { return static_cast<UInt8>(0x80 | (bits & 0x3F)); };
-    if (value < 0x80) {
-        out[0] = static_cast<UInt8>(value);
-        return 1;
-    }
-    if (value < 0x800) {
-        out[0] = static_cast<UInt8>(0xC0 | value >> 6);
-        out[1] = continuation(value);
-        return 2;
-    }
-    if (value < 0x10000) {
-        out[0] = static_cast<UInt8>(0xE0 | value >> 12);
-        out[1] = continuation(value >> 6);
-        out[2] = continuation(value);
-        return 3;
-    }
-    out[0] = static_cast<UInt8>(0xF0 | value >> 18);
-    out[1] = continuation(value >> 12);
-    out[2] = continuation(value >> 6);
-    out[3] = continuation(value);
-    return 4;
+/// Bytes that `character` takes in UTF-8; 0 for half a surrogate pair.
+CFIndex sizeInUTF8(Character character) noexcept {
+    if (character.value < 0x80) return 1;
+    if (character.value < 0x800) return 2;
+    if (character.isLone()) return 0;
+    return character.value < 0x10000 ? 3 : 4;
 }
 
-CFIndex encodeUTF8(const TextView& text, std::string_view loss, ByteSink& sink) noexcept {
-    return encodeEach(text, loss, sink, [](Character character, UInt8* out) -> CFIndex {
-        return character.isLone() ? 0 : putUTF8(character.value, out);
-    });
+/// Writes the bytes of `value`, of which sizeInUTF8 says there are `size`.
+void putUTF8(std::uint32_t value, CFIndex size, UInt8* out) noexcept {
+    const auto continuation = [](std::uint32_t bits) { return static_cast<UInt8>(0x80 | (bits & 0x3F)); };
+    switch (size) {
+        case 1:
+            out[0] = static_cast<UInt8>(value);
+            break;
+        case 2:
+            out[0] = static_cast<UInt8>(0xC0 | value >> 6);
+            out[1] = continuation(value);
+            break;
+        case 3:
+            out[0] = static_cast<UInt8>(0xE0 | value >> 12);
+            out[1] = continuation(value >> 6);
+            out[2] = continuation(value);
+            break;
+        default:
+            out[0] = static_cast<UInt8>(0xF0 | value >> 18);
+            out[1] = continuation(value >> 12);
+            out[2] = continuation(value >> 6);
+            out[3] = continuation(value);
+    }
+}
+
+/// The same as encodeEach would do, written out: UTF-8 is what most text leaves in.
+CFIndex encodeUTF8(const TextView& text, UInt8 lossByte, ByteSink& sink) noexcept {
+    CFIndex at = 0;
+    CFIndex used = sink.used;
+    const CFIndex room = sink.buffer ? sink.capacity : PTRDIFF_MAX;
+    while (at < text.length) {
+        const Character character = characterAt(text, at);
+        const CFIndex size = sizeInUTF8(character);
+        if (size > room - used || (size == 0 && (lossByte == 0 || used == room))) break;
+        if (sink.buffer) {
+            if (size > 0)
+                putUTF8(character.value, size, sink.buffer + used);
+            else
+                sink.buffer[used] = lossByte;
+        }
+        used += std::max<CFIndex>(size, 1);
+        at += character.units;
+    }
+    sink.used = used;
+    return at;
 }
 
 bool isSwapped(ByteOrder order) noexcept {
@@ -178,10 +202,8 @@ class ConverterRun {
             const Character character = characterAt(text, at);
             char bytes[64];
             CFIndex count = convert(character, bytes, sizeof bytes);
-            if (count < 0 && lossByte != 0) {
-                ucnv_reset(converter_.get());
-                count = convert({lossByte, 1}, bytes, sizeof bytes);
-            }
+            // The converter keeps its shift state over a character it lacks, so the loss byte is shifted for too.
+            if (count < 0 && lossByte != 0) count = convert({lossByte, 1}, bytes, sizeof bytes);
             if (count < 0 || (sink.buffer && sink.used + count > limit)) break;
             if (!sink.write(bytes, count)) break;
             at += character.units;
@@ -255,7 +277,7 @@ CFIndex encode(TextView text, const Encoding& encoding, UInt8 lossByte, bool isE
             });
         }
         case Codec::UTF8:
-            return encodeUTF8(text, loss, sink);
+            return encodeUTF8(text, lossByte, sink);
         case Codec::UTF16:
             return encodeUTF16(text, encoding.order, isExternal, sink);
         case Codec::UTF32:

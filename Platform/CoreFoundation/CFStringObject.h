@@ -118,6 +118,11 @@ inline UniChar* asUnits(char16_t* units) noexcept { return reinterpret_cast<UniC
 bool isASCII(const char* text, std::size_t length) noexcept;
 bool isASCII(const UniChar* units, std::size_t length) noexcept;
 
+/// A new immutable string whose text is yet to be written, of `length` ASCII bytes (the NUL after them is there) or
+/// UTF-16 units: the place to write to. Null, and no string, when there is no memory.
+char* makeASCII(CFAllocatorRef allocator, std::size_t length, __CFString*& made) noexcept;
+UniChar* makeWide(CFAllocatorRef allocator, std::size_t length, __CFString*& made) noexcept;
+
 /// New immutable strings, null when there is no memory. The first is for bytes known to be ASCII; of `size` units the
 /// second; the third has the form of printf and ASCII text in all its parts.
 CFStringRef createASCII(CFAllocatorRef allocator, std::string_view ascii) noexcept;

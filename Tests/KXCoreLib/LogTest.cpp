@@ -124,7 +124,7 @@ TEST_F(Log, LineIsWrittenInOnePiece) {
 
 TEST_F(Log, MessageMayHaveAnyLength) {
     const std::string head = std::string("[") + kTime + "]";
-    for (const std::size_t length : {0, 1, 1021, 1022, 1023, 1024, 1025, 8191, 8192, 8193, 100000}) {
+    for (const std::size_t length : {0u, 1u, 1021u, 1022u, 1023u, 1024u, 1025u, 8191u, 8192u, 8193u, 100000u}) {
         const std::string message(length, 'm');
         EXPECT_EQ(StandardErrorOf([&] { LogLine("%s\n", message.c_str()); }), head + message + "\n") << length;
     }

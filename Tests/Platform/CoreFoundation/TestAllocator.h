@@ -1,6 +1,6 @@
 #pragma once
 
-// An allocator that counts what is out and can be told to give no more memory.
+// An allocator that counts what is out, gives no block that no computer has room for, and can be told to give no more.
 
 #include <CoreFoundation/CFBase.h>
 
@@ -35,17 +35,19 @@ class TestAllocator {
     long requests() const { return requests_; }
 
   private:
-    bool mayGive() {
+    static constexpr CFIndex kLargest = CFIndex{1} << 40;
+
+    bool mayGive(CFIndex size) {
         ++requests_;
-        return left_ > 0 && left_-- > 0;
+        return size <= kLargest && left_ > 0 && left_-- > 0;
     }
     void* allocate(CFIndex size) {
-        if (!mayGive()) return nullptr;
+        if (!mayGive(size)) return nullptr;
         ++blocks_;
         return std::malloc(static_cast<std::size_t>(size));
     }
     void* reallocate(void* memory, CFIndex size) {
-        return mayGive() ? std::realloc(memory, static_cast<std::size_t>(size)) : nullptr;
+        return mayGive(size) ? std::realloc(memory, static_cast<std::size_t>(size)) : nullptr;
     }
     void deallocate(void* memory) {
         --blocks_;

@@ -124,6 +124,8 @@ class HeldRef : public Base {
   public:
     using RawType = Raw;
 
+    HeldRef() noexcept = default;
+
     /// A wrapper that takes over the caller's reference to `raw`; empty when it is null.
     static Derived adopt(Raw raw) noexcept {
         Derived made;
@@ -146,21 +148,17 @@ class HeldRef : public Base {
 
     /// The held object, borrowed; null when the wrapper is empty.
     Raw get() const noexcept { return static_cast<Raw>(const_cast<void*>(this->TypeRef::get())); }
-
-  protected:
-    HeldRef() noexcept = default;
 };
 
 /// The base of a class whose objects are all of one platform type: adds the assignment that checks it.
 template <class Derived, class Raw>
 class TypedRef : public HeldRef<Derived, Raw> {
   public:
+    TypedRef() noexcept = default;
+
     /// Replaces the held object by `p`, which is retained. Throws "unexpected pointer type", and keeps the held object,
     /// when `p` is null or of another type.
     void assign(CFTypeRef p) { this->assignOfType(Derived::typeID, Derived::typeName, p); }
-
-  protected:
-    TypedRef() noexcept = default;
 };
 
 /// What every class of the family promises, for a static_assert beside it.

@@ -266,10 +266,10 @@ CF_INLINE Boolean CFStringGetSurrogatePairForLongCharacter(UTF32Char character, 
 /// A constant string from a literal. Costs one check after its first use; the string is never freed, and equal
 /// literals give the same object. The literal is UTF-8.
 #ifdef __cplusplus
-#define CFSTR(literal)                                                                 \
-    ([]() -> CFStringRef {                                                             \
-        static const CFStringRef cfstr_ = __CFStringMakeConstantString("" literal ""); \
-        return cfstr_;                                                                 \
+#define CFSTR(literal)                                                                      \
+    ([]() -> CFStringRef {                                                                  \
+        static const CFStringRef kConstant__ = __CFStringMakeConstantString("" literal ""); \
+        return kConstant__;                                                                 \
     }())
 #else
 #define CFSTR(literal) __CFStringMakeConstantString("" literal "")

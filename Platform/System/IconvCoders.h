@@ -1,0 +1,96 @@
+#pragma once
+
+// The halves of a conversion: from bytes to characters, characters brought to a normal form, and characters to bytes.
+
+#include "UnicodeText.h"
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct UNormalizer2;
+
+namespace KXPlatform {
+
+/// An encoding as a name gives it. What is not handled here goes to the C library under `libraryName`.
+struct Charset {
+    enum Kind { UTF8, UTF16LE, UTF32LE, Library };
+
+    /// Finds the encoding of a name without suffix. Never fails: an unknown name is the C library's to refuse.
+    static Charset named(std::string_view name);
+
+    Kind kind = Library;
+    bool decomposed = false;  ///< the text is in the decomposed form of file names
+    std::string libraryName{};
+};
+
+class Decoder {
+  public:
+    virtual ~Decoder();
+
+    /// Reads characters into [out, end) and moves `in` and `out`. Invalid: `in` stands at what is invalid.
+    virtual Stop decode(Input& in, char32_t*& out, char32_t* end) noexcept = 0;
+
+    /// The text is over: gives characters that waited for what follows.
+    virtual void finish(char32_t*& out, char32_t* end) noexcept = 0;
+
+    virtual void reset() noexcept = 0;
+
+    /// So many bytes are dropped as one invalid piece.
+    virtual std::size_t unit() const noexcept = 0;
+
+    /// A decoder may need this many free places to give anything.
+    static constexpr std::size_t kPlaces = 8;
+};
+
+class Encoder {
+  public:
+    virtual ~Encoder();
+
+    /// Writes the characters [in, end) and moves `in` and `out`. Invalid: the character at `in` cannot be represented.
+    virtual Stop encode(const char32_t*& in, const char32_t* end, Output& out) noexcept = 0;
+
+    /// The text is over: returns to the initial state, with what the encoding needs for it. UsedUp or Full.
+    virtual Stop finish(Output& out) noexcept = 0;
+
+    virtual void reset() noexcept = 0;
+
+    /// A character hardly ever takes more bytes; when one does, Full is the answer.
+    virtual std::size_t longest() const noexcept = 0;
+};
+
+/// Null, with errno as iconv_open leaves it, when the C library does not know the name.
+std::unique_ptr<Decoder> makeDecoder(const Charset& from);
+std::unique_ptr<Encoder> makeEncoder(const Charset& to, bool transliterating);
+
+/// The direct conversion between two encodings of Unicode.
+using DirectConversion = Stop (*)(Input&, Output&) noexcept;
+DirectConversion directConversion(Charset::Kind from, Charset::Kind to) noexcept;
+
+/// Brings characters to a normal form as they pass. What may still join with the next character is held back, up to a
+/// bound: an endless run of marks is cut rather than kept.
+class Normaliser {
+  public:
+    static constexpr std::size_t kMostHeld = 32;
+    /// One character never becomes more than this many.
+    static constexpr std::size_t kMostFromOne = 4;
+
+    /// Null with errno set when the tables are not to be had.
+    static std::unique_ptr<Normaliser> composing();
+    static std::unique_ptr<Normaliser> decomposing();
+
+    explicit Normaliser(const UNormalizer2* form) noexcept : form_(form) {}
+
+    void put(char32_t c, std::vector<char32_t>& out);
+    void finish(std::vector<char32_t>& out);
+    void reset() noexcept { count_ = 0; }
+
+  private:
+    const UNormalizer2* form_;
+    std::array<char32_t, kMostHeld> held_;
+    std::size_t count_ = 0;
+};
+
+}  // namespace KXPlatform

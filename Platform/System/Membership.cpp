@@ -1,0 +1,164 @@
+#include "DomainAccounts.h"
+
+#include <membership.h>
+
+#include <grp.h>
+#include <pwd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// The first 12 bytes of the UUIDs of users and of groups; the numeric id follows, big-endian.
+constexpr std::uint8_t kUserPrefix[12] = {0xFF, 0xFF, 0xEE, 0xEE, 0xDD, 0xDD, 0xCC, 0xCC, 0xBB, 0xBB, 0xAA, 0xAA};
+constexpr std::uint8_t kGroupPrefix[12] = {0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF};
+
+/// Samba's authority for Unix accounts, and its subauthorities for users and groups.
+constexpr std::uint8_t kUnixAuthority = 22;
+constexpr std::uint32_t kUnixUsers = 1;
+constexpr std::uint32_t kUnixGroups = 2;
+
+struct Account {
+    id_t id;
+    int type;  // ID_TYPE_UID or ID_TYPE_GID
+};
+
+void writeUUID(const Account& account, uuid_t uu) noexcept {
+    std::memcpy(uu, account.type == ID_TYPE_UID ? kUserPrefix : kGroupPrefix, 12);
+    for (int i = 0; i < 4; ++i) uu[12 + i] = static_cast<std::uint8_t>(account.id >> (24 - 8 * i));
+}
+
+bool readUUID(const uuid_t uu, Account& account) noexcept {
+    if (std::memcmp(uu, kUserPrefix, 12) == 0) {
+        account.type = ID_TYPE_UID;
+    } else if (std::memcmp(uu, kGroupPrefix, 12) == 0) {
+        account.type = ID_TYPE_GID;
+    } else {
+        return false;
+    }
+    account.id = 0;
+    for (int i = 12; i < 16; ++i) account.id = account.id << 8 | uu[i];
+    return true;
+}
+
+nt_sid_t unixSID(const Account& account) noexcept {
+    nt_sid_t sid{};
+    sid.sid_kind = 1;
+    sid.sid_authority[5] = kUnixAuthority;
+    sid.sid_authcount = 2;
+    sid.sid_authorities[0] = account.type == ID_TYPE_UID ? kUnixUsers : kUnixGroups;
+    sid.sid_authorities[1] = account.id;
+    return sid;
+}
+
+bool readUnixSID(const nt_sid_t& sid, Account& account) noexcept {
+    constexpr std::uint8_t authority[6] = {0, 0, 0, 0, 0, kUnixAuthority};
+    if (sid.sid_kind != 1 || sid.sid_authcount != 2 || std::memcmp(sid.sid_authority, authority, 6) != 0) return false;
+    if (sid.sid_authorities[0] != kUnixUsers && sid.sid_authorities[0] != kUnixGroups) return false;
+    account = {sid.sid_authorities[1], sid.sid_authorities[0] == kUnixUsers ? ID_TYPE_UID : ID_TYPE_GID};
+    return true;
+}
+
+/// Name and primary group of a user.
+int lookUpUser(uid_t uid, std::string& name, gid_t& group) {
+    std::vector<char> buffer(1024);
+    while (true) {
+        passwd entry;
+        passwd* found = nullptr;
+        const int error = getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found);
+        if (error == ERANGE && buffer.size() < (std::size_t{1} << 26)) {
+            buffer.resize(buffer.size() * 2);
+        } else if (error != EINTR) {
+            // Some name services say "no such user" by an error.
+            if (!found) return error == 0 || error == ESRCH ? ENOENT : error;
+            name = found->pw_name;
+            group = found->pw_gid;
+            return 0;
+        }
+    }
+}
+
+/// All groups of a user, those reached through other groups included.
+std::vector<gid_t> groupsOf(const std::string& name, gid_t primary) {
+    std::vector<gid_t> groups(64);
+    while (true) {
+        int count = static_cast<int>(groups.size());
+        if (getgrouplist(name.c_str(), primary, groups.data(), &count) >= 0) {
+            groups.resize(static_cast<std::size_t>(count));
+            return groups;
+        }
+        groups.resize(std::max(groups.size() * 2, static_cast<std::size_t>(count)));
+    }
+}
+
+}  // namespace
+
+int mbr_uid_to_uuid(uid_t uid, uuid_t uu) {
+    if (!uu) return EINVAL;
+    writeUUID({uid, ID_TYPE_UID}, uu);
+    return 0;
+}
+
+int mbr_gid_to_uuid(gid_t gid, uuid_t uu) {
+    if (!uu) return EINVAL;
+    writeUUID({gid, ID_TYPE_GID}, uu);
+    return 0;
+}
+
+int mbr_uuid_to_id(const uuid_t uu, id_t* uid_or_gid, int* id_type) {
+    if (!uu || !uid_or_gid || !id_type) return EINVAL;
+    Account account;
+    if (!readUUID(uu, account)) return ENOENT;
+    *uid_or_gid = account.id;
+    *id_type = account.type;
+    return 0;
+}
+
+int mbr_sid_to_uuid(const nt_sid_t* sid, uuid_t uu) {
+    if (!sid || !uu) return EINVAL;
+    Account account;
+    if (!readUnixSID(*sid, account)) {
+        char text[MBR_MAX_SID_STRING_SIZE];
+        if (const int error = mbr_sid_to_string(sid, text)) return error;
+        if (const int error = KXPlatform::domainAccountOfSID(text, account.id, account.type)) return error;
+    }
+    writeUUID(account, uu);
+    return 0;
+}
+
+int mbr_uuid_to_sid(const uuid_t uu, nt_sid_t* sid) {
+    if (!uu || !sid) return EINVAL;
+    Account account;
+    if (!readUUID(uu, account)) return ENOENT;
+    std::string text;
+    const int error = account.type == ID_TYPE_UID ? KXPlatform::domainSIDOfUser(account.id, text)
+                                                  : KXPlatform::domainSIDOfGroup(account.id, text);
+    if (error == 0) return mbr_string_to_sid(text.c_str(), sid);
+    // A domain that does not answer now is no reason to give its account a local identity.
+    if (error != ENOENT) return error;
+    *sid = unixSID(account);
+    return 0;
+}
+
+int mbr_check_membership(const uuid_t user, const uuid_t group, int* ismember) {
+    if (!user || !group || !ismember) return EINVAL;
+    Account member;
+    Account of;
+    if (!readUUID(user, member) || member.type != ID_TYPE_UID || !readUUID(group, of)) return ENOENT;
+    std::string name;
+    gid_t primary = 0;
+    if (const int error = lookUpUser(member.id, name, primary)) return error;
+    if (of.type == ID_TYPE_UID) {
+        *ismember = member.id == of.id;
+    } else {
+        const std::vector<gid_t> groups = groupsOf(name, primary);
+        *ismember = std::find(groups.begin(), groups.end(), of.id) != groups.end();
+    }
+    return 0;
+}

@@ -1,0 +1,356 @@
+#include <iconv.h>
+
+#include "IconvCoders.h"
+
+#include <cerrno>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace KXPlatform {
+namespace {
+
+/// "NAME//TRANSLIT//IGNORE", taken apart.
+struct CodeName {
+    explicit CodeName(std::string_view code) : name(code.substr(0, code.find("//"))) {
+        for (std::string_view rest = code.substr(name.size()); !rest.empty();) {
+            rest.remove_prefix(std::min(rest.find_first_not_of("/,"), rest.size()));
+            const std::string_view suffix = rest.substr(0, rest.find_first_of("/,"));
+            rest.remove_prefix(suffix.size());
+            if (is(suffix, "IGNORE")) ignore = true;
+            if (is(suffix, "TRANSLIT")) transliterate = true;
+        }
+    }
+
+    static bool is(std::string_view suffix, std::string_view word) {
+        return std::equal(suffix.begin(), suffix.end(), word.begin(), word.end(),
+                          [](char a, char b) { return a == b || a == b - 'A' + 'a'; });
+    }
+
+    std::string_view name;
+    bool ignore = false;
+    bool transliterate = false;
+};
+
+/// What stands behind an iconv_t.
+class Conversion {
+  public:
+    /// Null, with errno set, when a name is not known.
+    static std::unique_ptr<Conversion> open(std::string_view to, std::string_view from);
+
+    Stop run(Input& in, Output& out);
+    Stop endText(Output& out);
+    void reset() noexcept;
+
+    bool isTrivial() const noexcept;
+    bool isTransliterating() const noexcept { return transliterating_; }
+    bool setTransliterating(bool transliterating);
+
+    bool isDiscarding = false;
+    std::size_t dropped = 0;  ///< in the current call
+
+  private:
+    Stop runDirect(Input& in, Output& out) noexcept;
+    Stop runThroughCharacters(Input& in, Output& out);
+    Stop fill(Input& in, std::size_t places);
+    Stop drain(Output& out) noexcept;
+    void finishDecoding();
+    std::size_t placesFor(std::size_t room) const noexcept;
+    void dropUnit(Input& in, std::size_t unit) noexcept;
+
+    /// The most characters that are read before they are written.
+    static constexpr std::size_t kBatch = 256;
+
+    Charset from_;
+    Charset to_;
+    bool transliterating_ = false;
+    DirectConversion direct_ = nullptr;  ///< then there is nothing else
+    std::unique_ptr<Decoder> decoder_;
+    std::unique_ptr<Encoder> encoder_;
+    std::unique_ptr<Normaliser> normaliser_;
+    std::vector<char32_t> queue_;  ///< characters read and not yet written, from `head_` on
+    std::size_t head_ = 0;
+};
+
+std::unique_ptr<Conversion> Conversion::open(std::string_view to, std::string_view from) {
+    const CodeName target(to);
+    auto made = std::make_unique<Conversion>();
+    made->from_ = Charset::named(CodeName(from).name);
+    made->to_ = Charset::named(target.name);
+    made->isDiscarding = target.ignore;
+    made->transliterating_ = target.transliterate;
+
+    const bool normalising = made->from_.decomposed != made->to_.decomposed;
+    if (normalising) {
+        made->normaliser_ = made->to_.decomposed ? Normaliser::decomposing() : Normaliser::composing();
+        if (!made->normaliser_) return nullptr;
+    } else if (made->from_.kind != Charset::Library && made->to_.kind != Charset::Library) {
+        made->direct_ = directConversion(made->from_.kind, made->to_.kind);
+    }
+    made->decoder_ = makeDecoder(made->from_);
+    if (!made->decoder_) return nullptr;
+    made->encoder_ = makeEncoder(made->to_, target.transliterate);
+    if (!made->encoder_) return nullptr;
+    if (!made->direct_) made->queue_.reserve(kBatch + Normaliser::kMostHeld * Normaliser::kMostFromOne);
+    return made;
+}
+
+Stop Conversion::run(Input& in, Output& out) {
+    dropped = 0;
+    return direct_ ? runDirect(in, out) : runThroughCharacters(in, out);
+}
+
+void Conversion::dropUnit(Input& in, std::size_t unit) noexcept {
+    in.at += std::min(unit, in.left());
+    ++dropped;
+}
+
+Stop Conversion::runDirect(Input& in, Output& out) noexcept {
+    for (;;) {
+        const Stop stop = direct_(in, out);
+        if (stop != Stop::Invalid || !isDiscarding) return stop;
+        dropUnit(in, decoder_->unit());
+    }
+}
+
+/// Reads no more characters than the output surely holds, so that input counts as converted only when its output is
+/// written. Where the output is smaller than that, characters are taken one at a time and may wait in the queue.
+Stop Conversion::runThroughCharacters(Input& in, Output& out) {
+    const unsigned char* const start = in.at;
+    const unsigned char* const outStart = out.at;
+    const unsigned char* before = in.at;
+    for (;;) {
+        if (const Stop stop = drain(out); stop != Stop::UsedUp) {
+            if (stop == Stop::Invalid) in.at = before;  // one character was taken: back to it
+            return stop;
+        }
+        if (in.left() == 0) return in.at == start ? endText(out) : Stop::UsedUp;
+
+        std::size_t places = isDiscarding ? placesFor(out.room()) : 1;
+        if (places == 0) {
+            if (in.at != start || out.at != outStart) return Stop::Full;
+            places = 1;
+        }
+        before = in.at;
+        const Stop stop = fill(in, places);
+        if (stop == Stop::Full && in.at == before && head_ == queue_.size()) return Stop::Full;
+        if (stop != Stop::Invalid && stop != Stop::Incomplete) continue;
+
+        if (const Stop written = drain(out); written != Stop::UsedUp) {
+            if (written == Stop::Invalid) in.at = before;
+            return written;
+        }
+        if (stop == Stop::Incomplete) {
+            if (in.at == start) endText(out);
+            return stop;
+        }
+        if (!isDiscarding) return stop;
+        dropUnit(in, decoder_->unit());
+    }
+}
+
+std::size_t Conversion::placesFor(std::size_t room) const noexcept {
+    std::size_t places = room / encoder_->longest();
+    if (normaliser_) {
+        places /= Normaliser::kMostFromOne;
+        places -= std::min(places, Normaliser::kMostHeld);
+    }
+    return std::min(places, kBatch);
+}
+
+/// Reads up to `places` characters into the queue, or a few more where a decoder cannot give fewer.
+Stop Conversion::fill(Input& in, std::size_t places) {
+    std::array<char32_t, kBatch> batch;
+    char32_t* end = batch.data();
+    const unsigned char* const before = in.at;
+    Stop stop = decoder_->decode(in, end, batch.data() + places);
+    if (stop == Stop::Full && in.at == before && end == batch.data() && places < Decoder::kPlaces) {
+        stop = decoder_->decode(in, end, batch.data() + Decoder::kPlaces);
+    }
+    if (!normaliser_) {
+        queue_.insert(queue_.end(), batch.data(), end);
+    } else {
+        for (const char32_t* c = batch.data(); c != end; ++c) normaliser_->put(*c, queue_);
+    }
+    return stop;
+}
+
+Stop Conversion::drain(Output& out) noexcept {
+    while (head_ != queue_.size()) {
+        const char32_t* at = queue_.data() + head_;
+        const Stop stop = encoder_->encode(at, queue_.data() + queue_.size(), out);
+        head_ = static_cast<std::size_t>(at - queue_.data());
+        if (stop == Stop::UsedUp) break;
+        if (stop == Stop::Full) return stop;
+        ++head_;
+        if (!isDiscarding) {
+            queue_.clear();
+            head_ = 0;
+            return Stop::Invalid;
+        }
+        ++dropped;
+    }
+    queue_.clear();
+    head_ = 0;
+    return Stop::UsedUp;
+}
+
+void Conversion::finishDecoding() {
+    std::array<char32_t, Decoder::kPlaces> last;
+    char32_t* end = last.data();
+    decoder_->finish(end, last.data() + last.size());
+    if (!normaliser_) {
+        queue_.insert(queue_.end(), last.data(), end);
+        return;
+    }
+    for (const char32_t* c = last.data(); c != end; ++c) normaliser_->put(*c, queue_);
+    normaliser_->finish(queue_);
+}
+
+Stop Conversion::endText(Output& out) {
+    if (direct_) return Stop::UsedUp;
+    finishDecoding();
+    if (const Stop stop = drain(out); stop != Stop::UsedUp) return stop;
+    return encoder_->finish(out);
+}
+
+void Conversion::reset() noexcept {
+    decoder_->reset();
+    encoder_->reset();
+    if (normaliser_) normaliser_->reset();
+    queue_.clear();
+    head_ = 0;
+}
+
+bool Conversion::isTrivial() const noexcept {
+    return from_.kind == to_.kind && from_.decomposed == to_.decomposed &&
+           (from_.kind != Charset::Library || from_.libraryName == to_.libraryName);
+}
+
+bool Conversion::setTransliterating(bool transliterating) {
+    auto encoder = makeEncoder(to_, transliterating);
+    if (!encoder) return false;
+    encoder_ = std::move(encoder);
+    transliterating_ = transliterating;
+    return true;
+}
+
+const iconv_t kNoConversion = reinterpret_cast<iconv_t>(-1);
+constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+
+/// What `handle` stands for; null with errno EBADF when that is nothing.
+Conversion* conversionOf(iconv_t handle) noexcept {
+    if (handle && handle != kNoConversion) return static_cast<Conversion*>(handle);
+    errno = EBADF;
+    return nullptr;
+}
+
+std::size_t answer(const Conversion& conversion, Stop stop) noexcept {
+    switch (stop) {
+        case Stop::UsedUp:
+            return conversion.dropped;
+        case Stop::Full:
+            errno = E2BIG;
+            break;
+        case Stop::Incomplete:
+            errno = EINVAL;
+            break;
+        case Stop::Invalid:
+            errno = EILSEQ;
+            break;
+    }
+    return kFailed;
+}
+
+std::size_t convert(Conversion& conversion, char** inbuf, std::size_t* inbytesleft, Output& out) {
+    if (!inbuf || !*inbuf) {
+        const Stop stop = out.at ? conversion.endText(out) : Stop::UsedUp;
+        if (stop != Stop::Full) conversion.reset();
+        return answer(conversion, stop);
+    }
+    const auto* const begin = reinterpret_cast<const unsigned char*>(*inbuf);
+    Input in{begin, begin + *inbytesleft};
+    const Stop stop = conversion.run(in, out);
+    *inbuf += in.at - begin;
+    *inbytesleft = in.left();
+    return answer(conversion, stop);
+}
+
+}  // namespace
+}  // namespace KXPlatform
+
+using namespace KXPlatform;
+
+iconv_t iconv_open(const char* tocode, const char* fromcode) {
+    if (!tocode || !fromcode) {
+        errno = EINVAL;
+        return kNoConversion;
+    }
+    try {
+        auto conversion = Conversion::open(tocode, fromcode);
+        return conversion ? conversion.release() : kNoConversion;
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return kNoConversion;
+    }
+}
+
+size_t iconv(iconv_t cd, char** __restrict inbuf, size_t* __restrict inbytesleft, char** __restrict outbuf,
+             size_t* __restrict outbytesleft) {
+    Conversion* const conversion = conversionOf(cd);
+    if (!conversion) return kFailed;
+    auto* const begin = outbuf && outbytesleft ? reinterpret_cast<unsigned char*>(*outbuf) : nullptr;
+    Output out{begin, begin ? begin + *outbytesleft : nullptr};
+    std::size_t result = kFailed;
+    try {
+        result = convert(*conversion, inbuf, inbytesleft, out);
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+    }
+    if (begin) {
+        *outbuf += out.at - begin;
+        *outbytesleft = out.room();
+    }
+    return result;
+}
+
+int iconv_close(iconv_t cd) {
+    Conversion* const conversion = conversionOf(cd);
+    if (!conversion) return -1;
+    delete conversion;
+    return 0;
+}
+
+int iconvctl(iconv_t cd, int request, void* argument) {
+    Conversion* const conversion = conversionOf(cd);
+    if (!conversion) return -1;
+    int* const value = static_cast<int*>(argument);
+    if (!value) {
+        errno = EINVAL;
+        return -1;
+    }
+    switch (request) {
+        case ICONV_TRIVIALP:
+            *value = conversion->isTrivial();
+            return 0;
+        case ICONV_GET_TRANSLITERATE:
+            *value = conversion->isTransliterating();
+            return 0;
+        case ICONV_GET_DISCARD_ILSEQ:
+            *value = conversion->isDiscarding;
+            return 0;
+        case ICONV_SET_DISCARD_ILSEQ:
+            conversion->isDiscarding = *value != 0;
+            return 0;
+        case ICONV_SET_TRANSLITERATE:
+            try {
+                return conversion->setTransliterating(*value != 0) ? 0 : -1;
+            } catch (const std::bad_alloc&) {
+                errno = ENOMEM;
+                return -1;
+            }
+        default:
+            errno = EINVAL;
+            return -1;
+    }
+}

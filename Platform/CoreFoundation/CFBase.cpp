@@ -51,7 +51,8 @@ constinit const __CFAllocator mallocZoneAllocator(kMallocContext, Object::Immort
 constinit const __CFAllocator nullAllocator(kNullContext, Object::Immortal);
 constinit const __CFAllocator useContextAllocator(kNullContext, Object::Immortal);
 
-thread_local CFAllocatorRef threadDefault = nullptr;
+// In the thread's own block, at a place known when the library is loaded: asked for with every object made.
+[[gnu::tls_model("initial-exec")]] thread_local CFAllocatorRef threadDefault = nullptr;
 
 void finalizeAllocator(Object* object) noexcept {
     const CFAllocatorContext& context = static_cast<__CFAllocator*>(object)->context;

@@ -47,15 +47,20 @@ class Hasher {
             std::memcpy(&word, at, 8);
             add(word);
         }
-        if (size > 0) {
-            std::uint64_t word = 0;
-            std::memcpy(&word, at, size);
-            add(word);
-        }
+        if (size > 0) add(tail(at, size));
     }
     CFHashCode result(std::size_t length) const noexcept { return mix(state_ ^ length, 0x9FB21C651E98DF25u); }
 
   private:
+    /// One to seven bytes as a word: two loads that may overlap, or three that may be of one byte.
+    static std::uint64_t tail(const unsigned char* at, std::size_t size) noexcept {
+        if (size < 4) return at[0] | std::uint64_t{at[size / 2]} << 8 | std::uint64_t{at[size - 1]} << 16;
+        std::uint32_t first;
+        std::uint32_t last;
+        std::memcpy(&first, at, sizeof first);
+        std::memcpy(&last, at + size - 4, sizeof last);
+        return first | std::uint64_t{last} << 32;
+    }
     static std::uint64_t mix(std::uint64_t a, std::uint64_t b) noexcept {
         __extension__ using Wide = unsigned __int128;
         const Wide product = static_cast<Wide>(a) * b;
@@ -170,21 +175,15 @@ UniChar* makeWide(CFAllocatorRef allocator, std::size_t length, __CFString*& mad
 
 namespace {
 
-CFStringRef createDecoded(CFAllocatorRef allocator, const DecodedText& decoded) noexcept {
-    if (!decoded.isValid()) return nullptr;
-    const auto length = static_cast<std::size_t>(decoded.length());
-    __CFString* made = nullptr;
-    if (decoded.isASCII()) {
-        if (char* const text = makeASCII(allocator, length, made)) decoded.copyTo(text);
-    } else if (UniChar* const units = makeWide(allocator, length, made)) {
-        decoded.copyTo(units);
-    }
-    return made;
-}
-
 bool isEightBit(CFStringEncoding encoding) noexcept {
     const Encoding* const found = findEncoding(encoding);
     return found && found->codec != Codec::UTF16 && found->codec != Codec::UTF32;
+}
+
+CFStringRef createFromBytes(CFAllocatorRef allocator, std::span<const UInt8> bytes, CFStringEncoding encoding,
+                            bool isExternal) noexcept {
+    if (const auto plain = plainText(bytes, findEncoding(encoding))) return createASCII(allocator, *plain);
+    return createDecoded(allocator, DecodedText(bytes, encoding, isExternal));
 }
 
 std::span<const UInt8> bytesOf(const char* cString) noexcept {
@@ -222,6 +221,22 @@ CFStringRef createOverBytes(CFAllocatorRef allocator, std::span<const UInt8> byt
 }
 
 }  // namespace
+
+CFStringRef createDecoded(CFAllocatorRef allocator, const DecodedText& decoded) noexcept {
+    if (!decoded.isValid()) return nullptr;
+    if (decoded.isPlain()) return createASCII(allocator, decoded.plain());
+    const auto length = static_cast<std::size_t>(decoded.length());
+    __CFString* made = nullptr;
+    bool isText = false;
+    if (decoded.isASCII()) {
+        if (char* const text = makeASCII(allocator, length, made)) isText = decoded.copyTo(text);
+    } else if (UniChar* const units = makeWide(allocator, length, made)) {
+        isText = decoded.copyTo(units);
+    }
+    if (isText) return made;
+    if (made) CFRelease(made);
+    return nullptr;
+}
 
 CFStringRef createASCII(CFAllocatorRef allocator, std::string_view ascii) noexcept {
     __CFString* made = nullptr;
@@ -283,14 +298,13 @@ CFStringRef CFStringCreateWithPascalString(CFAllocatorRef alloc, ConstStr255Para
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CFStringEncoding encoding) {
     if (!cStr || !isEightBit(encoding)) return nullptr;
-    return createDecoded(alloc, DecodedText(bytesOf(cStr), encoding, false));
+    return createFromBytes(alloc, bytesOf(cStr), encoding, false);
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation) {
     if (numBytes < 0 || (!bytes && numBytes > 0)) return nullptr;
-    return createDecoded(
-        alloc, DecodedText({bytes, static_cast<std::size_t>(numBytes)}, encoding, isExternalRepresentation != 0));
+    return createFromBytes(alloc, {bytes, static_cast<std::size_t>(numBytes)}, encoding, isExternalRepresentation != 0);
 }
 
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars, CFIndex numChars) {

@@ -13,53 +13,16 @@ namespace {
 
 constexpr bool kHostIsBig = std::endian::native == std::endian::big;
 
-constexpr std::uint32_t kNotACharacter = 0xFFFFFFFF;
-
-/// The character that begins at `at`, which moves behind it. kNotACharacter where the bytes are not UTF-8: a stray or
-/// missing continuation, an overlong form, a surrogate, a number above 10FFFF (RFC 3629).
-std::uint32_t nextUTF8(const UInt8*& at, const UInt8* end) noexcept {
-    const UInt8 lead = *at++;
-    if (lead < 0x80) return lead;
-    if (lead < 0xC2 || lead > 0xF4) return kNotACharacter;
-    const auto isContinuation = [](UInt8 byte) { return (byte & 0xC0) == 0x80; };
-    if (at == end || !isContinuation(at[0])) return kNotACharacter;
-    if (lead < 0xE0) return static_cast<std::uint32_t>((lead & 0x1F) << 6 | (*at++ & 0x3F));
-    if (end - at < 2 || !isContinuation(at[1])) return kNotACharacter;
-    if (lead < 0xF0) {
-        const auto character = static_cast<std::uint32_t>((lead & 0x0F) << 12 | (at[0] & 0x3F) << 6 | (at[1] & 0x3F));
-        at += 2;
-        return character < 0x800 || (character & 0xF800) == 0xD800 ? kNotACharacter : character;
-    }
-    if (end - at < 3 || !isContinuation(at[2])) return kNotACharacter;
-    const auto character =
-        static_cast<std::uint32_t>((lead & 0x07) << 18 | (at[0] & 0x3F) << 12 | (at[1] & 0x3F) << 6 | (at[2] & 0x3F));
-    at += 3;
-    return character < 0x10000 || character > 0x10FFFF ? kNotACharacter : character;
+std::uint16_t load16(const UInt8* at, bool swapped) noexcept {
+    std::uint16_t unit;
+    std::memcpy(&unit, at, sizeof unit);
+    return swapped ? __builtin_bswap16(unit) : unit;
 }
 
-/// Whether the eight bytes at `at` are ASCII.
-bool isASCIIWord(const UInt8* at) noexcept {
-    std::uint64_t word;
-    std::memcpy(&word, at, sizeof word);
-    return (word & 0x8080808080808080u) == 0;
-}
-
-/// The UTF-16 units that UTF-8 text takes; -1 where it is not UTF-8.
-CFIndex measureUTF8(std::span<const UInt8> bytes) noexcept {
-    const UInt8* at = bytes.data();
-    const UInt8* const end = at + bytes.size();
-    CFIndex units = 0;
-    while (at != end) {
-        if (end - at >= 8 && isASCIIWord(at)) {
-            at += 8;
-            units += 8;
-            continue;
-        }
-        const std::uint32_t character = nextUTF8(at, end);
-        if (character == kNotACharacter) return -1;
-        units += character >= 0x10000 ? 2 : 1;
-    }
-    return units;
+std::uint32_t load32(const UInt8* at, bool swapped) noexcept {
+    std::uint32_t character;
+    std::memcpy(&character, at, sizeof character);
+    return swapped ? __builtin_bswap32(character) : character;
 }
 
 template <class Unit>
@@ -73,47 +36,86 @@ Unit* putCharacter(std::uint32_t character, Unit* out) noexcept {
     return out;
 }
 
-/// Converts what measureUTF8 found to be UTF-8.
-template <class Unit>
-void convertUTF8(std::span<const UInt8> bytes, Unit* out) noexcept {
+/// The UTF-16 units that UTF-8 text takes: one for each byte that begins a character, one more for each of those that
+/// take a surrogate pair. Of other bytes, no fewer than their first part that is UTF-8 takes.
+CFIndex countUnits(std::span<const UInt8> bytes) noexcept {
+    constexpr std::size_t kBlock = 240;  // so many fit in a byte-sized sum, which lets the compiler use wide registers
+    CFIndex units = 0;
+    while (!bytes.empty()) {
+        const auto block = bytes.first(std::min(bytes.size(), kBlock / 2));
+        UInt8 sum = 0;
+        for (const UInt8 byte : block) sum = static_cast<UInt8>(sum + ((byte & 0xC0) != 0x80) + (byte >= 0xF0));
+        units += sum;
+        bytes = bytes.subspan(block.size());
+    }
+    return units;
+}
+
+/// The next four bytes, the first lowest; zeros stand for those behind the end.
+std::uint32_t nextFour(const UInt8* at, const UInt8* end) noexcept {
+    if (end - at >= 4) return load32(at, kHostIsBig);
+    std::uint32_t four = 0;
+    for (int i = 0; i < end - at; ++i) four |= static_cast<std::uint32_t>(at[i]) << (8 * i);
+    return four;
+}
+
+/// Writes the eight bytes at `at` to `out` and tells how many of them, from the first on, are ASCII; the rest of what
+/// is written is to be written over.
+int copyASCII(const UInt8* at, UniChar* out) noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, at, sizeof word);
+    if constexpr (kHostIsBig) word = __builtin_bswap64(word);
+    for (int i = 0; i < 8; ++i) out[i] = at[i];
+    const std::uint64_t others = word & 0x8080808080808080u;
+    return others == 0 ? 8 : std::countr_zero(others) / 8;
+}
+
+/// Writes the units of UTF-8 text to `out`, of which countUnits said there are `count`. False where the bytes are not
+/// UTF-8: a stray or missing continuation, an overlong form, a surrogate, a number above 10FFFF (RFC 3629).
+bool convertUTF8(std::span<const UInt8> bytes, UniChar* out, CFIndex count) noexcept {
     const UInt8* at = bytes.data();
     const UInt8* const end = at + bytes.size();
+    const UniChar* const outEnd = out + count;
     while (at != end) {
-        if (end - at >= 8 && isASCIIWord(at)) {
-            for (int i = 0; i < 8; ++i) out[i] = static_cast<Unit>(at[i]);
-            at += 8;
-            out += 8;
-            continue;
-        }
-        const UInt8 lead = *at;
-        if (lead < 0x80) {
-            *out++ = static_cast<Unit>(lead);
-            ++at;
-        } else if (lead < 0xE0) {
-            *out++ = static_cast<Unit>((lead & 0x1F) << 6 | (at[1] & 0x3F));
-            at += 2;
-        } else if (lead < 0xF0) {
-            *out++ = static_cast<Unit>((lead & 0x0F) << 12 | (at[1] & 0x3F) << 6 | (at[2] & 0x3F));
-            at += 3;
+        std::uint32_t four = nextFour(at, end);
+        if ((four & 0x80808080) == 0 && end - at >= 8 && outEnd - out >= 8) {
+            const auto count8 = copyASCII(at, out);
+            at += count8;
+            out += count8;
+        } else if ((four & 0x80) == 0) {
+            *out++ = *at++;
+        } else if ((four & 0xC0E0) == 0x80C0) {
+            // A character of two, three or four bytes is told, and its continuations checked, by one comparison. Its
+            // like mostly follow it.
+            do {
+                const std::uint32_t character = (four & 0x1F) << 6 | (four >> 8 & 0x3F);
+                if (character < 0x80) return false;
+                *out++ = static_cast<UniChar>(character);
+                at += 2;
+                four = nextFour(at, end);
+            } while ((four & 0xC0E0) == 0x80C0);
+        } else if ((four & 0xC0C0F0) == 0x8080E0) {
+            do {
+                const std::uint32_t character = (four & 0x0F) << 12 | (four >> 2 & 0xFC0) | (four >> 16 & 0x3F);
+                if (character < 0x800 || (character & 0xF800) == 0xD800) return false;
+                *out++ = static_cast<UniChar>(character);
+                at += 3;
+                four = nextFour(at, end);
+            } while ((four & 0xC0C0F0) == 0x8080E0);
+        } else if ((four & 0xC0C0C0F8) == 0x808080F0) {
+            do {
+                const std::uint32_t character =
+                    (four & 0x07) << 18 | (four << 4 & 0x3F000) | (four >> 10 & 0xFC0) | (four >> 24 & 0x3F);
+                if (character < 0x10000 || character > 0x10FFFF) return false;
+                out = putCharacter(character, out);
+                at += 4;
+                four = nextFour(at, end);
+            } while ((four & 0xC0C0C0F8) == 0x808080F0);
         } else {
-            out = putCharacter(static_cast<std::uint32_t>((lead & 0x07) << 18 | (at[1] & 0x3F) << 12 |
-                                                          (at[2] & 0x3F) << 6 | (at[3] & 0x3F)),
-                               out);
-            at += 4;
+            return false;
         }
     }
-}
-
-std::uint16_t load16(const UInt8* at, bool swapped) noexcept {
-    std::uint16_t unit;
-    std::memcpy(&unit, at, sizeof unit);
-    return swapped ? __builtin_bswap16(unit) : unit;
-}
-
-std::uint32_t load32(const UInt8* at, bool swapped) noexcept {
-    std::uint32_t character;
-    std::memcpy(&character, at, sizeof character);
-    return swapped ? __builtin_bswap32(character) : character;
+    return true;
 }
 
 int digit(UInt8 byte, int base) noexcept {
@@ -211,8 +213,9 @@ DecodedText::DecodedText(std::span<const UInt8> bytes, CFStringEncoding number, 
             length_ = static_cast<CFIndex>(bytes_.size());
             break;
         case Codec::UTF8:
-            length_ = measureUTF8(bytes_);
-            valid_ = length_ >= 0;
+            // Whether it is UTF-8 shows as it is converted: nothing is looked at twice.
+            length_ = countUnits(bytes_);
+            valid_ = true;
             break;
         case Codec::UTF16:
             judgeUTF16(isExternal);
@@ -279,12 +282,12 @@ void DecodedText::judgeConverted() noexcept {
 }
 
 template <class Unit>
-void DecodedText::copyToAny(Unit* out) const noexcept {
+bool DecodedText::copyToAny(Unit* out) const noexcept {
     const UInt8* const bytes = bytes_.data();
     const std::size_t size = bytes_.size();
     if (plain_ || encoding_->codec == Codec::Direct) {
         for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<Unit>(bytes[i]);
-        return;
+        return true;
     }
     switch (encoding_->codec) {
         case Codec::Direct:
@@ -293,8 +296,8 @@ void DecodedText::copyToAny(Unit* out) const noexcept {
             for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<Unit>(table_->unit(bytes[i]));
             break;
         case Codec::UTF8:
-            convertUTF8(bytes_, out);
-            break;
+            if constexpr (sizeof(Unit) == sizeof(UniChar)) return convertUTF8(bytes_, out, length_);
+            return false;  // ASCII of it is plain
         case Codec::UTF16:
             for (std::size_t i = 0; i < size; i += 2) out[i / 2] = static_cast<Unit>(load16(bytes + i, swapped_));
             break;
@@ -306,9 +309,10 @@ void DecodedText::copyToAny(Unit* out) const noexcept {
             for (const char16_t unit : converted_) *out++ = static_cast<Unit>(unit);
             break;
     }
+    return true;
 }
 
-template void DecodedText::copyToAny(char*) const noexcept;
-template void DecodedText::copyToAny(UniChar*) const noexcept;
+template bool DecodedText::copyToAny(char*) const noexcept;
+template bool DecodedText::copyToAny(UniChar*) const noexcept;
 
 }  // namespace KXPlatform

@@ -86,25 +86,56 @@ void putUTF8(std::uint32_t value, CFIndex size, UInt8* out) noexcept {
     }
 }
 
-/// The same as encodeEach would do, written out: UTF-8 is what most text leaves in.
+/// Writes characters from `at` on for as long as one of the largest size fits, so that room is asked for once for many
+/// of them. Stops at half a surrogate pair.
+CFIndex encodeUTF8Freely(const TextView& text, CFIndex at, ByteSink& sink) noexcept {
+    while (at < text.length) {
+        // A pair may begin as the last of the units counted on: it takes four bytes where three were counted.
+        const CFIndex stop = at + std::min(text.length - at, (sink.capacity - sink.used - 1) / 3);
+        if (at >= stop) break;
+        UInt8* out = sink.buffer + sink.used;
+        for (; at < stop; ++at) {
+            const UniChar unit = text.wide[at];
+            if (unit < 0x80) {
+                *out++ = static_cast<UInt8>(unit);
+            } else if (unit < 0x800) {
+                putUTF8(unit, 2, out);
+                out += 2;
+            } else if ((unit & 0xF800) != 0xD800) {
+                putUTF8(unit, 3, out);
+                out += 3;
+            } else if (const Character pair = characterAt(text, at); pair.units == 2) {
+                putUTF8(pair.value, 4, out);
+                out += 4;
+                ++at;
+            } else {
+                break;
+            }
+        }
+        sink.used = out - sink.buffer;
+        if (at < stop) break;
+    }
+    return at;
+}
+
 CFIndex encodeUTF8(const TextView& text, UInt8 lossByte, ByteSink& sink) noexcept {
     CFIndex at = 0;
-    CFIndex used = sink.used;
     const CFIndex room = sink.buffer ? sink.capacity : PTRDIFF_MAX;
     while (at < text.length) {
+        if (sink.buffer) at = encodeUTF8Freely(text, at, sink);
+        if (at == text.length) break;
         const Character character = characterAt(text, at);
         const CFIndex size = sizeInUTF8(character);
-        if (size > room - used || (size == 0 && (lossByte == 0 || used == room))) break;
+        if (size > room - sink.used || (size == 0 && (lossByte == 0 || sink.used == room))) break;
         if (sink.buffer) {
             if (size > 0)
-                putUTF8(character.value, size, sink.buffer + used);
+                putUTF8(character.value, size, sink.buffer + sink.used);
             else
-                sink.buffer[used] = lossByte;
+                sink.buffer[sink.used] = lossByte;
         }
-        used += std::max<CFIndex>(size, 1);
+        sink.used += std::max<CFIndex>(size, 1);
         at += character.units;
     }
-    sink.used = used;
     return at;
 }
 

@@ -11,6 +11,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace KXPlatform {
 
@@ -42,6 +43,13 @@ const Encoding* findEncoding(CFStringEncoding encoding) noexcept;
 /// All rows, sorted by number.
 std::span<const Encoding> allEncodings() noexcept;
 
+/// The bytes as text where they are ASCII and `encoding` leaves ASCII as it is: the way of most text, and the shortest.
+inline std::optional<std::string_view> plainText(std::span<const UInt8> bytes, const Encoding* encoding) noexcept {
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (!encoding || !encoding->holdsASCII || !isASCII(text.data(), text.size())) return std::nullopt;
+    return text;
+}
+
 /// The character of each byte of a one-byte encoding, and back. Bytes without a character give kNone.
 class ByteTable {
   public:
@@ -65,14 +73,15 @@ class ByteTable {
 /// The table of a one-byte encoding, made on its first use; null when there is no memory or no such table.
 const ByteTable* byteTable(const Encoding& encoding) noexcept;
 
-/// What bytes of an encoding say. Looks at the bytes, which must outlive it, once to judge and measure them, so that
-/// whoever wants the text makes room for exactly that much and has it written there.
+/// What bytes of an encoding say. Looks at the bytes, which must outlive it, to measure their text, so that whoever
+/// wants it makes room for exactly that much and has it written there.
 class DecodedText {
   public:
     /// A leading mark of byte order is dropped from UTF-8, and from UTF-16 and UTF-32 of no fixed order when
     /// `isExternal`.
     DecodedText(std::span<const UInt8> bytes, CFStringEncoding encoding, bool isExternal) noexcept;
 
+    /// False when the bytes are known not to be text of the encoding. Whether they are UTF-8, copyTo tells.
     bool isValid() const noexcept { return valid_; }
     bool isASCII() const noexcept { return ascii_; }
     /// The text when it is ASCII and the bytes themselves are it.
@@ -80,13 +89,13 @@ class DecodedText {
     std::string_view plain() const noexcept { return {reinterpret_cast<const char*>(bytes_.data()), bytes_.size()}; }
     CFIndex length() const noexcept { return length_; }
 
-    /// Write length() units; the first only for ASCII text.
-    void copyTo(char* ascii) const noexcept { copyToAny(ascii); }
-    void copyTo(UniChar* units) const noexcept { copyToAny(units); }
+    /// Write length() units, the first only for ASCII text. False when the bytes are not text of the encoding.
+    [[nodiscard]] bool copyTo(char* ascii) const noexcept { return copyToAny(ascii); }
+    [[nodiscard]] bool copyTo(UniChar* units) const noexcept { return copyToAny(units); }
 
   private:
     template <class Unit>
-    void copyToAny(Unit* out) const noexcept;
+    bool copyToAny(Unit* out) const noexcept;
     void judgeUTF16(bool isExternal) noexcept;
     void judgeUTF32(bool isExternal) noexcept;
     void judgeConverted() noexcept;
@@ -101,6 +110,9 @@ class DecodedText {
     CFIndex length_ = 0;
     std::u16string converted_;
 };
+
+/// A new immutable string with that text. Null when the bytes are no such text or there is no memory.
+CFStringRef createDecoded(CFAllocatorRef allocator, const DecodedText& decoded) noexcept;
 
 /// Where encoded bytes go. Without a buffer they are only counted.
 struct ByteSink {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <span>
 
 using namespace KXPlatform;
 
@@ -38,13 +39,14 @@ CFIndex bytesFor(CFIndex capacity, bool isWide) noexcept {
                : 0;
 }
 
-/// The capacity to give a buffer that must hold `needed`: half as much again as it had, so that appending costs
-/// constant time a unit, but no more than the limit.
+/// The capacity to give a buffer that must hold `needed`: twice what it had, and less of a large one, so that appending
+/// costs constant time a unit; but no more than the limit.
 CFIndex grownCapacity(const MutableString& string, CFIndex needed) noexcept {
-    constexpr CFIndex kSmallest = 15;  // with the NUL, what a small allocation holds anyway
+    constexpr CFIndex kSmallest = 23;  // with the NUL, what the smallest allocation holds anyway
+    constexpr CFIndex kLarge = 4096;
     CFIndex capacity = std::max({needed, kSmallest, string.capacity});
     if (needed > string.capacity && string.capacity < PTRDIFF_MAX / 2)
-        capacity = std::max(capacity, string.capacity + string.capacity / 2);
+        capacity = std::max(capacity, string.capacity + string.capacity / (string.capacity < kLarge ? 1 : 2));
     return string.maximum > 0 ? std::max(needed, std::min(capacity, string.maximum)) : capacity;
 }
 
@@ -110,15 +112,14 @@ bool isInside(const MutableString& string, const TextView& text) noexcept {
     return start != 0 && at >= start && at - start <= size;
 }
 
-void appendDecoded(CFMutableStringRef theString, const DecodedText& decoded) noexcept {
-    MutableString* const string = asMutable(theString);
-    if (!string || !decoded.isValid()) return;
-    const CFIndex at = string->length;
-    if (!openGap(*string, {at, 0}, decoded.length(), !decoded.isASCII())) return;
-    if (string->isWide())
-        decoded.copyTo(wide(*string) + at);
-    else
-        decoded.copyTo(ascii(*string) + at);
+void appendBytes(CFMutableStringRef string, std::span<const UInt8> bytes, CFStringEncoding encoding) noexcept {
+    if (!string) return;
+    if (const auto plain = plainText(bytes, findEncoding(encoding))) {
+        replaceText(string, {string->length, 0}, {plain->data(), nullptr, static_cast<CFIndex>(plain->size())});
+    } else if (const CFStringRef text = createDecoded(kCFAllocatorSystemDefault, DecodedText(bytes, encoding, false))) {
+        CFStringAppend(string, text);
+        CFRelease(text);
+    }
 }
 
 }  // namespace
@@ -225,13 +226,11 @@ void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars
 }
 
 void CFStringAppendPascalString(CFMutableStringRef theString, ConstStr255Param pStr, CFStringEncoding encoding) {
-    if (pStr) appendDecoded(theString, DecodedText({pStr + 1, pStr[0]}, encoding, false));
+    if (pStr) appendBytes(theString, {pStr + 1, pStr[0]}, encoding);
 }
 
 void CFStringAppendCString(CFMutableStringRef theString, const char* cStr, CFStringEncoding encoding) {
-    if (cStr)
-        appendDecoded(theString,
-                      DecodedText({reinterpret_cast<const UInt8*>(cStr), std::strlen(cStr)}, encoding, false));
+    if (cStr) appendBytes(theString, {reinterpret_cast<const UInt8*>(cStr), std::strlen(cStr)}, encoding);
 }
 
 void CFStringInsert(CFMutableStringRef str, CFIndex idx, CFStringRef insertedStr) {

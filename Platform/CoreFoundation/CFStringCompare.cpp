@@ -1,0 +1,176 @@
+#include "CFStringFolding.h"
+#include "CFStringSupport.h"
+
+#include <unicode/ucol.h>
+#include <unicode/uloc.h>
+
+#include <cstring>
+#include <string_view>
+
+using namespace KXPlatform;
+
+namespace {
+
+constexpr CFComparisonResult resultOf(int difference) noexcept {
+    if (difference < 0) return kCFCompareLessThan;
+    return difference > 0 ? kCFCompareGreaterThan : kCFCompareEqualTo;
+}
+
+constexpr CFComparisonResult compareLengths(CFIndex a, CFIndex b) noexcept {
+    return resultOf(a < b ? -1 : a > b ? 1 : 0);
+}
+
+/// The number of equal units at the beginning of both.
+CFIndex equalUnits(const UniChar* a, const UniChar* b, CFIndex length) noexcept {
+    constexpr CFIndex kStep = sizeof(std::uint64_t) / sizeof(UniChar);
+    CFIndex at = 0;
+    for (; at + kStep <= length; at += kStep) {
+        std::uint64_t left, right;
+        std::memcpy(&left, a + at, sizeof left);
+        std::memcpy(&right, b + at, sizeof right);
+        if (left != right) break;
+    }
+    while (at < length && a[at] == b[at]) ++at;
+    return at;
+}
+
+/// By UTF-16 unit.
+CFComparisonResult compareLiterally(TextView a, TextView b) noexcept {
+    const CFIndex common = std::min(a.length, b.length);
+    if (!a.isWide() && !b.isWide()) {
+        const int difference = std::memcmp(a.ascii, b.ascii, static_cast<std::size_t>(common));
+        return difference != 0 ? resultOf(difference) : compareLengths(a.length, b.length);
+    }
+    CFIndex at = 0;
+    if (a.isWide() && b.isWide())
+        at = equalUnits(a.wide, b.wide, common);
+    else
+        while (at < common && a[at] == b[at]) ++at;
+    return at < common ? resultOf(int{a[at]} - int{b[at]}) : compareLengths(a.length, b.length);
+}
+
+CFComparisonResult compareASCIICaseless(std::string_view a, std::string_view b) noexcept {
+    const std::size_t common = std::min(a.size(), b.size());
+    for (std::size_t at = 0; at < common; ++at) {
+        if (a[at] == b[at]) continue;
+        const int difference = int{asciiLower(a[at])} - int{asciiLower(b[at])};
+        if (difference != 0) return resultOf(difference);
+    }
+    return compareLengths(static_cast<CFIndex>(a.size()), static_cast<CFIndex>(b.size()));
+}
+
+constexpr bool isDigit(int unit) noexcept { return unit >= '0' && unit <= '9'; }
+
+/// Compares the decimal numbers, of any length, at which both readers stand, and leaves the readers behind them.
+CFComparisonResult compareNumbers(FoldedReader& a, FoldedReader& b) {
+    while (a.peek() == '0') a.advance();
+    while (b.peek() == '0') b.advance();
+    int difference = 0;
+    for (;; a.advance(), b.advance()) {
+        const bool more = isDigit(a.peek());
+        if (more != isDigit(b.peek())) return more ? kCFCompareGreaterThan : kCFCompareLessThan;
+        if (!more) return resultOf(difference);
+        if (difference == 0) difference = a.peek() - b.peek();
+    }
+}
+
+/// By the units of the folded forms, numbers by their value where `numerically` says so.
+CFComparisonResult compareFolded(TextView a, TextView b, const Folding& folding, bool numerically) {
+    FoldedReader left(a, folding), right(b, folding);
+    for (;;) {
+        const int x = left.peek(), y = right.peek();
+        if (numerically && isDigit(x) && isDigit(y)) {
+            const CFComparisonResult result = compareNumbers(left, right);
+            if (result != kCFCompareEqualTo) return result;
+            continue;
+        }
+        // The end sorts before every unit.
+        if (x != y) return x < y ? kCFCompareLessThan : kCFCompareGreaterThan;
+        if (x == FoldedReader::kEnd) return kCFCompareEqualTo;
+        left.advance();
+        right.advance();
+    }
+}
+
+/// The locale that the environment names. Where it names none ("C"), the order is that of Unicode's root: ICU's
+/// en_US_POSIX would put all capitals before all small letters, which no reader expects of a localized order.
+const char* userLocale() noexcept {
+    const char* const name = uloc_getDefault();
+    return std::string_view(name).starts_with("en_US_POSIX") ? "" : name;
+}
+
+/// The user's collation, made on first use and kept; comparing with it changes nothing in it, so threads share it.
+/// Null where ICU has none.
+const UCollator* makeCollator(UColAttributeValue numeric) noexcept {
+    UErrorCode status = U_ZERO_ERROR;
+    UCollator* const made = ucol_open(userLocale(), &status);
+    if (U_FAILURE(status)) return nullptr;
+    ucol_setAttribute(made, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+    ucol_setAttribute(made, UCOL_NUMERIC_COLLATION, numeric, &status);
+    return made;
+}
+
+const UCollator* userCollator(bool numerically) noexcept {
+    if (numerically) {
+        static const UCollator* const numeric = makeCollator(UCOL_ON);
+        return numeric;
+    }
+    static const UCollator* const plain = makeCollator(UCOL_OFF);
+    return plain;
+}
+
+/// In the order of the user's language. What the flags call alike is made equal before ICU sees it; ICU itself takes
+/// care of canonical equivalence.
+CFComparisonResult compareLocalized(TextView a, TextView b, const Folding& folding, bool numerically) {
+    const UCollator* const collator = userCollator(numerically);
+    if (!collator || !fitsICU(a.length) || !fitsICU(b.length)) return compareFolded(a, b, folding, numerically);
+    UErrorCode status = U_ZERO_ERROR;
+    if (!a.isWide() && !b.isWide() && !folding.caseless) {
+        return resultOf(ucol_strcollUTF8(collator, a.ascii, static_cast<int32_t>(a.length), b.ascii,
+                                         static_cast<int32_t>(b.length), &status));
+    }
+    const std::u16string left = folded(a, folding), right = folded(b, folding);
+    if (!fitsICU(static_cast<CFIndex>(std::max(left.size(), right.size()))))
+        return compareFolded(a, b, folding, numerically);
+    return resultOf(ucol_strcoll(collator, left.data(), static_cast<int32_t>(left.size()), right.data(),
+                                 static_cast<int32_t>(right.size())));
+}
+
+CFComparisonResult compare(TextView a, TextView b, CFStringCompareFlags options) noexcept {
+    const Folding folding = Folding::of(options);
+    const bool numerically = (options & kCFCompareNumerically) != 0;
+    CFComparisonResult result;
+    // Where memory runs out, the literal order still is one.
+    if ((options & kCFCompareLocalized) != 0)
+        result = guarded(compareLiterally(a, b), [&] { return compareLocalized(a, b, folding, numerically); });
+    else if (!a.isWide() && !b.isWide() && !numerically)
+        result = folding.caseless ? compareASCIICaseless(a.asciiView(), b.asciiView()) : compareLiterally(a, b);
+    else if (folding.any() || numerically)
+        result = guarded(compareLiterally(a, b), [&] { return compareFolded(a, b, folding, numerically); });
+    else
+        return compareLiterally(a, b);
+    if (result == kCFCompareEqualTo && (options & kCFCompareForcedOrdering) != 0) return compareLiterally(a, b);
+    return result;
+}
+
+}  // namespace
+
+CFComparisonResult CFStringCompareWithOptionsAndLocale(CFStringRef theString1, CFStringRef theString2,
+                                                       CFRange rangeToCompare, CFStringCompareFlags compareOptions,
+                                                       CFLocaleRef) {
+    // No string sorts before every string.
+    if (!theString1 || !theString2) return resultOf((theString1 ? 1 : 0) - (theString2 ? 1 : 0));
+    return compare(clampedPart(view(theString1), rangeToCompare), view(theString2), compareOptions);
+}
+
+CFComparisonResult CFStringCompareWithOptions(CFStringRef theString1, CFStringRef theString2, CFRange rangeToCompare,
+                                              CFStringCompareFlags compareOptions) {
+    return CFStringCompareWithOptionsAndLocale(theString1, theString2, rangeToCompare, compareOptions, nullptr);
+}
+
+CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
+                                   CFStringCompareFlags compareOptions) {
+    if (theString1 == theString2) return kCFCompareEqualTo;
+    const CFRange whole{0, theString1 ? theString1->length : 0};
+    return CFStringCompareWithOptionsAndLocale(theString1, theString2, whole, compareOptions, nullptr);
+}

@@ -1,0 +1,324 @@
+#include "CFStringFolding.h"
+#include "CFStringSupport.h"
+
+#include <CoreFoundation/CFArray.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <vector>
+
+using namespace KXPlatform;
+
+namespace {
+
+constexpr CFIndex kNowhere = -1;
+
+template <bool Caseless, class Unit>
+constexpr UniChar projected(Unit unit) noexcept {
+    if constexpr (sizeof(Unit) == 1) {
+        return static_cast<UniChar>(static_cast<unsigned char>(Caseless ? asciiLower(unit) : unit));
+    } else {
+        return unit;
+    }
+}
+
+template <bool Caseless, class T, class P>
+bool matchesAt(const T* text, const P* pattern, CFIndex length) noexcept {
+    for (CFIndex i = 0; i < length; ++i)
+        if (projected<Caseless>(text[i]) != projected<false>(pattern[i])) return false;
+    return true;
+}
+
+template <bool Caseless, class T, class P>
+CFIndex firstMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CFIndex length) noexcept {
+    if constexpr (!Caseless && sizeof(T) == 1 && sizeof(P) == 1) {
+        const void* const found =
+            ::memmem(text + from, static_cast<std::size_t>(to - from), pattern, static_cast<std::size_t>(length));
+        return found ? static_cast<const T*>(found) - text : kNowhere;
+    } else {
+        const UniChar first = projected<false>(pattern[0]);
+        for (CFIndex at = from; at + length <= to; ++at) {
+            if (projected<Caseless>(text[at]) == first && matchesAt<Caseless>(text + at, pattern, length)) return at;
+        }
+        return kNowhere;
+    }
+}
+
+template <bool Caseless, class T, class P>
+CFIndex lastMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CFIndex length) noexcept {
+    const UniChar first = projected<false>(pattern[0]);
+    for (CFIndex at = to - length; at >= from; --at) {
+        if (projected<Caseless>(text[at]) == first && matchesAt<Caseless>(text + at, pattern, length)) return at;
+    }
+    return kNowhere;
+}
+
+/// Finds a pattern in a text, match after match, none overlapping the one before.
+///
+/// A literal search goes over the text itself. A search by likeness goes over the folded forms, where a match counts
+/// when it begins and ends with whole sequences of the text: "e" is not found in "é" written as two characters, nor
+/// "s" in "ß". ASCII text needs no folded copy: folding keeps its length, and each character is a sequence.
+class Search {
+  public:
+    /// May throw std::bad_alloc.
+    Search(TextView text, TextView pattern, CFStringCompareFlags flags)
+        : text_(text),
+          pattern_(pattern),
+          backwards_((flags & kCFCompareBackwards) != 0),
+          anchored_((flags & kCFCompareAnchored) != 0) {
+        const Folding folding = Folding::of(flags);
+        if (folding.any() && pattern.length > 0) {
+            foldPattern(folding);
+            if (text.isWide())
+                foldText(folding);
+            else
+                caseless_ = folding.caseless;
+        }
+        to_ = text_.length;
+    }
+
+    // The views may point into the object.
+    Search(const Search&) = delete;
+    Search& operator=(const Search&) = delete;
+
+    /// The next match, in units of the text given; none when there are no more. An empty pattern has no match.
+    std::optional<CFRange> next() noexcept {
+        while (pattern_.length > 0 && to_ - from_ >= pattern_.length) {
+            const CFIndex at = anchored_ ? anchor() : locate();
+            if (at == kNowhere) break;
+            const CFIndex end = at + pattern_.length;
+            if (isWhole(at, end)) {
+                (backwards_ ? to_ : from_) = backwards_ ? at : end;
+                return CFRange{original(at), original(end) - original(at)};
+            }
+            if (anchored_) break;
+            if (backwards_)
+                to_ = end - 1;
+            else
+                from_ = at + 1;
+        }
+        to_ = from_;
+        return std::nullopt;
+    }
+
+  private:
+    void foldPattern(const Folding& folding) {
+        foldedPattern_ = folded(pattern_, folding);
+        pattern_ = {nullptr, asUnits(foldedPattern_.data()), static_cast<CFIndex>(foldedPattern_.size())};
+        if (pattern_.length == 0) pattern_ = {"", nullptr, 0};
+    }
+
+    void foldText(const Folding& folding) {
+        foldedText_.reserve(static_cast<std::size_t>(text_.length));
+        starts_.reserve(static_cast<std::size_t>(text_.length) + 1);
+        SequenceFolder folder(folding);
+        for (CFIndex at = 0; at < text_.length;) {
+            const CFIndex end = sequenceEnd(text_, at, folding);
+            // A sequence without a folded form (stray marks that are ignored) belongs to what stands before it.
+            const std::size_t first = foldedText_.size();
+            folder.append(text_.part(at, end - at), foldedText_);
+            starts_.resize(foldedText_.size(), kNowhere);
+            if (foldedText_.size() > first) starts_[first] = at;
+            at = end;
+        }
+        starts_.push_back(text_.length);
+        text_ = {nullptr, asUnits(foldedText_.data()), static_cast<CFIndex>(foldedText_.size())};
+    }
+
+    /// A folded place as one of the text given; kNowhere inside a sequence.
+    CFIndex original(CFIndex at) const noexcept { return starts_.empty() ? at : starts_[static_cast<std::size_t>(at)]; }
+
+    bool isWhole(CFIndex at, CFIndex end) const noexcept {
+        return original(at) != kNowhere && original(end) != kNowhere;
+    }
+
+    /// Calls `work` with the text and the pattern as pointers to the units they consist of.
+    template <bool Caseless, class Work>
+    CFIndex withUnits(Work work) const noexcept {
+        if (text_.isWide())
+            return pattern_.isWide() ? work(text_.wide, pattern_.wide) : work(text_.wide, pattern_.ascii);
+        return pattern_.isWide() ? work(text_.ascii, pattern_.wide) : work(text_.ascii, pattern_.ascii);
+    }
+
+    template <bool Caseless>
+    CFIndex locateAs() const noexcept {
+        return withUnits<Caseless>([this](const auto* text, const auto* pattern) {
+            return backwards_ ? lastMatch<Caseless>(text, from_, to_, pattern, pattern_.length)
+                              : firstMatch<Caseless>(text, from_, to_, pattern, pattern_.length);
+        });
+    }
+
+    CFIndex locate() const noexcept { return caseless_ ? locateAs<true>() : locateAs<false>(); }
+
+    template <bool Caseless>
+    CFIndex anchorAs() const noexcept {
+        const CFIndex at = backwards_ ? to_ - pattern_.length : from_;
+        return withUnits<Caseless>([this, at](const auto* text, const auto* pattern) {
+            return matchesAt<Caseless>(text + at, pattern, pattern_.length) ? at : kNowhere;
+        });
+    }
+
+    CFIndex anchor() const noexcept { return caseless_ ? anchorAs<true>() : anchorAs<false>(); }
+
+    TextView text_;
+    TextView pattern_;
+    bool backwards_;
+    bool anchored_;
+    bool caseless_ = false;  ///< fold the case of ASCII text while searching
+    std::u16string foldedText_;
+    std::u16string foldedPattern_;
+    std::vector<CFIndex> starts_;  ///< for each folded unit, and the end: where its sequence starts in the text
+    CFIndex from_ = 0;
+    CFIndex to_ = 0;
+};
+
+/// All matches in `range` of `text`, in the order of finding, as ranges of `text`. May throw std::bad_alloc.
+std::vector<CFRange> allMatches(TextView text, TextView pattern, CFRange range, CFStringCompareFlags options) {
+    const CFRange within = clamped(range, text.length);
+    Search search(text.part(within.location, within.length), pattern, options);
+    std::vector<CFRange> matches;
+    while (const std::optional<CFRange> found = search.next())
+        matches.push_back({found->location + within.location, found->length});
+    return matches;
+}
+
+// ---- Ranges as values of an array
+
+struct FoundRanges;
+
+/// What a value of the array points at.
+struct FoundRange {
+    CFRange range;
+    FoundRanges* owner;
+};
+
+/// The ranges of one search, in one piece of memory; each array that holds one of them keeps all.
+struct FoundRanges {
+    std::atomic<std::size_t> references{1};
+    std::vector<FoundRange> ranges;
+};
+
+const FoundRange* foundRange(const void* value) noexcept { return static_cast<const FoundRange*>(value); }
+
+void release(FoundRanges* ranges) noexcept {
+    if (ranges->references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete ranges;
+}
+
+const void* retainRange(CFAllocatorRef, const void* value) {
+    foundRange(value)->owner->references.fetch_add(1, std::memory_order_relaxed);
+    return value;
+}
+
+void releaseRange(CFAllocatorRef, const void* value) { release(foundRange(value)->owner); }
+
+CFStringRef describeRange(const void* value) {
+    const CFRange range = foundRange(value)->range;
+    return createPrinted(nullptr, "{%ld, %ld}", range.location, range.length);
+}
+
+Boolean equalRanges(const void* a, const void* b) {
+    // The other value may come from anywhere: only what is public of it is looked at.
+    const CFRange* const left = static_cast<const CFRange*>(a);
+    const CFRange* const right = static_cast<const CFRange*>(b);
+    return left == right || (left && right && left->location == right->location && left->length == right->length);
+}
+
+constexpr CFArrayCallBacks kRangeCallBacks{0, retainRange, releaseRange, describeRange, equalRanges};
+
+/// `text` with `replacement` in the place of each match; `matches` are in the order of the text.
+std::u16string replaced(TextView text, TextView replacement, const std::vector<CFRange>& matches) {
+    std::u16string result;
+    const auto append = [&result](TextView part) {
+        const std::size_t before = result.size();
+        result.resize(before + static_cast<std::size_t>(part.length));
+        part.copyTo(asUnits(result.data() + before));
+    };
+    CFIndex at = 0;
+    for (const CFRange& match : matches) {
+        append(text.part(at, match.location - at));
+        append(replacement);
+        at = match.location + match.length;
+    }
+    append(text.part(at, text.length - at));
+    return result;
+}
+
+}  // namespace
+
+Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind, CFRange rangeToSearch,
+                                         CFStringCompareFlags searchOptions, CFLocaleRef, CFRange* result) {
+    if (!theString || !stringToFind) return false;
+    const TextView text = view(theString);
+    const CFRange within = clamped(rangeToSearch, text.length);
+    const auto found = guarded(std::optional<CFRange>{}, [&] {
+        return Search(text.part(within.location, within.length), view(stringToFind), searchOptions).next();
+    });
+    if (found && result) *result = {found->location + within.location, found->length};
+    return found.has_value();
+}
+
+Boolean CFStringFindWithOptions(CFStringRef theString, CFStringRef stringToFind, CFRange rangeToSearch,
+                                CFStringCompareFlags searchOptions, CFRange* result) {
+    return CFStringFindWithOptionsAndLocale(theString, stringToFind, rangeToSearch, searchOptions, nullptr, result);
+}
+
+CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind, CFStringCompareFlags compareOptions) {
+    CFRange result{kCFNotFound, 0};
+    CFStringFindWithOptions(theString, stringToFind, {0, CFStringGetLength(theString)}, compareOptions, &result);
+    return result;
+}
+
+Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix) {
+    return CFStringFindWithOptions(theString, prefix, {0, CFStringGetLength(theString)}, kCFCompareAnchored, nullptr);
+}
+
+Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix) {
+    return CFStringFindWithOptions(theString, suffix, {0, CFStringGetLength(theString)},
+                                   kCFCompareAnchored | kCFCompareBackwards, nullptr);
+}
+
+Boolean CFStringFindCharacterFromSet(CFStringRef, CFCharacterSetRef, CFRange, CFStringCompareFlags, CFRange*) {
+    // Nothing makes a character set on this platform: the set is null and holds no character.
+    return false;
+}
+
+CFArrayRef CFStringCreateArrayWithFindResults(CFAllocatorRef alloc, CFStringRef theString, CFStringRef stringToFind,
+                                              CFRange rangeToSearch, CFStringCompareFlags compareOptions) {
+    if (!theString || !stringToFind) return nullptr;
+    return guarded(CFArrayRef{}, [&]() -> CFArrayRef {
+        const std::vector<CFRange> matches =
+            allMatches(view(theString), view(stringToFind), rangeToSearch, compareOptions);
+        if (matches.empty()) return nullptr;
+        struct Releaser {
+            void operator()(FoundRanges* ranges) const noexcept { release(ranges); }
+        };
+        const std::unique_ptr<FoundRanges, Releaser> found(new FoundRanges);
+        found->ranges.reserve(matches.size());
+        std::vector<const void*> values;
+        values.reserve(matches.size());
+        for (const CFRange& match : matches) {
+            found->ranges.push_back({match, found.get()});
+            values.push_back(&found->ranges.back());
+        }
+        return CFArrayCreate(alloc, values.data(), static_cast<CFIndex>(values.size()), &kRangeCallBacks);
+    });
+}
+
+CFIndex CFStringFindAndReplace(CFMutableStringRef theString, CFStringRef stringToFind, CFStringRef replacementString,
+                               CFRange rangeToSearch, CFStringCompareFlags compareOptions) {
+    if (!theString || !stringToFind || !replacementString || !theString->isMutable()) return 0;
+    return guarded(CFIndex{0}, [&]() -> CFIndex {
+        const TextView text = view(theString);
+        std::vector<CFRange> matches = allMatches(text, view(stringToFind), rangeToSearch, compareOptions);
+        if (matches.empty()) return 0;
+        if ((compareOptions & kCFCompareBackwards) != 0) std::reverse(matches.begin(), matches.end());
+        // Only what lies between the first match and the last changes.
+        const CFIndex start = matches.front().location;
+        const CFIndex end = matches.back().location + matches.back().length;
+        for (CFRange& match : matches) match.location -= start;
+        const std::u16string units = replaced(text.part(start, end - start), view(replacementString), matches);
+        return replaceUnits(theString, {start, end - start}, units) ? static_cast<CFIndex>(matches.size()) : 0;
+    });
+}

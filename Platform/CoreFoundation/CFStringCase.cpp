@@ -1,0 +1,188 @@
+#include "CFStringFolding.h"
+#include "CFStringSupport.h"
+
+#include <unicode/uchar.h>
+#include <unicode/unorm2.h>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+
+using namespace KXPlatform;
+
+// No locale objects can be made on this platform: a locale is null here and stands for the root, whose rules are
+// those of Unicode without the exceptions of any one language.
+
+namespace {
+
+constexpr const char* kRootLocale = "";
+
+using CaseMapping = int32_t(char16_t*, int32_t, const char16_t*, int32_t, const char*, UErrorCode*);
+
+int32_t mapToTitle(char16_t* to, int32_t capacity, const char16_t* from, int32_t length, const char* locale,
+                   UErrorCode* status) {
+    return u_strToTitle(to, capacity, from, length, nullptr, locale, status);
+}
+
+/// `text` under `mapping`; unchanged where ICU fails. May throw std::bad_alloc.
+std::u16string mapped(std::u16string_view text, CaseMapping* mapping) {
+    // A character maps to at most three units for each of its own.
+    std::u16string result(text.size() * 3, u'\0');
+    UErrorCode status = U_ZERO_ERROR;
+    const int32_t length = mapping(result.data(), static_cast<int32_t>(result.size()), text.data(),
+                                   static_cast<int32_t>(text.size()), kRootLocale, &status);
+    if (U_FAILURE(status)) return std::u16string(text);
+    result.resize(static_cast<std::size_t>(length));
+    return result;
+}
+
+std::u16string unitsOf(TextView text) {
+    std::u16string units(static_cast<std::size_t>(text.length), u'\0');
+    text.copyTo(asUnits(units.data()));
+    return units;
+}
+
+bool fitsMapping(TextView text) noexcept { return text.length <= INT32_MAX / 4; }
+
+bool isChangeable(CFMutableStringRef string) noexcept {
+    return string && string->isMutable() && string->length > 0 && fitsMapping(view(string));
+}
+
+/// Replaces the whole text by what `work` makes of its units. Where memory runs out, the text stays as it is.
+template <class Work>
+void rewrite(CFMutableStringRef string, Work work) noexcept {
+    guarded(false, [&] { return replaceAllUnits(string, work(unitsOf(view(string)))); });
+}
+
+/// The bytes of an ASCII text, which a mutable string keeps in a buffer of its own.
+std::span<char> asciiBytes(CFMutableStringRef string) noexcept {
+    return {const_cast<char*>(string->text.ascii), static_cast<std::size_t>(string->length)};
+}
+
+/// Whether a word goes on behind a character. Cased letters make words; what is case-ignorable (an apostrophe, a full
+/// stop, a combining mark) lies within a word or between words, whichever it stands in; all else ends a word, digits
+/// too: "2nd-hand" becomes "2Nd-Hand", "don't" becomes "Don't".
+bool isInWordAfter(UChar32 c, bool wasInWord) noexcept {
+    if (u_hasBinaryProperty(c, UCHAR_CASE_IGNORABLE)) return wasInWord;
+    return u_hasBinaryProperty(c, UCHAR_CASED) != 0;
+}
+
+void capitalizeASCII(std::span<char> text) noexcept {
+    bool inWord = false;
+    for (char& c : text) {
+        c = inWord ? asciiLower(c) : asciiUpper(c);
+        inWord = isInWordAfter(static_cast<unsigned char>(c), inWord);
+    }
+}
+
+/// Appends a word whose first character is to be a capital. The rest is mapped with the first character before it:
+/// a small letter's form depends on its neighbours (the two sigmas of Greek).
+void appendCapitalized(std::u16string_view word, std::u16string& result) {
+    std::size_t first = 0;
+    U16_FWD_1(word, first, word.size());
+    const std::u16string_view initial = word.substr(0, first);
+    const std::u16string lower = mapped(word, u_strToLower);
+    result += mapped(initial, mapToTitle);
+    result.append(lower, std::min(mapped(initial, u_strToLower).size(), lower.size()));
+}
+
+std::u16string capitalized(std::u16string_view text) {
+    std::u16string result;
+    result.reserve(text.size());
+    std::size_t start = 0;  // of what has not been appended
+    bool inWord = false, hasWord = false;
+    const auto flush = [&](std::size_t end) {
+        const std::u16string_view piece = text.substr(start, end - start);
+        if (hasWord)
+            appendCapitalized(piece, result);
+        else
+            result += piece;
+        start = end;
+    };
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t before = at;
+        UChar32 c;
+        U16_NEXT(text, at, text.size(), c);
+        const bool inWordAfter = isInWordAfter(c, inWord);
+        if (inWordAfter && !inWord) {
+            flush(before);
+            hasWord = true;
+        }
+        inWord = inWordAfter;
+    }
+    flush(text.size());
+    return result;
+}
+
+const UNormalizer2* normalizer(CFStringNormalizationForm form) noexcept {
+    UErrorCode status = U_ZERO_ERROR;
+    switch (form) {
+        case kCFStringNormalizationFormD:
+            return unorm2_getNFDInstance(&status);
+        case kCFStringNormalizationFormKD:
+            return unorm2_getNFKDInstance(&status);
+        case kCFStringNormalizationFormC:
+            return unorm2_getNFCInstance(&status);
+        case kCFStringNormalizationFormKC:
+            return unorm2_getNFKCInstance(&status);
+    }
+    return nullptr;
+}
+
+std::u16string normalized(const UNormalizer2* form, std::u16string text) {
+    orderLongMarkRuns(text);
+    const auto length = static_cast<int32_t>(text.size());
+    UErrorCode status = U_ZERO_ERROR;
+    if (unorm2_isNormalized(form, text.data(), length, &status)) return text;
+    status = U_ZERO_ERROR;
+    std::u16string result(text.size() * 2 + 16, u'\0');
+    int32_t needed =
+        unorm2_normalize(form, text.data(), length, result.data(), static_cast<int32_t>(result.size()), &status);
+    if (status == U_BUFFER_OVERFLOW_ERROR) {
+        status = U_ZERO_ERROR;
+        result.resize(static_cast<std::size_t>(needed));
+        needed = unorm2_normalize(form, text.data(), length, result.data(), needed, &status);
+    }
+    if (U_FAILURE(status)) return text;
+    result.resize(static_cast<std::size_t>(needed));
+    return result;
+}
+
+}  // namespace
+
+void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef) {
+    if (!isChangeable(theString)) return;
+    if (theString->isWide()) return rewrite(theString, [](auto text) { return mapped(text, u_strToLower); });
+    for (char& c : asciiBytes(theString)) c = asciiLower(c);
+}
+
+void CFStringUppercase(CFMutableStringRef theString, CFLocaleRef) {
+    if (!isChangeable(theString)) return;
+    if (theString->isWide()) return rewrite(theString, [](auto text) { return mapped(text, u_strToUpper); });
+    for (char& c : asciiBytes(theString)) c = asciiUpper(c);
+}
+
+void CFStringCapitalize(CFMutableStringRef theString, CFLocaleRef) {
+    if (!isChangeable(theString)) return;
+    if (theString->isWide()) return rewrite(theString, [](auto text) { return capitalized(text); });
+    capitalizeASCII(asciiBytes(theString));
+}
+
+void CFStringNormalize(CFMutableStringRef theString, CFStringNormalizationForm theForm) {
+    // ASCII is its own normal form in all four.
+    if (!isChangeable(theString) || !theString->isWide()) return;
+    const UNormalizer2* const form = normalizer(theForm);
+    if (form) rewrite(theString, [form](auto text) { return normalized(form, std::move(text)); });
+}
+
+void CFStringFold(CFMutableStringRef theString, CFStringCompareFlags theFlags, CFLocaleRef) {
+    if (!isChangeable(theString)) return;
+    Folding folding = Folding::of(theFlags);
+    folding.canonical = false;  // folding does not normalize
+    if (!folding.any()) return;
+    if (theString->isWide()) {
+        return rewrite(theString, [&folding](const std::u16string& text) {
+            return folded({nullptr, asUnits(text.data()), static_cast<CFIndex>(text.size())}, folding);
+        });
+    }
+    if (folding.caseless)
+        for (char& c : asciiBytes(theString)) c = asciiLower(c);
+}

@@ -51,43 +51,6 @@ void TypeRef::assignOfType(CFTypeID typeID, const char* typeName, CFTypeRef p) {
     assign(p);
 }
 
-StringRef StringRef::createWithFormat(CFAllocatorRef allocator, CFDictionaryRef formatOptions, CFStringRef format,
-                                      ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const CFStringRef made = CFStringCreateWithFormatAndArguments(allocator, formatOptions, format, arguments);
-    va_end(arguments);
-    return created(made, "CFStringCreateWithFormat");
-}
-
-StringRef StringRef::createStringWithValidatedFormat(CFAllocatorRef allocator, CFDictionaryRef formatOptions,
-                                                     CFStringRef validFormatSpecifiers, CFStringRef format,
-                                                     ErrorRef* error, ...) {
-    ErrorOutlet outlet(error);
-    std::va_list arguments;
-    va_start(arguments, error);
-    const CFStringRef made = CFStringCreateStringWithValidatedFormatAndArguments(
-        allocator, formatOptions, validFormatSpecifiers, format, arguments, outlet.out());
-    va_end(arguments);
-    return outlet.adopt<StringRef>(made);
-}
-
-StringRef StringRef::createStringWithValidatedFormatAndArguments(CFAllocatorRef allocator,
-                                                                 CFDictionaryRef formatOptions,
-                                                                 CFStringRef validFormatSpecifiers, CFStringRef format,
-                                                                 std::va_list arguments, ErrorRef* error) {
-    ErrorOutlet outlet(error);
-    return outlet.adopt<StringRef>(CFStringCreateStringWithValidatedFormatAndArguments(
-        allocator, formatOptions, validFormatSpecifiers, format, arguments, outlet.out()));
-}
-
-void MutableStringRef::appendFormat(CFDictionaryRef formatOptions, CFStringRef format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    CFStringAppendFormatAndArguments(get(), formatOptions, format, arguments);
-    va_end(arguments);
-}
-
 void StringRef::copyStdString(std::string& out) const {
     if (const char* const text = getCStringPtr(kCFStringEncodingUTF8)) {
         out = text;

@@ -98,7 +98,7 @@ class KX_EXPORT PListNode {
     bool getValue(CoreFoundation::DataRef& out, ItemKind kind = ItemKind::Required) const;
 
     /// Not for other wrappers: a value of the list is not the caller's to change.
-    template <std::derived_from<CoreFoundation::TypeRef> Ref>
+    template <CoreFoundation::Wrapper Ref>
     bool getValue(Ref& out, ItemKind kind = ItemKind::Required) const = delete;
 
     /// A string as UTF-8, and as code points.

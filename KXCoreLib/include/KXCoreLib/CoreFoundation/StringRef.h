@@ -8,11 +8,17 @@
 
 #include <cstdarg>
 #include <string>
+#include <type_traits>
 
 namespace KXCore::CoreFoundation {
 
 class ErrorRef;
 class MutableStringRef;
+
+/// What a format can take as an argument: numbers and pointers, raw references to objects among them. Wrappers are not:
+/// pass what get() gives.
+template <class T>
+concept FormatArgument = std::is_scalar_v<T>;
 
 /// Text. Lengths, indexes and ranges count UTF-16 units and must lie within the string. A pointer to a string's
 /// characters is valid while the object lives and is not changed.
@@ -94,16 +100,23 @@ class KX_EXPORT StringRef : public TypedRef<StringRef, CFStringRef> {
     // Formatting. As for printf, with %@ for objects; the arguments must be what the format says. `formatOptions` is
     // reserved: null.
 
-    static StringRef createWithFormat(CFAllocatorRef allocator, CFDictionaryRef formatOptions, CFStringRef format, ...);
+    template <FormatArgument... Arguments>
+    static StringRef createWithFormat(CFAllocatorRef allocator, CFDictionaryRef formatOptions, CFStringRef format,
+                                      Arguments... arguments) {
+        return formatAny(allocator, formatOptions, format, arguments...);
+    }
     static StringRef createWithFormatAndArguments(CFAllocatorRef allocator, CFDictionaryRef formatOptions,
                                                   CFStringRef format, std::va_list arguments) {
         return created(CFStringCreateWithFormatAndArguments(allocator, formatOptions, format, arguments),
                        "CFStringCreateWithFormatAndArguments");
     }
     /// Refuses a format whose conversions are not those of `validFormatSpecifiers`. `error` as in ErrorOutlet.h.
+    template <FormatArgument... Arguments>
     static StringRef createStringWithValidatedFormat(CFAllocatorRef allocator, CFDictionaryRef formatOptions,
                                                      CFStringRef validFormatSpecifiers, CFStringRef format,
-                                                     ErrorRef* error, ...);
+                                                     ErrorRef* error, Arguments... arguments) {
+        return formatValidated(allocator, formatOptions, validFormatSpecifiers, format, error, arguments...);
+    }
     static StringRef createStringWithValidatedFormatAndArguments(CFAllocatorRef allocator,
                                                                  CFDictionaryRef formatOptions,
                                                                  CFStringRef validFormatSpecifiers, CFStringRef format,
@@ -283,6 +296,11 @@ class KX_EXPORT StringRef : public TypedRef<StringRef, CFStringRef> {
 
     static void show(CFTypeRef object) { CFShow(object); }
     void showStr() const { CFShowStr(get()); }
+
+  private:
+    static StringRef formatAny(CFAllocatorRef allocator, CFDictionaryRef formatOptions, CFStringRef format, ...);
+    static StringRef formatValidated(CFAllocatorRef allocator, CFDictionaryRef formatOptions,
+                                     CFStringRef validFormatSpecifiers, CFStringRef format, ErrorRef* error, ...);
 };
 static_assert(isPlainRef<StringRef>);
 
@@ -297,7 +315,10 @@ class KX_EXPORT MutableStringRef : public HeldRef<MutableStringRef, CFMutableStr
         CFStringAppendPascalString(get(), text, encoding);
     }
     void appendCString(const char* text, CFStringEncoding encoding) { CFStringAppendCString(get(), text, encoding); }
-    void appendFormat(CFDictionaryRef formatOptions, CFStringRef format, ...);
+    template <FormatArgument... Arguments>
+    void appendFormat(CFDictionaryRef formatOptions, CFStringRef format, Arguments... arguments) {
+        appendAny(formatOptions, format, arguments...);
+    }
     void appendFormatAndArguments(CFDictionaryRef formatOptions, CFStringRef format, std::va_list arguments) {
         CFStringAppendFormatAndArguments(get(), formatOptions, format, arguments);
     }
@@ -329,6 +350,9 @@ class KX_EXPORT MutableStringRef : public HeldRef<MutableStringRef, CFMutableStr
     Boolean transform(CFRange* range, CFStringRef transform, Boolean reverse) {
         return CFStringTransform(get(), range, transform, reverse);
     }
+
+  private:
+    void appendAny(CFDictionaryRef formatOptions, CFStringRef format, ...);
 };
 static_assert(isPlainRef<MutableStringRef>);
 

@@ -56,6 +56,8 @@ namespace KXCore::CoreFoundation {
 /// An owned reference to an object of any type.
 class KX_EXPORT TypeRef {
   public:
+    using RawType = CFTypeRef;
+
     TypeRef() noexcept = default;
     TypeRef(const TypeRef& other) noexcept : object_(other.object_) {
         if (object_) CFRetain(object_);
@@ -161,9 +163,16 @@ class TypedRef : public HeldRef<Derived, Raw> {
     void assign(CFTypeRef p) { this->assignOfType(Derived::typeID, Derived::typeName, p); }
 };
 
+/// TypeRef and what derives from it.
+template <class T>
+concept Wrapper = requires {
+    typename T::RawType;
+}
+&&std::derived_from<T, TypeRef>;
+
 /// What every class of the family promises, for a static_assert beside it.
 template <class Ref>
-inline constexpr bool isPlainRef = std::derived_from<Ref, TypeRef> && sizeof(Ref) == sizeof(CFTypeRef) &&
+inline constexpr bool isPlainRef = Wrapper<Ref> && sizeof(Ref) == sizeof(CFTypeRef) &&
                                    !std::is_polymorphic_v<Ref> && std::is_nothrow_move_constructible_v<Ref> &&
                                    std::is_nothrow_move_assignable_v<Ref> && std::is_nothrow_copy_constructible_v<Ref>;
 static_assert(isPlainRef<TypeRef>);
@@ -171,7 +180,7 @@ static_assert(isPlainRef<TypeRef>);
 }  // namespace KXCore::CoreFoundation
 
 /// CFHash, and 0 for an empty wrapper: equal wrappers have equal hashes.
-template <std::derived_from<KXCore::CoreFoundation::TypeRef> Ref>
+template <KXCore::CoreFoundation::Wrapper Ref>
 struct std::hash<Ref> {
     std::size_t operator()(const Ref& ref) const noexcept {
         const CFTypeRef object = ref.get();

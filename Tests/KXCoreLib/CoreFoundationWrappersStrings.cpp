@@ -1,0 +1,370 @@
+// Every operation of strings reaches its own function: what each of them does, on one example.
+
+#include <KXCoreLib/CoreFoundationWrappers.h>
+
+#include "WrapperSamples.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <string>
+
+using namespace KXCore::CoreFoundation;
+
+namespace {
+
+MutableStringRef changing(const std::string& utf8) {
+    return StringRef::createMutableCopy(kCFAllocatorDefault, 0, text(utf8).get());
+}
+
+StringRef validated(ErrorRef* error, CFStringRef format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    StringRef made = StringRef::createStringWithValidatedFormatAndArguments(nullptr, nullptr, text("%d").get(), format,
+                                                                            arguments, error);
+    va_end(arguments);
+    return made;
+}
+
+StringRef formatted(CFStringRef format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    StringRef made = StringRef::createWithFormatAndArguments(nullptr, nullptr, format, arguments);
+    va_end(arguments);
+    return made;
+}
+
+void appendFormatted(MutableStringRef& string, CFStringRef format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    string.appendFormatAndArguments(nullptr, format, arguments);
+    va_end(arguments);
+}
+
+}  // namespace
+
+// Making strings.
+
+TEST(StringRef, IsMadeOfCharactersOfEveryForm) {
+    const StringRef ab = text("ab");
+    const UniChar units[] = {'a', 'b'};
+    const UInt8 bytes[] = {'a', 'b'};
+    const UInt8 pascal[] = {2, 'a', 'b'};
+    const CFStringEncoding utf8 = kCFStringEncodingUTF8;
+    EXPECT_EQ(StringRef::createWithCString(nullptr, "ab", utf8), ab);
+    EXPECT_EQ(StringRef::createWithStdString(nullptr, "ab", utf8), ab);
+    EXPECT_EQ(StringRef::createWithCStringNoCopy(nullptr, "ab", utf8, kCFAllocatorNull), ab);
+    EXPECT_EQ(StringRef::createWithBytes(nullptr, bytes, 2, utf8, false), ab);
+    EXPECT_EQ(StringRef::createWithBytesNoCopy(nullptr, bytes, 2, utf8, false, kCFAllocatorNull), ab);
+    EXPECT_EQ(StringRef::createWithCharacters(nullptr, units, 2), ab);
+    EXPECT_EQ(StringRef::createWithCharactersNoCopy(nullptr, units, 2, kCFAllocatorNull), ab);
+    EXPECT_EQ(StringRef::createWithPascalString(nullptr, pascal, kCFStringEncodingMacRoman), ab);
+    EXPECT_EQ(StringRef::createWithPascalStringNoCopy(nullptr, pascal, kCFStringEncodingMacRoman, kCFAllocatorNull),
+              ab);
+    EXPECT_EQ(StringRef::createWithFileSystemRepresentation(nullptr, "ab"), ab);
+    EXPECT_EQ(StringRef::createWithSubstring(nullptr, text("xaby").get(), CFRangeMake(1, 2)), ab);
+    EXPECT_EQ(StringRef::createCopy(nullptr, ab.get()), ab);
+    EXPECT_EQ(StringRef::createMutableCopy(nullptr, 0, ab.get()), ab);
+}
+
+TEST(StringRef, IsMadeOfAStdStringInItsEncoding) {
+    EXPECT_EQ(StringRef::createWithStdString(nullptr, "\xFC", kCFStringEncodingISOLatin1), text("ü"));
+    EXPECT_EQ(StringRef::createWithStdString(nullptr, "", kCFStringEncodingUTF8).getLength(), 0);
+}
+
+TEST(StringRef, IsMadeOfItsExternalRepresentation) {
+    const StringRef string = text("grün");
+    const DataRef data = StringRef::createExternalRepresentation(nullptr, string.get(), kCFStringEncodingUTF8, 0);
+    EXPECT_EQ(data.getLength(), 5);
+    EXPECT_EQ(StringRef::createFromExternalRepresentation(nullptr, data.get(), kCFStringEncodingUTF8), string);
+}
+
+TEST(StringRef, IsCombinedOfStringsAndSeparatedIntoThem) {
+    const ArrayRef parts =
+        StringRef::createArrayBySeparatingStrings(nullptr, text("one, two, three").get(), text(", ").get());
+    EXPECT_EQ(parts.getCount(), 3);
+    EXPECT_EQ(StringRef::createByCombiningStrings(nullptr, parts.get(), text("|").get()), text("one|two|three"));
+}
+
+TEST(StringRef, FindsAllPlaces) {
+    const ArrayRef found =
+        StringRef::createArrayWithFindResults(nullptr, text("abcabc").get(), text("b").get(), CFRangeMake(0, 6), 0);
+    ASSERT_EQ(found.getCount(), 2);
+    const CFRange second = *static_cast<const CFRange*>(found.getValueAtIndex(1));
+    EXPECT_TRUE(isRange(second, 4, 1));
+}
+
+TEST(StringRef, IsFormatted) {
+    EXPECT_EQ(StringRef::createWithFormat(nullptr, nullptr, text("%d %@ %s").get(), 7, text("ü").get(), "x"),
+              text("7 ü x"));
+}
+
+TEST(StringRef, IsFormattedFromAListOfArguments) {
+    EXPECT_EQ(formatted(text("<%d>").get(), 7), text("<7>"));
+    ErrorRef error;
+    EXPECT_EQ(validated(&error, text("<%d>").get(), 7), text("<7>"));
+    EXPECT_FALSE(error);
+    EXPECT_FALSE(validated(&error, text("<%s>").get(), 7));
+    EXPECT_TRUE(error);
+}
+
+// Text out.
+
+TEST(StringRefCopyStdString, TakesTheDirectTextOfPlainStrings) {
+    const StringRef plain = text("plain");
+    ASSERT_NE(plain.getCStringPtr(kCFStringEncodingUTF8), nullptr);
+    EXPECT_EQ(plain.copyStdString(), "plain");
+    std::string out = "old";
+    plain.copyStdString(out);
+    EXPECT_EQ(out, "plain");
+}
+
+TEST(StringRefCopyStdString, ConvertsOtherStrings) {
+    for (const char* utf8 : {"ü", "grün € 🎉", "\xEF\xBF\xBF"}) {
+        const StringRef string = text(utf8);
+        ASSERT_EQ(string.getCStringPtr(kCFStringEncodingUTF8), nullptr);
+        EXPECT_EQ(string.copyStdString(), utf8);
+        std::string out = "old";
+        string.copyStdString(out);
+        EXPECT_EQ(out, utf8);
+    }
+}
+
+TEST(StringRefCopyStdString, ConvertsMoreThanOneChunk) {
+    // Around the size of a chunk, with characters of every length on its edge.
+    for (const char* character : {"ü", "€", "🎉"}) {
+        for (std::size_t before = 500; before <= 520; ++before) {
+            std::string utf8(before, 'x');
+            for (int i = 0; i < 300; ++i) utf8 += character;
+            ASSERT_EQ(text(utf8).copyStdString(), utf8) << before;
+        }
+    }
+}
+
+TEST(StringRefCopyStdString, IsTheSameForAnEmptyString) {
+    EXPECT_EQ(text("").copyStdString(), "");
+    std::string out = "old";
+    MutableStringRef empty = StringRef::createMutable(nullptr, 0);
+    empty.copyStdString(out);
+    EXPECT_EQ(out, "");
+}
+
+TEST(StringRefCopyStdString, EndsBeforeHalfOfASurrogatePair) {
+    const UniChar units[] = {0x20AC, 'b', 0xDC00, 'c'};
+    EXPECT_EQ(StringRef::createWithCharacters(nullptr, units, 4).copyStdString(), "€b");
+}
+
+TEST(StringRef, GivesItsCharacters) {
+    const StringRef string = text("gü");
+    EXPECT_EQ(string.getLength(), 2);
+    EXPECT_EQ(string.getCharacterAtIndex(1), 0xFC);
+    UniChar units[2] = {};
+    string.getCharacters(CFRangeMake(0, 2), units);
+    EXPECT_EQ(units[0], 'g');
+    ASSERT_NE(string.getCharactersPtr(), nullptr);
+    EXPECT_EQ(string.getCharactersPtr()[1], 0xFC);
+    EXPECT_EQ(string.getCStringPtr(kCFStringEncodingUTF8), nullptr);
+    char utf8[8] = {};
+    EXPECT_TRUE(string.getCString(utf8, sizeof utf8, kCFStringEncodingUTF8));
+    EXPECT_STREQ(utf8, "gü");
+    EXPECT_FALSE(string.getCString(utf8, 2, kCFStringEncodingUTF8));
+    UInt8 bytes[8] = {};
+    CFIndex used = 0;
+    EXPECT_EQ(string.getBytes(CFRangeMake(1, 1), kCFStringEncodingISOLatin1, 0, false, bytes, 8, &used), 1);
+    EXPECT_EQ(used, 1);
+    EXPECT_EQ(bytes[0], 0xFC);
+    CFStringInlineBuffer buffer;
+    string.initInlineBuffer(&buffer, CFRangeMake(0, 2));
+    EXPECT_EQ(StringRef::getCharacterFromInlineBuffer(&buffer, 1), 0xFC);
+}
+
+TEST(StringRef, GivesPascalAndFileSystemForms) {
+    const StringRef string = text("ab");
+    UInt8 pascal[8] = {};
+    EXPECT_TRUE(string.getPascalString(pascal, sizeof pascal, kCFStringEncodingMacRoman));
+    EXPECT_EQ(pascal[0], 2);
+    EXPECT_EQ(pascal[2], 'b');
+    const unsigned char* const direct = string.getPascalStringPtr(kCFStringEncodingMacRoman);
+    EXPECT_TRUE(!direct || direct[0] == 2) << "the direct form may be missing, never wrong";
+    char path[16] = {};
+    EXPECT_GE(string.getMaximumSizeOfFileSystemRepresentation(), 3);
+    EXPECT_TRUE(string.getFileSystemRepresentation(path, sizeof path));
+    EXPECT_STREQ(path, "ab");
+}
+
+// Comparing and finding.
+
+TEST(StringRef, Compares) {
+    const StringRef lower = text("abc");
+    const StringRef upper = text("ABC");
+    EXPECT_EQ(lower.compare(upper.get(), 0), kCFCompareGreaterThan);
+    EXPECT_EQ(lower.compare(upper.get(), kCFCompareCaseInsensitive), kCFCompareEqualTo);
+    EXPECT_EQ(lower.compareWithOptions(text("b").get(), CFRangeMake(1, 1), 0), kCFCompareEqualTo);
+    EXPECT_EQ(lower.compareWithOptionsAndLocale(text("bcd").get(), CFRangeMake(1, 2), 0, nullptr), kCFCompareLessThan);
+    EXPECT_TRUE(lower.hasPrefix(text("ab").get()));
+    EXPECT_FALSE(lower.hasPrefix(text("bc").get()));
+    EXPECT_TRUE(lower.hasSuffix(text("bc").get()));
+    EXPECT_FALSE(lower.hasSuffix(text("ab").get()));
+}
+
+TEST(StringRef, Finds) {
+    const StringRef string = text("abcabc");
+    EXPECT_TRUE(isRange(string.find(text("c").get(), 0), 2, 1));
+    EXPECT_EQ(string.find(text("x").get(), 0).location, kCFNotFound);
+    CFRange found{};
+    EXPECT_TRUE(string.findWithOptions(text("b").get(), CFRangeMake(0, 6), kCFCompareBackwards, &found));
+    EXPECT_TRUE(isRange(found, 4, 1));
+    EXPECT_TRUE(string.findWithOptionsAndLocale(text("A").get(), CFRangeMake(1, 5), kCFCompareCaseInsensitive, nullptr,
+                                                &found));
+    EXPECT_TRUE(isRange(found, 3, 1));
+}
+
+TEST(StringRef, FindsBounds) {
+    const StringRef string = text("one\ntwo\nthree");
+    CFIndex begin = 0;
+    CFIndex end = 0;
+    CFIndex contentsEnd = 0;
+    string.getLineBounds(CFRangeMake(5, 0), &begin, &end, &contentsEnd);
+    EXPECT_EQ(begin, 4);
+    EXPECT_EQ(end, 8);
+    EXPECT_EQ(contentsEnd, 7);
+    const StringRef paragraphs = text("one\xE2\x80\xA8two\nthree");  // a line separator is no end of a paragraph
+    paragraphs.getParagraphBounds(CFRangeMake(5, 0), &begin, &end, &contentsEnd);
+    EXPECT_EQ(begin, 0);
+    EXPECT_EQ(end, 8);
+    EXPECT_EQ(contentsEnd, 7);
+    EXPECT_TRUE(isRange(text("e\xCC\x81x").getRangeOfComposedCharactersAtIndex(1), 0, 2));
+}
+
+TEST(StringRef, ReadsNumbers) {
+    EXPECT_EQ(text("-12 apples").getIntValue(), -12);
+    EXPECT_EQ(text("2.5e1 apples").getDoubleValue(), 25.0);
+}
+
+// Encodings and surrogates.
+
+TEST(StringRef, KnowsEncodings) {
+    const CFStringEncoding utf16 = kCFStringEncodingUTF16;
+    EXPECT_EQ(text("中").getFastestEncoding(), utf16);
+    EXPECT_NE(text("ascii").getSmallestEncoding(), utf16);
+    EXPECT_EQ(StringRef::getSystemEncoding(), CFStringGetSystemEncoding());
+    EXPECT_GE(StringRef::getMaximumSizeForEncoding(10, kCFStringEncodingUTF8), 30);
+    EXPECT_TRUE(StringRef::isEncodingAvailable(kCFStringEncodingUTF8));
+    EXPECT_FALSE(StringRef::isEncodingAvailable(0x0EEE0EEE));
+    EXPECT_NE(StringRef::getListOfAvailableEncodings(), nullptr);
+    EXPECT_TRUE(StringRef::getNameOfEncoding(kCFStringEncodingUTF8));
+    EXPECT_EQ(StringRef::getMostCompatibleMacStringEncoding(kCFStringEncodingISOLatin1),
+              CFStringEncoding(kCFStringEncodingMacRoman));
+}
+
+TEST(StringRef, ConvertsNamesOfEncodings) {
+    EXPECT_EQ(text("utf-8").convertIANACharSetNameToEncoding(), CFStringEncoding(kCFStringEncodingUTF8));
+    EXPECT_EQ(StringRef::retain(StringRef::convertEncodingToIANACharSetName(kCFStringEncodingUTF8)), text("utf-8"));
+    EXPECT_EQ(StringRef::convertEncodingToNSStringEncoding(kCFStringEncodingUTF8), 4u);
+    EXPECT_EQ(StringRef::convertNSStringEncodingToEncoding(4), CFStringEncoding(kCFStringEncodingUTF8));
+    EXPECT_EQ(StringRef::convertEncodingToWindowsCodepage(kCFStringEncodingWindowsLatin1), 1252u);
+    EXPECT_EQ(StringRef::convertWindowsCodepageToEncoding(1252), CFStringEncoding(kCFStringEncodingWindowsLatin1));
+}
+
+TEST(StringRef, KnowsSurrogates) {
+    EXPECT_TRUE(StringRef::isSurrogateHighCharacter(0xD83C));
+    EXPECT_FALSE(StringRef::isSurrogateHighCharacter(0xDF89));
+    EXPECT_TRUE(StringRef::isSurrogateLowCharacter(0xDF89));
+    EXPECT_FALSE(StringRef::isSurrogateLowCharacter(0xD83C));
+    EXPECT_EQ(StringRef::getLongCharacterForSurrogatePair(0xD83C, 0xDF89), 0x1F389u);
+    UniChar pair[2] = {};
+    EXPECT_TRUE(StringRef::getSurrogatePairForLongCharacter(0x1F389, pair));
+    EXPECT_EQ(pair[0], 0xD83C);
+    EXPECT_EQ(pair[1], 0xDF89);
+}
+
+TEST(StringRef, IsShown) {
+    testing::internal::CaptureStderr();
+    StringRef::show(text("shown").get());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "shown\n");
+    testing::internal::CaptureStderr();
+    text("shown").showStr();
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+}
+
+// Changing strings.
+
+TEST(MutableStringRef, Appends) {
+    MutableStringRef string = StringRef::createMutable(nullptr, 0);
+    const UniChar units[] = {'b', 'c'};
+    const UInt8 pascal[] = {1, 'd'};
+    string.append(text("a").get());
+    string.appendCharacters(units, 2);
+    string.appendPascalString(pascal, kCFStringEncodingMacRoman);
+    string.appendCString("e", kCFStringEncodingUTF8);
+    EXPECT_EQ(string, text("abcde"));
+}
+
+TEST(MutableStringRef, AppendsFormats) {
+    MutableStringRef string = changing("a");
+    string.appendFormat(nullptr, text("%d").get(), 1);
+    appendFormatted(string, text("%d").get(), 2);
+    EXPECT_EQ(string, text("a12"));
+}
+
+TEST(MutableStringRef, InsertsDeletesAndReplaces) {
+    MutableStringRef string = changing("abcdef");
+    string.insert(1, text("X").get());
+    EXPECT_EQ(string, text("aXbcdef"));
+    string.dElete(CFRangeMake(0, 2));
+    EXPECT_EQ(string, text("bcdef"));
+    string.replace(CFRangeMake(0, 1), text("YY").get());
+    EXPECT_EQ(string, text("YYcdef"));
+    EXPECT_EQ(string.findAndReplace(text("Y").get(), text("z").get(), CFRangeMake(0, 6), 0), 2);
+    EXPECT_EQ(string, text("zzcdef"));
+    string.replaceAll(text("new").get());
+    EXPECT_EQ(string, text("new"));
+}
+
+TEST(MutableStringRef, PadsAndTrims) {
+    MutableStringRef string = changing("ab");
+    string.pad(text("12").get(), 5, 1);
+    EXPECT_EQ(string, text("ab212"));
+    MutableStringRef stars = changing("**ab**");
+    stars.trim(text("*").get());
+    EXPECT_EQ(stars, text("ab"));
+    MutableStringRef blanks = changing(" \tab\n");
+    blanks.trimWhitespace();
+    EXPECT_EQ(blanks, text("ab"));
+}
+
+TEST(MutableStringRef, ChangesCaseAndForm) {
+    MutableStringRef string = changing("ÄpFel");
+    string.lowercase(nullptr);
+    EXPECT_EQ(string, text("äpfel"));
+    string.uppercase(nullptr);
+    EXPECT_EQ(string, text("ÄPFEL"));
+    string.capitalize(nullptr);
+    EXPECT_EQ(string, text("Äpfel"));
+    string.normalize(kCFStringNormalizationFormD);
+    EXPECT_EQ(string.getLength(), 6);
+    string.normalize(kCFStringNormalizationFormC);
+    EXPECT_EQ(string.getLength(), 5);
+    string.fold(kCFCompareDiacriticInsensitive, nullptr);
+    EXPECT_EQ(string, text("Apfel"));
+}
+
+TEST(MutableStringRef, Transforms) {
+    MutableStringRef string = changing("éa");
+    CFRange range{0, 1};
+    EXPECT_TRUE(string.transform(&range, kCFStringTransformStripDiacritics, false));
+    EXPECT_EQ(string, text("ea"));
+    EXPECT_TRUE(isRange(range, 0, 1));
+}
+
+TEST(MutableStringRef, WorksOnExternalCharacters) {
+    UniChar first[8] = {'a', 'b'};
+    UniChar second[8] = {'c'};
+    MutableStringRef string =
+        StringRef::createMutableWithExternalCharactersNoCopy(nullptr, first, 2, 8, kCFAllocatorNull);
+    EXPECT_EQ(string, text("ab"));
+    string.setExternalCharactersNoCopy(second, 1, 8);
+    EXPECT_EQ(string, text("c"));
+    string.append(text("d").get());
+    EXPECT_EQ(second[1], 'd');
+}

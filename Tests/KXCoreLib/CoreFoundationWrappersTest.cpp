@@ -1,0 +1,362 @@
+#include <KXCoreLib/CoreFoundationWrappers.h>
+
+#include "WrapperSamples.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <type_traits>
+#include <unordered_set>
+#include <utility>
+
+using namespace KXCore::CoreFoundation;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+namespace {
+
+CFIndex countOf(const TypeRef& ref) { return CFGetRetainCount(ref.get()); }
+
+}  // namespace
+
+// The life of a wrapper.
+
+TEST(WrapperLife, StartsEmpty) {
+    const DataRef empty;
+    EXPECT_FALSE(empty);
+    EXPECT_EQ(empty.get(), nullptr);
+}
+
+TEST(WrapperLife, AdoptTakesOverTheReference) {
+    const CFDataRef raw = CFDataCreate(kCFAllocatorDefault, nullptr, 0);
+    CFRetain(raw);
+    {
+        const DataRef data = DataRef::adopt(raw);
+        EXPECT_EQ(data.get(), raw);
+        EXPECT_TRUE(data);
+        EXPECT_EQ(CFGetRetainCount(raw), 2);
+    }
+    EXPECT_EQ(CFGetRetainCount(raw), 1);
+    CFRelease(raw);
+}
+
+TEST(WrapperLife, RetainAddsAReference) {
+    const CFDataRef raw = CFDataCreate(kCFAllocatorDefault, nullptr, 0);
+    {
+        const DataRef data = DataRef::retain(raw);
+        EXPECT_EQ(CFGetRetainCount(raw), 2);
+    }
+    EXPECT_EQ(CFGetRetainCount(raw), 1);
+    CFRelease(raw);
+}
+
+TEST(WrapperLife, AdoptAndRetainOfNullGiveAnEmptyWrapper) {
+    EXPECT_FALSE(DataRef::adopt(nullptr));
+    EXPECT_FALSE(DataRef::retain(nullptr));
+    EXPECT_FALSE(TypeRef::adopt(nullptr));
+    EXPECT_FALSE(TypeRef::retain(nullptr));
+}
+
+TEST(WrapperLife, ACopyRetains) {
+    const DataRef data = sample<DataRef>();
+    {
+        const DataRef copy = data;
+        EXPECT_EQ(copy.get(), data.get());
+        EXPECT_EQ(countOf(data), 2);
+    }
+    EXPECT_EQ(countOf(data), 1);
+}
+
+TEST(WrapperLife, AMoveEmptiesItsSource) {
+    DataRef data = sample<DataRef>();
+    const CFDataRef raw = data.get();
+    const DataRef moved = std::move(data);
+    EXPECT_FALSE(data);
+    EXPECT_EQ(moved.get(), raw);
+    EXPECT_EQ(countOf(moved), 1);
+}
+
+TEST(WrapperLife, CopyAssignmentReleasesTheOldObject) {
+    const DataRef old = sample<DataRef>();
+    const DataRef other = sample<DataRef>();
+    DataRef data = old;
+    data = other;
+    EXPECT_EQ(countOf(old), 1);
+    EXPECT_EQ(countOf(other), 2);
+}
+
+TEST(WrapperLife, MoveAssignmentReleasesTheOldObjectAndEmptiesItsSource) {
+    const DataRef old = sample<DataRef>();
+    DataRef data = old;
+    DataRef other = sample<DataRef>();
+    data = std::move(other);
+    EXPECT_EQ(countOf(old), 1);
+    EXPECT_EQ(countOf(data), 1);
+    EXPECT_FALSE(other);
+}
+
+TEST(WrapperLife, AssigningAWrapperToItselfChangesNothing) {
+    DataRef data = sample<DataRef>();
+    DataRef& same = data;
+    data = same;
+    EXPECT_EQ(countOf(data), 1);
+    data = std::move(same);
+    ASSERT_TRUE(data);
+    EXPECT_EQ(countOf(data), 1);
+}
+
+TEST(WrapperLife, AnEmptyWrapperCanBeCopiedMovedAndAssigned) {
+    DataRef empty;
+    DataRef copy = empty;
+    DataRef moved = std::move(copy);
+    DataRef data = sample<DataRef>();
+    data = moved;
+    EXPECT_FALSE(data);
+}
+
+TEST(WrapperLife, SwapExchangesWithoutCounting) {
+    DataRef a = sample<DataRef>();
+    DataRef b;
+    std::swap(a, b);
+    EXPECT_FALSE(a);
+    EXPECT_EQ(countOf(b), 1);
+}
+
+TEST(WrapperLife, ACreatedObjectIsHeldOnce) { EXPECT_EQ(countOf(sample<ArrayRef>()), 1); }
+
+TEST(WrapperLife, AMutableWrapperGivesItsObjectToAnImmutableOne) {
+    MutableDataRef changing = DataRef::createMutable(kCFAllocatorDefault, 0);
+    const DataRef view = changing;
+    EXPECT_EQ(countOf(view), 2);
+    const DataRef taken = std::move(changing);
+    EXPECT_FALSE(changing);
+    EXPECT_EQ(countOf(taken), 2);
+}
+
+TEST(TypeRefAssign, RetainsTheNewAndReleasesTheOldObject) {
+    const DataRef first = sample<DataRef>();
+    const DataRef second = sample<DataRef>();
+    TypeRef any;
+    any.assign(first.get());
+    EXPECT_EQ(countOf(first), 2);
+    any.assign(second.get());
+    EXPECT_EQ(countOf(first), 1);
+    EXPECT_EQ(countOf(second), 2);
+    any.assign(nullptr);
+    EXPECT_EQ(countOf(second), 1);
+    EXPECT_FALSE(any);
+}
+
+TEST(TypeRefAssign, OfTheHeldObjectLeavesItsCount) {
+    TypeRef any = sample<DataRef>();
+    any.assign(any.get());
+    EXPECT_EQ(countOf(any), 1);
+}
+
+TEST(PropertyListRefAssign, TakesAnObjectOfAnyTypeAndNull) {
+    PropertyListRef list;
+    list.assign(sample<StringRef>().get());
+    EXPECT_EQ(CFGetTypeID(list.get()), CFStringGetTypeID());
+    list.assign(sample<DataRef>().get());
+    EXPECT_EQ(CFGetTypeID(list.get()), CFDataGetTypeID());
+    list.assign(nullptr);
+    EXPECT_FALSE(list);
+}
+
+// Equality and hash.
+
+TEST(WrapperEquality, IsThatOfTheObjects) {
+    EXPECT_EQ(sample<DataRef>(), sample<DataRef>());
+    EXPECT_NE(sample<DataRef>(), DataRef::createWithStdVector(kCFAllocatorDefault, {1, 2}));
+    EXPECT_EQ(text("grün"), StringRef::createMutableCopy(kCFAllocatorDefault, 0, text("grün").get()));
+    EXPECT_NE(TypeRef(number(1)), TypeRef(text("1")));
+    EXPECT_EQ(PropertyListRef::retain(text("x").get()), text("x"));
+}
+
+TEST(WrapperEquality, EmptyWrappersAreEqualAndUnequalToAnyObject) {
+    EXPECT_EQ(DataRef(), DataRef());
+    EXPECT_NE(DataRef(), sample<DataRef>());
+    EXPECT_NE(sample<DataRef>(), DataRef());
+}
+
+TEST(WrapperHash, AgreesWithEquality) {
+    EXPECT_EQ(std::hash<StringRef>()(text("abc")), std::hash<StringRef>()(text("abc")));
+    EXPECT_EQ(std::hash<StringRef>()(text("abc")), CFHash(text("abc").get()));
+    EXPECT_EQ(std::hash<TypeRef>()(TypeRef()), 0u);
+    std::unordered_set<StringRef> set{text("a"), text("b"), text("a"), StringRef()};
+    EXPECT_EQ(set.size(), 3u);
+    EXPECT_TRUE(set.contains(text("b")));
+}
+
+// Misuse that a compiler must refuse.
+
+template <class Ref, class Raw>
+constexpr bool hasNamedWaysOnly =
+    !std::is_convertible_v<Raw, Ref> && !std::is_constructible_v<Ref, Raw> && !std::is_assignable_v<Ref&, Raw> &&
+    !std::is_convertible_v<Ref, Raw> && !std::is_constructible_v<Raw, Ref> && !std::is_convertible_v<Ref, bool> &&
+    !std::is_assignable_v<Ref&, std::nullptr_t>;
+static_assert(hasNamedWaysOnly<StringRef, CFStringRef>);
+static_assert(hasNamedWaysOnly<MutableStringRef, CFMutableStringRef>);
+static_assert(hasNamedWaysOnly<ErrorRef, CFErrorRef>);
+static_assert(hasNamedWaysOnly<PropertyListRef, CFPropertyListRef>);
+static_assert(hasNamedWaysOnly<TypeRef, CFTypeRef>);
+static_assert(!std::is_constructible_v<StringRef, NumberRef> && !std::is_assignable_v<StringRef&, NumberRef>);
+static_assert(!std::is_constructible_v<StringRef, TypeRef> && !std::is_assignable_v<StringRef&, TypeRef>);
+static_assert(!std::is_constructible_v<MutableStringRef, StringRef>);
+static_assert(!std::is_assignable_v<MutableStringRef&, StringRef>);
+static_assert(std::is_convertible_v<MutableStringRef, StringRef> && std::is_convertible_v<StringRef, TypeRef>);
+static_assert(!std::is_invocable_v<decltype(&StringRef::adopt), CFNumberRef>);
+static_assert(!std::is_invocable_v<decltype(&MutableStringRef::adopt), CFStringRef>);
+
+// Typed assignment.
+
+template <class Ref>
+class TypedAssign : public testing::Test {};
+using TypedClasses = testing::Types<AllocatorRef, ArrayRef, BooleanRef, DataRef, DateRef, DictionaryRef, ErrorRef,
+                                    NullRef, NumberRef, SetRef, StringRef, UUIDRef>;
+class NameOfClass {
+  public:
+    template <class Ref>
+    static std::string GetName(int) {
+        return Ref::typeName;
+    }
+};
+TYPED_TEST_SUITE(TypedAssign, TypedClasses, NameOfClass);
+
+TYPED_TEST(TypedAssign, TypeIdentifierIsThePlatforms) {
+    EXPECT_EQ(TypeParam::typeID, CFGetTypeID(sample<TypeParam>().get()));
+    EXPECT_EQ(TypeParam::typeID, TypeParam::getTypeID());
+}
+
+TYPED_TEST(TypedAssign, TakesAnObjectOfItsType) {
+    const TypeParam object = sample<TypeParam>();
+    TypeParam ref;
+    ref.assign(object.get());
+    EXPECT_EQ(ref.get(), object.get());
+}
+
+TYPED_TEST(TypedAssign, RefusesNullAndKeepsItsObject) {
+    const TypeParam object = sample<TypeParam>();
+    TypeParam ref = object;
+    const Failure failure = failureOf([&] { ref.assign(nullptr); });
+    EXPECT_EQ(failure.what, "unexpected pointer type");
+    EXPECT_THAT(failure.message, StartsWith(std::string("expected ") + TypeParam::typeName + "\n"));
+    EXPECT_EQ(ref.get(), object.get());
+}
+
+TYPED_TEST(TypedAssign, RefusesAnObjectOfAnotherTypeAndKeepsItsOwn) {
+    const TypeParam object = sample<TypeParam>();
+    TypeParam ref = object;
+    const StringRef string = text("another");
+    const NumberRef other = number(77);
+    const bool isNumber = std::is_same_v<TypeParam, NumberRef>;
+    const CFTypeRef wrong = isNumber ? CFTypeRef(string.get()) : CFTypeRef(other.get());
+    const CFIndex count = CFGetRetainCount(wrong);
+    const Failure failure = failureOf([&] { ref.assign(wrong); });
+    EXPECT_EQ(failure.what, "unexpected pointer type");
+    EXPECT_THAT(failure.message, StartsWith(std::string("expected ") + TypeParam::typeName + "\n"));
+    EXPECT_THAT(failure.message, HasSubstr(isNumber ? "another" : "77")) << "the object is shown";
+    EXPECT_EQ(ref.get(), object.get());
+    EXPECT_EQ(CFGetRetainCount(wrong), count);
+}
+
+TEST(TypedAssignOfOneClass, NamesThePlatformType) {
+    EXPECT_STREQ(AllocatorRef::typeName, "CFAllocatorRef");
+    EXPECT_STREQ(StringRef::typeName, "CFStringRef");
+    EXPECT_STREQ(UUIDRef::typeName, "CFUUIDRef");
+}
+
+TEST(TypedAssignOfOneClass, OfTheHeldObjectLeavesItsCount) {
+    DataRef data = sample<DataRef>();
+    data.assign(data.get());
+    EXPECT_EQ(countOf(data), 1);
+}
+
+TEST(TypedAssignOfOneClass, ReleasesTheOldObject) {
+    const DataRef old = sample<DataRef>();
+    DataRef data = old;
+    data.assign(sample<DataRef>().get());
+    EXPECT_EQ(countOf(old), 1);
+    EXPECT_EQ(countOf(data), 1);
+}
+
+TEST(TypedAssignOfOneClass, OfAMutableWrapperChecksTheImmutableType) {
+    MutableStringRef string = StringRef::createMutable(kCFAllocatorDefault, 0);
+    EXPECT_EQ(failureOf([&] { string.assign(number(1).get()); }).what, "unexpected pointer type");
+    EXPECT_TRUE(string);
+}
+
+// The reporters.
+
+TEST(Reporters, FailedToCreateObjectNamesTheFunction) {
+    const Failure failure = failureOf([] { __FailedToCreateObject("CFExampleCreate"); });
+    EXPECT_EQ(failure.message, "failed to create object: CFExampleCreate\n");
+    EXPECT_EQ(failure.what, "failed to create object");
+}
+
+TEST(Reporters, FailedToCreateObjectWithErrorDescriptionTellsBoth) {
+    const Failure failure =
+        failureOf([] { __FailedToCreateObjectWithErrorDescription("CFExampleCreate", "no end tag"); });
+    EXPECT_EQ(failure.message, "failed to create object: CFExampleCreate, error( no end tag )\n");
+    EXPECT_EQ(failure.what, "failed to create object");
+}
+
+TEST(Reporters, UnexpectedErrorOccuredShowsTheError) {
+    const ErrorRef error = sample<ErrorRef>();
+    const Failure failure = failureOf([&] { __UnexpectedErrorOccured(error.get()); });
+    EXPECT_THAT(failure.message, StartsWith("unexpected error occured:\n"));
+    EXPECT_THAT(failure.message, HasSubstr("NSPOSIXErrorDomain"));
+    EXPECT_EQ(failure.what, "unexpected error occured");
+    EXPECT_EQ(countOf(error), 1);
+}
+
+TEST(Reporters, UnexpectedErrorOccuredStandsAMissingError) {
+    const Failure failure = failureOf([] { __UnexpectedErrorOccured(nullptr); });
+    EXPECT_THAT(failure.message, StartsWith("unexpected error occured:\n"));
+    EXPECT_EQ(failure.what, "unexpected error occured");
+}
+
+TEST(Reporters, UnexpectedPointerTypeShowsTheObject) {
+    const Failure failure = failureOf([] { __UnexpectedPointerType(text("hello").get(), "CFNumberRef"); });
+    EXPECT_THAT(failure.message, StartsWith("expected CFNumberRef\n"));
+    EXPECT_THAT(failure.message, HasSubstr("hello"));
+    EXPECT_EQ(failure.what, "unexpected pointer type");
+}
+
+TEST(Reporters, ALineBeginsWithTheTime) {
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(__FailedToCreateObject("CFExampleCreate"), CFExceptionImpl);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                MatchesRegex("\\[[A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9][0-9] [0-9:]+ [0-9]+\\]"
+                             "failed to create object: CFExampleCreate\n"));
+}
+
+TEST(CFExceptionThrown, IsNoStandardException) {
+    static_assert(!std::is_base_of_v<std::exception, CFException>);
+    static_assert(std::is_abstract_v<CFException> && std::has_virtual_destructor_v<CFException>);
+    static_assert(sizeof(CFExceptionImpl) == 2 * sizeof(void*));
+    const auto caughtBy = [] {
+        try {
+            DataRef().assign(nullptr);
+        } catch (const std::exception&) {
+            return "std::exception";
+        } catch (const CFException&) {
+            return "CFException";
+        }
+        return "nothing";
+    };
+    testing::internal::CaptureStderr();
+    EXPECT_STREQ(caughtBy(), "CFException");
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(CFExceptionThrown, KeepsTheTextItWasGiven) {
+    static const char message[] = "a constant text";
+    const CFExceptionImpl exception(message);
+    const CFExceptionImpl copy = exception;
+    EXPECT_EQ(static_cast<const CFException&>(copy).what(), message);
+}

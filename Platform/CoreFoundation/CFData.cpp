@@ -175,7 +175,8 @@ constexpr CFRange kNotFoundRange{-1, 0};
 /// read from their ends by the method of Knuth, Morris and Pratt.
 CFIndex findBackwards(const UInt8* bytes, CFIndex length, const UInt8* sought, CFIndex soughtLength) noexcept {
     // borders[i]: how many of the last i + 1 bytes of `sought` are a shorter ending of it again.
-    const std::unique_ptr<CFIndex[]> borders(new (std::nothrow) CFIndex[static_cast<std::size_t>(soughtLength)]);
+    const std::unique_ptr<CFIndex[]> memory(new (std::nothrow) CFIndex[static_cast<std::size_t>(soughtLength)]);
+    CFIndex* const borders = memory.get();
     if (!borders) return -1;
     const auto fromEnd = [&](CFIndex i) { return sought[soughtLength - 1 - i]; };
     borders[0] = 0;

@@ -1,3 +1,4 @@
+#include "Adopting.h"
 #include "CallBacks.h"
 #include "Description.h"
 #include "Object.h"
@@ -298,6 +299,22 @@ CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef allocator, CFIndex cap
     copy->count = theArray->count;
     return copy;
 }
+
+namespace KXPlatform {
+
+CFArrayRef createArrayAdopting(CFAllocatorRef allocator, const CFTypeRef* values, CFIndex count) noexcept {
+    if (count < 0 || count > kMaximumCount) return nullptr;
+    const std::size_t size = static_cast<std::size_t>(count) * sizeof *values;
+    __CFArray* const array = make<__CFArray>(allocator, size, kArrayClass);
+    if (!array) return nullptr;
+    array->callBacks = &kObjectCallBacks;
+    array->values = reinterpret_cast<const void**>(trailing(array));
+    if (count > 0) std::memcpy(array->values, values, size);
+    array->count = count;
+    return array;
+}
+
+}  // namespace KXPlatform
 
 // ---- Exported: reading
 

@@ -1,3 +1,4 @@
+#include "Adopting.h"
 #include "HashTable.h"
 
 #include <CoreFoundation/CFDictionary.h>
@@ -76,6 +77,15 @@ CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef allocator, C
     const HashTable* const table = checked(theDict);
     return table ? dictionary(HashTable::createCopy(allocator, HashTable::Kind::Mutable, capacity, table)) : nullptr;
 }
+
+namespace KXPlatform {
+
+CFDictionaryRef createDictionaryAdopting(CFAllocatorRef allocator, const CFStringRef* keys, const CFTypeRef* values,
+                                         CFIndex count) noexcept {
+    return dictionary(HashTable::createAdopting(allocator, kDictionaryClass, keys, values, count));
+}
+
+}  // namespace KXPlatform
 
 // ---- Exported: reading
 

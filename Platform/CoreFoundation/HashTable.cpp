@@ -177,6 +177,38 @@ HashTable* HashTable::createCopy(CFAllocatorRef allocator, Kind kind, CFIndex ca
     return copy;
 }
 
+HashTable* HashTable::createAdopting(CFAllocatorRef allocator, const Class& cls, const CFStringRef* keys,
+                                     const CFTypeRef* values, CFIndex count) noexcept {
+    HashTable* const table = create(allocator, cls, Kind::Immutable, count, kObjectCallBacks, &kObjectCallBacks);
+    if (!table || count == 0) return table;
+    const std::uint32_t number = static_cast<std::uint32_t>(count);
+    std::memcpy(table->keys, keys, number * sizeof *keys);
+    std::memcpy(table->values(), values, number * sizeof *values);
+    const bool areDistinct = table->withSlots([&](auto* type) {
+        using Slot = std::remove_pointer_t<decltype(type)>;
+        Slot* const index = table->slots<Slot>();
+        std::uint32_t* const known = table->hashes();
+        const std::uint32_t mask = table->slotMask();
+        for (std::uint32_t entry = 0; entry < number; ++entry) {
+            const std::uint32_t hash = mix(CFHash(keys[entry]));
+            std::uint32_t at = table->home(hash);
+            for (; index[at] != 0; at = (at + 1) & mask) {
+                const std::uint32_t other = index[at] - 1u;
+                if (known[other] == hash && CFEqual(keys[other], keys[entry])) return false;
+            }
+            known[entry] = hash;
+            index[at] = static_cast<Slot>(entry + 1);
+        }
+        return true;
+    });
+    if (areDistinct) {
+        table->count = number;
+        return table;
+    }
+    CFRelease(table);
+    return nullptr;
+}
+
 void HashTable::releaseEntries(const void* const* oldKeys, const void* const* oldValues,
                                std::uint32_t number) noexcept {
     for (std::uint32_t entry = 0; entry < number; ++entry) {

@@ -38,6 +38,11 @@ struct HashTable : Object {
     static HashTable* createCopy(CFAllocatorRef allocator, Kind kind, CFIndex capacity,
                                  const HashTable* source) noexcept;
 
+    /// An immutable table of objects that takes over a reference to each. Null, with nothing taken, when there is no
+    /// memory or a key occurs twice.
+    static HashTable* createAdopting(CFAllocatorRef allocator, const Class& cls, const CFStringRef* keys,
+                                     const CFTypeRef* values, CFIndex count) noexcept;
+
     /// For Class::finalize.
     static void finalize(Object* object) noexcept;
 

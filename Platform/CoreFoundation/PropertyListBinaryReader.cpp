@@ -79,8 +79,30 @@ class BinaryReader {
         fail("object " + std::to_string(object) + " " + reason);
     }
 
+    template <class T>
+    std::uint64_t loadAt(std::size_t at) const noexcept {
+        T value;
+        std::memcpy(&value, document_.data() + at, sizeof value);
+        if constexpr (std::endian::native == std::endian::big) return value;
+        if constexpr (sizeof value == 2) return __builtin_bswap16(value);
+        if constexpr (sizeof value == 4) return __builtin_bswap32(value);
+        return __builtin_bswap64(value);
+    }
+
     /// A big-endian integer of `size` bytes, at most eight, at a place that has been checked.
     std::uint64_t unsignedAt(std::size_t at, std::size_t size) const noexcept {
+        switch (size) {
+            case 1:
+                return document_[at];
+            case 2:
+                return loadAt<std::uint16_t>(at);
+            case 4:
+                return loadAt<std::uint32_t>(at);
+            case 8:
+                return loadAt<std::uint64_t>(at);
+            default:
+                break;
+        }
         std::uint64_t value = 0;
         for (std::size_t i = 0; i < size; ++i) value = value << 8 | document_[at + i];
         return value;

@@ -1,5 +1,6 @@
 #include "PropertyListTree.h"
 
+#include "Adopting.h"
 #include "CFNumberObject.h"
 #include "CFStringObject.h"
 #include "Object.h"
@@ -41,7 +42,6 @@ PropertyListTree::PropertyListTree(CFAllocatorRef allocator, CFOptionFlags mutab
 PropertyListTree::~PropertyListTree() {
     for (const CFStringRef key : keys_) CFRelease(key);
     for (const CFTypeRef value : values_) CFRelease(value);
-    for (const CFStringRef key : recentKeys_) CFRelease(key);
     for (const CFTypeRef dropped : dropped_) CFRelease(dropped);
 }
 
@@ -71,8 +71,7 @@ void PropertyListTree::addKey(std::string_view ascii) {
     }
     const CFStringRef key = static_cast<CFStringRef>(made(createASCII(allocator_, ascii)));
     adoptKey(key);
-    CFRelease(recent);
-    recent = static_cast<CFStringRef>(CFRetain(key));
+    recent = key;
 }
 
 void PropertyListTree::addKey(std::span<const UniChar> text) {
@@ -140,34 +139,38 @@ void PropertyListTree::close() {
     const CFStringRef* const keys = keys_.data() + frame.firstKey;
     const CFTypeRef* const values = values_.data() + frame.firstValue;
     const CFTypeRef container = frame.isDictionary ? makeDictionary(keys, values, count) : makeArray(values, count);
-    if (frame.isDictionary && CFDictionaryGetCount(static_cast<CFDictionaryRef>(container)) != length(count)) {
-        keepDropped(keys, values, count);
-    }
-    for (std::size_t i = 0; i < count; ++i) CFRelease(values[i]);
-    if (frame.isDictionary) {
-        for (std::size_t i = 0; i < count; ++i) CFRelease(keys[i]);
-    }
     keys_.truncate(frame.firstKey);
     values_.truncate(frame.firstValue);
     frames_.pop_back();
     adoptValue(container);
 }
 
-void PropertyListTree::keepDropped(const CFStringRef* keys, const CFTypeRef* values, std::size_t count) noexcept {
-    // Without memory for the list they stay alive for good: a leak, and no dangling reference.
-    try {
-        for (std::size_t i = 0; i < count; ++i) {
-            dropped_.push_back(CFRetain(keys[i]));
-            dropped_.push_back(CFRetain(values[i]));
+/// Gives up the references to what `dictionary` was made of, or keeps them when equal keys left something out.
+CFTypeRef PropertyListTree::keepingDropped(CFTypeRef dictionary, const CFStringRef* keys, const CFTypeRef* values,
+                                           std::size_t count) {
+    const bool anyDropped = CFDictionaryGetCount(static_cast<CFDictionaryRef>(dictionary)) != length(count);
+    if (anyDropped) {
+        try {
+            dropped_.room(2 * count);
+        } catch (...) {
+            CFRelease(dictionary);
+            throw;
         }
-    } catch (const std::bad_alloc&) {
     }
+    for (std::size_t i = 0; i < count; ++i) {
+        for (const CFTypeRef object : {static_cast<CFTypeRef>(keys[i]), values[i]}) {
+            if (anyDropped) {
+                dropped_.push_back(object);
+            } else {
+                CFRelease(object);
+            }
+        }
+    }
+    return dictionary;
 }
 
-CFTypeRef PropertyListTree::makeArray(const CFTypeRef* values, std::size_t count) const {
-    if (!makesMutableContainers()) {
-        return made(CFArrayCreate(allocator_, const_cast<const void**>(values), length(count), &kCFTypeArrayCallBacks));
-    }
+CFTypeRef PropertyListTree::makeArray(const CFTypeRef* values, std::size_t count) {
+    if (!makesMutableContainers()) return made(createArrayAdopting(allocator_, values, length(count)));
     const CFMutableArrayRef array = CFArrayCreateMutable(allocator_, 0, &kCFTypeArrayCallBacks);
     made(array);
     for (std::size_t i = 0; i < count; ++i) CFArrayAppendValue(array, values[i]);
@@ -176,34 +179,32 @@ CFTypeRef PropertyListTree::makeArray(const CFTypeRef* values, std::size_t count
         CFRelease(array);
         throw std::bad_alloc();
     }
+    for (std::size_t i = 0; i < count; ++i) CFRelease(values[i]);
     return array;
 }
 
-CFTypeRef PropertyListTree::makeDictionary(const CFStringRef* keys, const CFTypeRef* values, std::size_t count) const {
+CFTypeRef PropertyListTree::makeDictionary(const CFStringRef* keys, const CFTypeRef* values, std::size_t count) {
     if (!makesMutableContainers()) {
-        const CFDictionaryRef dictionary =
-            CFDictionaryCreate(allocator_, const_cast<const void**>(reinterpret_cast<const void* const*>(keys)),
-                               const_cast<const void**>(values), length(count), &kCFTypeDictionaryKeyCallBacks,
-                               &kCFTypeDictionaryValueCallBacks);
-        made(dictionary);
-        if (CFDictionaryGetCount(dictionary) == length(count)) return dictionary;
-        CFRelease(dictionary);
+        const CFTypeRef adopted = createDictionaryAdopting(allocator_, keys, values, length(count));
+        if (adopted) return adopted;
     }
     // Set one by one, a key that comes again replaces what was there.
     const CFMutableDictionaryRef dictionary =
         CFDictionaryCreateMutable(allocator_, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     made(dictionary);
-    for (std::size_t i = 0; i < count; ++i) {
+    bool isWhole = true;
+    for (std::size_t i = 0; i < count && isWhole; ++i) {
         CFDictionarySetValue(dictionary, keys[i], values[i]);
-        if (CFDictionaryGetValue(dictionary, keys[i]) != values[i]) {
-            CFRelease(dictionary);
-            throw std::bad_alloc();
-        }
+        isWhole = CFDictionaryGetValue(dictionary, keys[i]) == values[i];
     }
-    if (makesMutableContainers()) return dictionary;
-    const CFDictionaryRef copy = CFDictionaryCreateCopy(allocator_, dictionary);
+    if (!isWhole) {
+        CFRelease(dictionary);
+        throw std::bad_alloc();
+    }
+    if (makesMutableContainers()) return keepingDropped(dictionary, keys, values, count);
+    const CFTypeRef copy = CFDictionaryCreateCopy(allocator_, dictionary);
     CFRelease(dictionary);
-    return made(copy);
+    return keepingDropped(made(copy), keys, values, count);
 }
 
 CFTypeRef PropertyListTree::takeRoot() noexcept {

@@ -73,11 +73,12 @@ class PropertyListTree {
     void open(bool isDictionary);
     void adoptKey(CFStringRef key);
     void adoptValue(CFTypeRef value);
-    void keepDropped(const CFStringRef* keys, const CFTypeRef* values, std::size_t count) noexcept;
-    CFTypeRef makeArray(const CFTypeRef* values, std::size_t count) const;
-    CFTypeRef makeDictionary(const CFStringRef* keys, const CFTypeRef* values, std::size_t count) const;
+    /// Both take over the references to their contents, unless they throw.
+    CFTypeRef makeArray(const CFTypeRef* values, std::size_t count);
+    CFTypeRef makeDictionary(const CFStringRef* keys, const CFTypeRef* values, std::size_t count);
+    CFTypeRef keepingDropped(CFTypeRef dictionary, const CFStringRef* keys, const CFTypeRef* values, std::size_t count);
 
-    /// Keys repeat from item to item: the last few made are kept at hand, found by their first bytes.
+    /// Keys repeat from item to item: the last few made are kept at hand (not counted), found by their first bytes.
     static constexpr std::size_t kRecentKeys = 128;
 
     const CFAllocatorRef allocator_;

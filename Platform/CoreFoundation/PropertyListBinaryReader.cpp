@@ -42,14 +42,14 @@ class BinaryReader {
         objects_.extend(count);
         addValue(topObject_);
         while (!open_.empty()) {
+            // The reference holds until a container is opened within this one.
             Container& container = open_.back();
-            if (container.next == container.count) {
-                finishContainer();
-            } else if (container.next < container.keys) {
-                addKey(reference(container.references, container.next++));
-            } else {
-                addValue(reference(container.references, container.next++));
+            while (container.next < container.keys) addKey(reference(container.references, container.next++));
+            bool entered = false;
+            while (!entered && container.next < container.count) {
+                entered = addValue(reference(container.references, container.next++));
             }
+            if (!entered) finishContainer();
         }
     }
 
@@ -187,21 +187,27 @@ class BinaryReader {
         return kind == 5 || kind == 6;
     }
 
-    void addValue(std::uint64_t object) {
+    /// Whether the value is a container, whose contents are then to be read.
+    bool addValue(std::uint64_t object) {
         const std::size_t place = placeOf(object);
         const Known& known = objects_[static_cast<std::size_t>(object)];
         if (known.isOpen()) fail(object, "contains itself");
         if (known.object) {
             addWeight(known.weight);
-            return tree_.addShared(known.object);
+            tree_.addShared(known.object);
+            return false;
+        }
+        const unsigned kind = document_[place] >> 4;
+        if (kind == 0xA || kind == 0xD) {
+            openContainer(object, place);
+            return true;
         }
         const std::uint64_t before = weight_;
-        const unsigned kind = document_[place] >> 4;
-        if (kind == 0xA || kind == 0xD) return openContainer(object, place);
         readLeaf(object, place);
         const bool sharable = !tree_.makesMutableLeaves() || (kind != 4 && kind != 5 && kind != 6);
         // A UID is read as a dictionary, which is not shared when it can be changed.
         if (sharable && !(kind == 8 && tree_.makesMutableContainers())) remember(object, tree_.lastValue(), before);
+        return false;
     }
 
     void remember(std::uint64_t object, CFTypeRef made, std::uint64_t weightBefore) noexcept {

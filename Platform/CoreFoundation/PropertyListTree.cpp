@@ -7,10 +7,63 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <array>
 #include <cstring>
+#include <utility>
 
 namespace KXPlatform {
+
+/// Keys repeat within a document and from one to the next: each thread keeps the last few that it made, found by their
+/// first and last bytes. A document of records then costs no allocation for its keys.
+struct RecentKeys {
+    static constexpr unsigned kSlotBits = 7;
+    static constexpr std::size_t kLongest = 64;  ///< bytes; longer keys are not kept
+
+    RecentKeys() = default;
+    RecentKeys(const RecentKeys&) = delete;
+    RecentKeys& operator=(const RecentKeys&) = delete;
+    ~RecentKeys() {
+        for (const CFStringRef key : keys) CFRelease(key);
+    }
+
+    CFStringRef& slotOf(std::string_view text) noexcept {
+        std::uint64_t head = 0;
+        std::uint64_t tail = 0;
+        if (text.size() >= 8) {
+            std::memcpy(&head, text.data(), 8);
+            std::memcpy(&tail, text.data() + text.size() - 8, 8);
+        } else {
+            std::memcpy(&head, text.data(), text.size());
+        }
+        const std::uint64_t mixed = (head ^ (tail << 7 | tail >> 57) ^ text.size()) * 0x9E3779B97F4A7C15u;
+        return keys[mixed >> (64 - kSlotBits)];
+    }
+
+    std::array<CFStringRef, std::size_t{1} << kSlotBits> keys{};
+};
+
 namespace {
+
+/// The calling thread's keys; null without memory, and when the thread is ending and has given them up already.
+RecentKeys* recentKeysOfThread() noexcept {
+    enum class Phase : std::uint8_t { New, Running, Ended };
+    // Without destructors of their own, so that both may be looked at for as long as the thread lives.
+    static thread_local RecentKeys* keys = nullptr;
+    static thread_local Phase phase = Phase::New;
+    struct Ending {
+        ~Ending() {
+            phase = Phase::Ended;
+            delete std::exchange(keys, nullptr);
+        }
+    };
+    if (phase == Phase::New) {
+        static thread_local const Ending ending;
+        static_cast<void>(ending);
+        keys = new (std::nothrow) RecentKeys;
+        phase = Phase::Running;
+    }
+    return keys;
+}
 
 CFTypeRef made(CFTypeRef object) {
     if (!object) throw std::bad_alloc();
@@ -19,25 +72,13 @@ CFTypeRef made(CFTypeRef object) {
 
 CFIndex length(std::size_t count) noexcept { return static_cast<CFIndex>(count); }
 
-std::size_t keySlot(std::string_view text) noexcept {
-    std::uint64_t head = 0;
-    std::uint64_t tail = 0;
-    if (text.size() >= 8) {
-        std::memcpy(&head, text.data(), 8);
-        std::memcpy(&tail, text.data() + text.size() - 8, 8);
-    } else {
-        std::memcpy(&head, text.data(), text.size());
-    }
-    const std::uint64_t mixed = (head ^ (tail << 7 | tail >> 57) ^ text.size()) * 0x9E3779B97F4A7C15u;
-    return static_cast<std::size_t>(mixed >> 57);
-}
-
 }  // namespace
 
 PropertyListTree::PropertyListTree(CFAllocatorRef allocator, CFOptionFlags mutability) noexcept
-    : allocator_(allocator ? allocator : CFAllocatorGetDefault()), mutability_(mutability) {
-    static_assert(kRecentKeys == std::size_t{1} << 7, "keySlot() answers 7 bits");
-}
+    : allocator_(allocator ? allocator : CFAllocatorGetDefault()),
+      mutability_(mutability),
+      // A document read with an allocator of its own has all of its objects from that.
+      recentKeys_(allocator_ == kCFAllocatorSystemDefault ? recentKeysOfThread() : nullptr) {}
 
 PropertyListTree::~PropertyListTree() {
     for (const CFStringRef key : keys_) CFRelease(key);
@@ -64,14 +105,16 @@ void PropertyListTree::adoptValue(CFTypeRef value) {
 }
 
 void PropertyListTree::addKey(std::string_view ascii) {
-    CFStringRef& recent = recentKeys_[keySlot(ascii)];
-    if (recent && std::string_view(recent->text.ascii, static_cast<std::size_t>(recent->length)) == ascii) {
-        addKey(recent);
-        return;
+    if (!recentKeys_ || ascii.size() > RecentKeys::kLongest) {
+        return adoptKey(static_cast<CFStringRef>(made(createASCII(allocator_, ascii))));
     }
-    const CFStringRef key = static_cast<CFStringRef>(made(createASCII(allocator_, ascii)));
-    adoptKey(key);
-    recent = key;
+    CFStringRef& recent = recentKeys_->slotOf(ascii);
+    if (!recent || view(recent).asciiView() != ascii) {
+        const CFStringRef key = static_cast<CFStringRef>(made(createASCII(allocator_, ascii)));
+        CFRelease(recent);
+        recent = key;
+    }
+    addKey(recent);
 }
 
 void PropertyListTree::addKey(std::span<const UniChar> text) {

@@ -5,9 +5,9 @@
 
 #include "PropertyList.h"
 
-#include <array>
-
 namespace KXPlatform {
+
+struct RecentKeys;
 
 class PropertyListTree {
   public:
@@ -78,16 +78,13 @@ class PropertyListTree {
     CFTypeRef makeDictionary(const CFStringRef* keys, const CFTypeRef* values, std::size_t count);
     CFTypeRef keepingDropped(CFTypeRef dictionary, const CFStringRef* keys, const CFTypeRef* values, std::size_t count);
 
-    /// Keys repeat from item to item: the last few made are kept at hand (not counted), found by their first bytes.
-    static constexpr std::size_t kRecentKeys = 128;
-
     const CFAllocatorRef allocator_;
     const CFOptionFlags mutability_;
     SmallVector<Frame, 16> frames_;
     SmallVector<CFStringRef, 64> keys_;
     SmallVector<CFTypeRef, 64> values_;
     SmallVector<CFTypeRef, 4> dropped_;  ///< what equal keys left out of a dictionary
-    std::array<CFStringRef, kRecentKeys> recentKeys_{};
+    RecentKeys* const recentKeys_;       ///< the thread's; null when keys are not to be kept
 };
 
 }  // namespace KXPlatform

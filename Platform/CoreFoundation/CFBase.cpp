@@ -252,8 +252,12 @@ CFTypeRef CFRetain(CFTypeRef cf) {
 
 void CFRelease(CFTypeRef cf) {
     if (!cf || (object(cf)->flags & Object::kImmortal)) return;
-    // Acquire pairs with the releases of the other owners: what they wrote is seen before the object is torn down.
-    if (object(cf)->count.fetch_sub(1, std::memory_order_acq_rel) == 1) destroyFlat(object(cf));
+    // Acquire pairs with the releases of the other owners: what they wrote is seen before the object is torn down. The
+    // only owner need not count down: nobody else has a reference to retain or release.
+    std::atomic<std::uint32_t>& count = object(cf)->count;
+    if (count.load(std::memory_order_acquire) == 1 || count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        destroyFlat(object(cf));
+    }
 }
 
 CFIndex CFGetRetainCount(CFTypeRef cf) {

@@ -27,15 +27,23 @@ struct RecentKeys {
     }
 
     CFStringRef& slotOf(std::string_view text) noexcept {
-        std::uint64_t head = 0;
-        std::uint64_t tail = 0;
-        if (text.size() >= 8) {
-            std::memcpy(&head, text.data(), 8);
-            std::memcpy(&tail, text.data() + text.size() - 8, 8);
-        } else {
-            std::memcpy(&head, text.data(), text.size());
+        // Loads of fixed sizes, which may overlap: the first and the last bytes of the text.
+        const char* const at = text.data();
+        const std::size_t size = text.size();
+        std::uint64_t first = 0;
+        std::uint64_t last = 0;
+        if (size >= 8) {
+            std::memcpy(&first, at, 8);
+            std::memcpy(&last, at + size - 8, 8);
+        } else if (size >= 4) {
+            std::memcpy(&first, at, 4);
+            std::memcpy(&last, at + size - 4, 4);
+        } else if (size > 0) {
+            first = static_cast<std::uint8_t>(at[0]);
+            last = static_cast<std::uint64_t>(static_cast<std::uint8_t>(at[size / 2])) << 8 |
+                   static_cast<std::uint8_t>(at[size - 1]);
         }
-        const std::uint64_t mixed = (head ^ (tail << 7 | tail >> 57) ^ text.size()) * 0x9E3779B97F4A7C15u;
+        const std::uint64_t mixed = (first ^ (last << 7 | last >> 57) ^ size) * 0x9E3779B97F4A7C15u;
         return keys[mixed >> (64 - kSlotBits)];
     }
 

@@ -244,7 +244,7 @@ std::unique_ptr<Normaliser> Normaliser::decomposing() {
     return form ? std::make_unique<Normaliser>(form) : nullptr;
 }
 
-void Normaliser::put(char32_t c, std::vector<char32_t>& out) {
+void Normaliser::put(char32_t c, CharacterQueue& out) noexcept {
     if (count_ == kMostHeld ||
         (count_ != 0 && (c < 0x80 || unorm2_hasBoundaryBefore(form_, static_cast<UChar32>(c))))) {
         finish(out);
@@ -252,11 +252,11 @@ void Normaliser::put(char32_t c, std::vector<char32_t>& out) {
     held_[count_++] = c;
 }
 
-void Normaliser::finish(std::vector<char32_t>& out) {
+void Normaliser::finish(CharacterQueue& out) noexcept {
     const std::size_t count = std::exchange(count_, 0);
     if (count == 0) return;
     if (count == 1 && held_[0] < 0x80) {
-        out.push_back(held_[0]);
+        out.push(held_[0]);
         return;
     }
     std::array<UChar, 2 * kMostHeld> units{};
@@ -267,13 +267,13 @@ void Normaliser::finish(std::vector<char32_t>& out) {
     const std::int32_t normalLength =
         unorm2_normalize(form_, units.data(), length, normal.data(), static_cast<std::int32_t>(normal.size()), &error);
     if (U_FAILURE(error)) {
-        out.insert(out.end(), held_.begin(), held_.begin() + count);
+        for (std::size_t i = 0; i < count; ++i) out.push(held_[i]);
         return;
     }
     for (std::int32_t i = 0; i < normalLength;) {
         UChar32 c;
         U16_NEXT_UNSAFE(normal, i, c);
-        out.push_back(static_cast<char32_t>(c));
+        out.push(static_cast<char32_t>(c));
     }
 }
 

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 struct UNormalizer2;
 
@@ -69,6 +68,30 @@ std::unique_ptr<Encoder> makeEncoder(const Charset& to, bool transliterating);
 using DirectConversion = Stop (*)(Input&, Output&) noexcept;
 DirectConversion directConversion(Charset::Kind from, Charset::Kind to) noexcept;
 
+/// Characters on their way, in order. It never holds more than kPlaces: who pushes sees to that.
+class CharacterQueue {
+  public:
+    static constexpr std::size_t kPlaces = 1024;
+
+    const char32_t* begin() const noexcept { return characters_.data() + head_; }
+    const char32_t* end() const noexcept { return characters_.data() + tail_; }
+    std::size_t size() const noexcept { return tail_ - head_; }
+
+    void push(char32_t c) noexcept {
+        if (tail_ != kPlaces) characters_[tail_++] = c;
+    }
+    void popTo(const char32_t* at) noexcept {
+        head_ = static_cast<std::size_t>(at - characters_.data());
+        if (head_ == tail_) clear();
+    }
+    void clear() noexcept { head_ = tail_ = 0; }
+
+  private:
+    std::array<char32_t, kPlaces> characters_;
+    std::size_t head_ = 0;
+    std::size_t tail_ = 0;
+};
+
 /// Brings characters to a normal form as they pass. What may still join with the next character is held back, up to a
 /// bound: an endless run of marks is cut rather than kept.
 class Normaliser {
@@ -83,9 +106,10 @@ class Normaliser {
 
     explicit Normaliser(const UNormalizer2* form) noexcept : form_(form) {}
 
-    void put(char32_t c, std::vector<char32_t>& out);
-    void finish(std::vector<char32_t>& out);
+    void put(char32_t c, CharacterQueue& out) noexcept;
+    void finish(CharacterQueue& out) noexcept;
     void reset() noexcept { count_ = 0; }
+    std::size_t held() const noexcept { return count_; }
 
   private:
     const UNormalizer2* form_;

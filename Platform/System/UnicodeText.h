@@ -3,7 +3,8 @@
 // The encodings of Unicode, and the direct way from one to another.
 //
 // An encoding is a class of static functions: `decode` reads one character and refuses everything that is not exactly
-// one (surrogates, values above 0x10FFFF, longer forms than needed), `encode` writes one. Both are small enough to
+// one (surrogates, values above 0x10FFFF, longer forms than needed), `encode` writes one. `decodeSure` and `encodeSure`
+// do the same where the longest character is sure to fit, and may look and write that far. All are small enough to
 // vanish into convertText, which is where the speed of the common conversions comes from.
 
 #include <algorithm>
@@ -33,6 +34,9 @@ struct Output {
 /// Why a conversion stopped: the input is used up, ends inside a character, is invalid where it stands (or cannot be
 /// represented), or the output has no room for the next character.
 enum class Stop { UsedUp, Incomplete, Invalid, Full };
+
+/// No encoding of one character is longer than this, in any of those below.
+constexpr std::size_t kLongestCharacter = 4;
 
 /// What `decode` answers instead of a character's length.
 constexpr int kIncomplete = 0;
@@ -76,8 +80,39 @@ struct UTF8Text {
         return 4;
     }
 
+    /// The common lengths by one comparison of all marking bits each; the rest, and what is wrong, the long way.
+    static int decodeSure(const unsigned char* in, char32_t& c) noexcept {
+        std::uint32_t bytes;
+        std::memcpy(&bytes, in, sizeof bytes);
+        if ((bytes & 0x80) == 0) {
+            c = bytes & 0x7F;
+            return 1;
+        }
+        if ((bytes & 0xC0E0) == 0x80C0) {
+            c = (bytes & 0x1F) << 6 | (bytes >> 8 & 0x3F);
+            return c >= 0x80 ? 2 : kInvalid;
+        }
+        if ((bytes & 0xC0C0F0) == 0x8080E0) {
+            c = (bytes & 0x0F) << 12 | (bytes >> 2 & 0xFC0) | (bytes >> 16 & 0x3F);
+            return c >= 0x800 && !isSurrogate(c) ? 3 : kInvalid;
+        }
+        return decode(in, kLongestCharacter, c);
+    }
+
     static constexpr std::size_t length(char32_t c) noexcept {
         return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+    }
+
+    static std::size_t encodeSure(char32_t c, unsigned char* out) noexcept {
+        if (c >= 0x80 && c < 0x10000) {
+            // Lead and trails in one store, with a byte or two too many.
+            const std::uint32_t last = 0x80 | (c & 0x3F);
+            const std::uint32_t bytes =
+                c < 0x800 ? (0xC0 | c >> 6) | last << 8 : (0xE0 | c >> 12) | (0x80 | (c >> 6 & 0x3F)) << 8 | last << 16;
+            std::memcpy(out, &bytes, sizeof bytes);
+            return c < 0x800 ? 2 : 3;
+        }
+        return encode(c, out);
     }
 
     static std::size_t encode(char32_t c, unsigned char* out) noexcept {
@@ -126,6 +161,8 @@ struct UTF16LEText {
         return 4;
     }
 
+    static int decodeSure(const unsigned char* in, char32_t& c) noexcept { return decode(in, kLongestCharacter, c); }
+
     static constexpr std::size_t length(char32_t c) noexcept { return c < 0x10000 ? 2 : 4; }
 
     static std::size_t encode(char32_t c, unsigned char* out) noexcept {
@@ -137,6 +174,8 @@ struct UTF16LEText {
         put(0xDC00 + ((c - 0x10000) & 0x3FF), out + 2);
         return 4;
     }
+
+    static std::size_t encodeSure(char32_t c, unsigned char* out) noexcept { return encode(c, out); }
 
   private:
     static char32_t unit(const unsigned char* in) noexcept {
@@ -159,58 +198,95 @@ struct UTF32LEText {
         return isCharacter(c) ? 4 : kInvalid;
     }
 
+    static int decodeSure(const unsigned char* in, char32_t& c) noexcept { return decode(in, kLongestCharacter, c); }
+
     static constexpr std::size_t length(char32_t) noexcept { return 4; }
 
     static std::size_t encode(char32_t c, unsigned char* out) noexcept {
         std::memcpy(out, &c, sizeof c);
         return 4;
     }
+
+    static std::size_t encodeSure(char32_t c, unsigned char* out) noexcept { return encode(c, out); }
 };
 
-/// No encoding of one character is longer than this, in any of them.
-constexpr std::size_t kLongestCharacter = 4;
+constexpr std::size_t kPlainBlock = 8;
 
-constexpr std::size_t kPlainBlock = 16;
-
-/// Converts a block of plain ASCII, unit by unit; leaves it when there is anything else in it.
-template <class From, class To>
-bool convertPlainBlock(const unsigned char* in, unsigned char* out) noexcept {
-    std::array<typename From::Unit, kPlainBlock> from;
-    std::memcpy(&from, in, sizeof from);
-    typename From::Unit all = 0;
-    for (const auto unit : from) all = static_cast<typename From::Unit>(all | unit);
-    if (all >= 0x80) return false;
-    std::array<typename To::Unit, kPlainBlock> to;
-    for (std::size_t i = 0; i < kPlainBlock; ++i) to[i] = static_cast<typename To::Unit>(from[i]);
-    std::memcpy(out, &to, sizeof to);
-    return true;
+/// Whether the unit is plain ASCII.
+template <class Unit>
+bool isPlain(const unsigned char* in) noexcept {
+    Unit unit;
+    std::memcpy(&unit, in, sizeof unit);
+    return unit < 0x80;
 }
 
-/// Converts character by character until something stops it, and leaves `in` and `out` exactly there.
+/// How many of the first units of a block are plain ASCII.
+template <class Unit>
+std::size_t plainUnits(const unsigned char* in) noexcept {
+    constexpr std::size_t kInWord = 8 / sizeof(Unit);
+    // The bits that no ASCII unit has, in each unit of the word.
+    constexpr std::uint64_t kBeyond = ~std::uint64_t{0} / static_cast<Unit>(~Unit{0}) * static_cast<Unit>(~Unit{0x7F});
+    for (std::size_t word = 0; word < sizeof(Unit); ++word) {
+        std::uint64_t units;
+        std::memcpy(&units, in + 8 * word, sizeof units);
+        if (const std::uint64_t beyond = units & kBeyond) {
+            return word * kInWord + static_cast<std::size_t>(std::countr_zero(beyond)) / (8 * sizeof(Unit));
+        }
+    }
+    return kPlainBlock;
+}
+
+/// A block of units in one vector of the compiler's, which knows how the processor widens and narrows them.
+template <class Unit>
+using PlainBlock [[gnu::vector_size(kPlainBlock * sizeof(Unit))]] = Unit;
+
+/// Converts a block unit by unit, as if all of it were plain ASCII.
 template <class From, class To>
-Stop convertText(Input& in, Output& out) noexcept {
+void convertPlainBlock(const unsigned char* in, unsigned char* out) noexcept {
+    PlainBlock<From> from;
+    std::memcpy(&from, in, sizeof from);
+    // By way of 16 bits: a step from 8 to 32 at once, or back, is taken apart badly by some compilers.
+    const auto half = __builtin_convertvector(from, PlainBlock<std::uint16_t>);
+    const auto to = __builtin_convertvector(half, PlainBlock<To>);
+    std::memcpy(out, &to, sizeof to);
+}
+
+/// Converts character by character until something stops it, and leaves `input` and `output` exactly there. What of the
+/// output is beyond that, it may have used.
+template <class From, class To>
+Stop convertText(Input& input, Output& output) noexcept {
+    using Unit = typename From::Unit;
+    Input in = input;  // the compiler cannot know that no byte of the text lies in these
+    Output out = output;
+    const auto stopped = [&](Stop stop) {
+        input = in;
+        output = out;
+        return stop;
+    };
     for (;;) {
         // So many characters need no look at either end.
         std::size_t sure = std::min(in.left(), out.room()) / kLongestCharacter;
-        while (sure != 0) {
-            char32_t c;
-            const int length = From::decode(in.at, kLongestCharacter, c);
-            if (length == kInvalid) return Stop::Invalid;
-            in.at += length;
-            out.at += To::encode(c, out.at);
-            --sure;
-            if (c >= 0x80) continue;
-            for (; sure >= kPlainBlock && convertPlainBlock<From, To>(in.at, out.at); sure -= kPlainBlock) {
-                in.at += kPlainBlock * sizeof(typename From::Unit);
-                out.at += kPlainBlock * sizeof(typename To::Unit);
+        while (sure >= kPlainBlock) {
+            const std::size_t plain = plainUnits<Unit>(in.at);
+            convertPlainBlock<Unit, typename To::Unit>(in.at, out.at);
+            in.at += plain * sizeof(Unit);
+            out.at += plain * sizeof(typename To::Unit);
+            sure -= plain;
+            if (plain == kPlainBlock) continue;
+            // Other characters come in runs too, with a blank here and there that is not worth a block.
+            for (char32_t c = 0x80; sure != 0 && (c >= 0x80 || !isPlain<Unit>(in.at)); --sure) {
+                const int length = From::decodeSure(in.at, c);
+                if (length == kInvalid) return stopped(Stop::Invalid);
+                in.at += length;
+                out.at += To::encodeSure(c, out.at);
             }
         }
-        if (in.left() == 0) return Stop::UsedUp;
+        if (in.left() == 0) return stopped(Stop::UsedUp);
         char32_t c;
         const int length = From::decode(in.at, in.left(), c);
-        if (length == kInvalid) return Stop::Invalid;
-        if (length == kIncomplete) return Stop::Incomplete;
-        if (To::length(c) > out.room()) return Stop::Full;
+        if (length == kInvalid) return stopped(Stop::Invalid);
+        if (length == kIncomplete) return stopped(Stop::Incomplete);
+        if (To::length(c) > out.room()) return stopped(Stop::Full);
         in.at += length;
         out.at += To::encode(c, out.at);
     }

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <new>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -38,8 +39,8 @@ class Conversion {
     /// Null, with errno set, when a name is not known.
     static std::unique_ptr<Conversion> open(std::string_view to, std::string_view from);
 
-    Stop run(Input& in, Output& out);
-    Stop endText(Output& out);
+    Stop run(Input& in, Output& out) noexcept;
+    Stop endText(Output& out) noexcept;
     void reset() noexcept;
 
     bool isTrivial() const noexcept;
@@ -51,25 +52,26 @@ class Conversion {
 
   private:
     Stop runDirect(Input& in, Output& out) noexcept;
-    Stop runThroughCharacters(Input& in, Output& out);
-    Stop fill(Input& in, std::size_t places);
-    Stop drain(Output& out) noexcept;
-    void finishDecoding();
+    Stop runThroughCharacters(Input& in, Output& out) noexcept;
+    Stop readAndWrite(Input& in, Output& out, std::size_t places) noexcept;
     std::size_t placesFor(std::size_t room) const noexcept;
-    void dropUnit(Input& in, std::size_t unit) noexcept;
+    Stop fill(Input& in, std::size_t places) noexcept;
+    Stop drain(Output& out) noexcept;
+    void pass(std::span<const char32_t> characters) noexcept;
+    void dropUnit(Input& in) noexcept;
 
-    /// The most characters that are read before they are written.
-    static constexpr std::size_t kBatch = 256;
+    /// Whether what was read can be read once more with the same result: the decoder keeps nothing between calls, and
+    /// nothing is held back.
+    bool canReadAgain() const noexcept { return from_.kind != Charset::Library && !normaliser_; }
 
     Charset from_;
     Charset to_;
     bool transliterating_ = false;
-    DirectConversion direct_ = nullptr;  ///< then there is nothing else
+    DirectConversion direct_ = nullptr;  ///< then there is nothing else to a conversion
     std::unique_ptr<Decoder> decoder_;
     std::unique_ptr<Encoder> encoder_;
     std::unique_ptr<Normaliser> normaliser_;
-    std::vector<char32_t> queue_;  ///< characters read and not yet written, from `head_` on
-    std::size_t head_ = 0;
+    CharacterQueue queue_;  ///< characters read and not yet written
 };
 
 std::unique_ptr<Conversion> Conversion::open(std::string_view to, std::string_view from) {
@@ -91,17 +93,16 @@ std::unique_ptr<Conversion> Conversion::open(std::string_view to, std::string_vi
     if (!made->decoder_) return nullptr;
     made->encoder_ = makeEncoder(made->to_, target.transliterate);
     if (!made->encoder_) return nullptr;
-    if (!made->direct_) made->queue_.reserve(kBatch + Normaliser::kMostHeld * Normaliser::kMostFromOne);
     return made;
 }
 
-Stop Conversion::run(Input& in, Output& out) {
+Stop Conversion::run(Input& in, Output& out) noexcept {
     dropped = 0;
     return direct_ ? runDirect(in, out) : runThroughCharacters(in, out);
 }
 
-void Conversion::dropUnit(Input& in, std::size_t unit) noexcept {
-    in.at += std::min(unit, in.left());
+void Conversion::dropUnit(Input& in) noexcept {
+    in.at += std::min(decoder_->unit(), in.left());
     ++dropped;
 }
 
@@ -109,107 +110,114 @@ Stop Conversion::runDirect(Input& in, Output& out) noexcept {
     for (;;) {
         const Stop stop = direct_(in, out);
         if (stop != Stop::Invalid || !isDiscarding) return stop;
-        dropUnit(in, decoder_->unit());
+        dropUnit(in);
     }
 }
 
-/// Reads no more characters than the output surely holds, so that input counts as converted only when its output is
-/// written. Where the output is smaller than that, characters are taken one at a time and may wait in the queue.
-Stop Conversion::runThroughCharacters(Input& in, Output& out) {
+Stop Conversion::runThroughCharacters(Input& in, Output& out) noexcept {
     const unsigned char* const start = in.at;
     const unsigned char* const outStart = out.at;
-    const unsigned char* before = in.at;
-    for (;;) {
-        if (const Stop stop = drain(out); stop != Stop::UsedUp) {
-            if (stop == Stop::Invalid) in.at = before;  // one character was taken: back to it
-            return stop;
-        }
-        if (in.left() == 0) return in.at == start ? endText(out) : Stop::UsedUp;
-
-        std::size_t places = isDiscarding ? placesFor(out.room()) : 1;
+    if (const Stop stop = drain(out); stop != Stop::UsedUp) return stop;
+    if (in.left() == 0) return endText(out);
+    while (in.left() != 0) {
+        std::size_t places = placesFor(out.room());
         if (places == 0) {
             if (in.at != start || out.at != outStart) return Stop::Full;
             places = 1;
         }
-        before = in.at;
-        const Stop stop = fill(in, places);
-        if (stop == Stop::Full && in.at == before && head_ == queue_.size()) return Stop::Full;
-        if (stop != Stop::Invalid && stop != Stop::Incomplete) continue;
-
-        if (const Stop written = drain(out); written != Stop::UsedUp) {
-            if (written == Stop::Invalid) in.at = before;
-            return written;
-        }
-        if (stop == Stop::Incomplete) {
-            if (in.at == start) endText(out);
+        const Stop stop = readAndWrite(in, out, places);
+        if (stop == Stop::Invalid && isDiscarding) {
+            dropUnit(in);
+        } else if (stop != Stop::UsedUp) {
+            if (stop == Stop::Incomplete && in.at == start) endText(out);
             return stop;
         }
-        if (!isDiscarding) return stop;
-        dropUnit(in, decoder_->unit());
     }
+    return Stop::UsedUp;
 }
 
+/// How many characters to read before they are written. Input counts as converted only when its output is written.
+/// Where reading can be done over, the rest is read again later; otherwise no more is read than the output surely
+/// holds, and if that is nothing, one character, which may then wait in the queue.
 std::size_t Conversion::placesFor(std::size_t room) const noexcept {
+    constexpr std::size_t kMost = CharacterQueue::kPlaces / Normaliser::kMostFromOne - Normaliser::kMostHeld;
+    if (canReadAgain()) return isDiscarding ? std::clamp<std::size_t>(room, 1, kMost) : 1;
     std::size_t places = room / encoder_->longest();
     if (normaliser_) {
         places /= Normaliser::kMostFromOne;
-        places -= std::min(places, Normaliser::kMostHeld);
+        places -= std::min(places, normaliser_->held());
     }
-    return std::min(places, kBatch);
+    return std::min(places, isDiscarding ? kMost : 1);
+}
+
+/// One turn: up to `places` characters. UsedUp says only that the turn is done.
+Stop Conversion::readAndWrite(Input& in, Output& out, std::size_t places) noexcept {
+    const unsigned char* const before = in.at;
+    const Stop read = fill(in, places);
+    const std::size_t count = queue_.size();
+    const Stop written = drain(out);
+    if (written == Stop::UsedUp) {
+        if (read == Stop::Full && in.at == before && count == 0) return Stop::Full;
+        return read == Stop::Full ? Stop::UsedUp : read;
+    }
+    if (canReadAgain()) {
+        const std::size_t done = count - queue_.size();
+        queue_.clear();
+        in.at = before;
+        fill(in, done);
+        queue_.clear();
+    } else if (written == Stop::Invalid) {
+        queue_.clear();
+        in.at = before;
+    }
+    return written;
 }
 
 /// Reads up to `places` characters into the queue, or a few more where a decoder cannot give fewer.
-Stop Conversion::fill(Input& in, std::size_t places) {
-    std::array<char32_t, kBatch> batch;
+Stop Conversion::fill(Input& in, std::size_t places) noexcept {
+    if (places == 0) return Stop::Full;
+    std::array<char32_t, CharacterQueue::kPlaces> batch;
     char32_t* end = batch.data();
     const unsigned char* const before = in.at;
     Stop stop = decoder_->decode(in, end, batch.data() + places);
     if (stop == Stop::Full && in.at == before && end == batch.data() && places < Decoder::kPlaces) {
         stop = decoder_->decode(in, end, batch.data() + Decoder::kPlaces);
     }
-    if (!normaliser_) {
-        queue_.insert(queue_.end(), batch.data(), end);
-    } else {
-        for (const char32_t* c = batch.data(); c != end; ++c) normaliser_->put(*c, queue_);
-    }
+    pass({batch.data(), end});
     return stop;
 }
 
+void Conversion::pass(std::span<const char32_t> characters) noexcept {
+    if (normaliser_) {
+        for (const char32_t c : characters) normaliser_->put(c, queue_);
+    } else {
+        for (const char32_t c : characters) queue_.push(c);
+    }
+}
+
+/// Writes the queue. Invalid: its first character cannot be represented, and may not be dropped.
 Stop Conversion::drain(Output& out) noexcept {
-    while (head_ != queue_.size()) {
-        const char32_t* at = queue_.data() + head_;
-        const Stop stop = encoder_->encode(at, queue_.data() + queue_.size(), out);
-        head_ = static_cast<std::size_t>(at - queue_.data());
+    while (queue_.size() != 0) {
+        const char32_t* at = queue_.begin();
+        const Stop stop = encoder_->encode(at, queue_.end(), out);
+        queue_.popTo(at);
         if (stop == Stop::UsedUp) break;
-        if (stop == Stop::Full) return stop;
-        ++head_;
-        if (!isDiscarding) {
-            queue_.clear();
-            head_ = 0;
-            return Stop::Invalid;
-        }
+        if (stop == Stop::Full || !isDiscarding) return stop;
+        queue_.popTo(at + 1);
         ++dropped;
     }
-    queue_.clear();
-    head_ = 0;
     return Stop::UsedUp;
 }
 
-void Conversion::finishDecoding() {
+Stop Conversion::endText(Output& out) noexcept {
+    if (direct_) return Stop::UsedUp;
     std::array<char32_t, Decoder::kPlaces> last;
     char32_t* end = last.data();
-    decoder_->finish(end, last.data() + last.size());
-    if (!normaliser_) {
-        queue_.insert(queue_.end(), last.data(), end);
-        return;
+    if (queue_.size() == 0) {
+        decoder_->finish(end, last.data() + last.size());
+        pass({last.data(), end});
+        if (normaliser_) normaliser_->finish(queue_);
     }
-    for (const char32_t* c = last.data(); c != end; ++c) normaliser_->put(*c, queue_);
-    normaliser_->finish(queue_);
-}
-
-Stop Conversion::endText(Output& out) {
-    if (direct_) return Stop::UsedUp;
-    finishDecoding();
     if (const Stop stop = drain(out); stop != Stop::UsedUp) return stop;
     return encoder_->finish(out);
 }
@@ -219,7 +227,6 @@ void Conversion::reset() noexcept {
     encoder_->reset();
     if (normaliser_) normaliser_->reset();
     queue_.clear();
-    head_ = 0;
 }
 
 bool Conversion::isTrivial() const noexcept {
@@ -262,7 +269,7 @@ std::size_t answer(const Conversion& conversion, Stop stop) noexcept {
     return kFailed;
 }
 
-std::size_t convert(Conversion& conversion, char** inbuf, std::size_t* inbytesleft, Output& out) {
+std::size_t convert(Conversion& conversion, char** inbuf, std::size_t* inbytesleft, Output& out) noexcept {
     if (!inbuf || !*inbuf) {
         const Stop stop = out.at ? conversion.endText(out) : Stop::UsedUp;
         if (stop != Stop::Full) conversion.reset();
@@ -301,12 +308,7 @@ size_t iconv(iconv_t cd, char** __restrict inbuf, size_t* __restrict inbytesleft
     if (!conversion) return kFailed;
     auto* const begin = outbuf && outbytesleft ? reinterpret_cast<unsigned char*>(*outbuf) : nullptr;
     Output out{begin, begin ? begin + *outbytesleft : nullptr};
-    std::size_t result = kFailed;
-    try {
-        result = convert(*conversion, inbuf, inbytesleft, out);
-    } catch (const std::bad_alloc&) {
-        errno = ENOMEM;
-    }
+    const std::size_t result = convert(*conversion, inbuf, inbytesleft, out);
     if (begin) {
         *outbuf += out.at - begin;
         *outbytesleft = out.room();

@@ -1,16 +1,12 @@
 #include <KXCoreLib/AccountInfo.h>
 
+#include "AccountInfoCache.h"
+
+#include <KXCoreLib/Singleton.h>
+
 #include <cstring>
 
 namespace KXCore {
-namespace {
-
-/// What every record is made as: the account with what its cache needs to keep it.
-struct AccountInfo2 : AccountInfo {
-    using AccountInfo::AccountInfo;
-};
-
-}  // namespace
 
 AccountInfo::AccountInfo(AccountType type, unsigned id, const UUID& uuid, const char* sid, const char* name)
     : type_(type), id_(id), uuid_(uuid), sid_(sid ? sid : ""), name_(name ? name : "") {}
@@ -19,6 +15,10 @@ boost::intrusive_ptr<AccountInfo> AccountInfo::create(AccountType type, unsigned
                                                       const char* name) {
     // Born with the one reference that the caller now holds.
     return {new AccountInfo2(type, id, uuid, sid, name), /*add_ref=*/false};
+}
+
+boost::intrusive_ptr<AccountInfo> AccountInfo::get(const UUID& uuid) {
+    return GetSingletonInstance<AccountInfoCache, int>().get(uuid);
 }
 
 bool AccountInfo::allFieldsValid() const noexcept {
@@ -34,10 +34,6 @@ void intrusive_ptr_release(const AccountInfo* account) noexcept {
     if (account->count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete static_cast<const AccountInfo2*>(account);
 }
 
-std::size_t hash_value(const AccountInfo& account) noexcept {
-    std::uint64_t first;
-    std::memcpy(&first, account.getUUID().bytes, sizeof first);
-    return first;
-}
+std::size_t hash_value(const AccountInfo& account) noexcept { return AccountInfoCache::hashOf(account.getUUID()); }
 
 }  // namespace KXCore

@@ -193,7 +193,8 @@ TEST_F(CustomACLTest, AMaskThatDoesNotEvaluateIsRefused) {
 
 TEST_F(CustomACLTest, AFurtherColonReachesTheMask) {
     CustomACL acl;
-    const std::string text = said([&] { EXPECT_TRUE(CustomACL::parse(acl, "alice:allow:read:", kNames, InitModeStrict)); });
+    const std::string text =
+        said([&] { EXPECT_TRUE(CustomACL::parse(acl, "alice:allow:read:", kNames, InitModeStrict)); });
     EXPECT_EQ(text, "unexpected character: :\n");
     EXPECT_EQ(acl.getEntries()[0].mask, kRead);
 }
@@ -374,8 +375,10 @@ TEST_F(CustomACLTest, AnIdentityOfAnotherTypeIsAnUnexpectedType) {
 }
 
 TEST_F(CustomACLTest, AMaskOfANumberKeepsItsLow32Bits) {
-    EXPECT_EQ(read(list({entry(text("allow"), "UserName", text("alice"), number(4294967301))})).getEntries()[0].mask, 5u);
-    EXPECT_EQ(read(list({entry(text("allow"), "UserName", text("alice"), number(-1))})).getEntries()[0].mask, 0xFFFFFFFFu);
+    EXPECT_EQ(read(list({entry(text("allow"), "UserName", text("alice"), number(4294967301))})).getEntries()[0].mask,
+              5u);
+    EXPECT_EQ(read(list({entry(text("allow"), "UserName", text("alice"), number(-1))})).getEntries()[0].mask,
+              0xFFFFFFFFu);
 }
 
 TEST_F(CustomACLTest, ABadMaskIsRefused) {
@@ -411,7 +414,8 @@ TEST_F(CustomACLTest, CountsTheSIDsThatCouldNotBeResolved) {
 }
 
 TEST_F(CustomACLTest, AnUnresolvedNameFailsReadingInStrictMode) {
-    for (const auto& [key, id] : {std::pair("UserName", "nosuchuser"), {"GroupName", "nosuchgroup"}, {"SID", "S-1-5-21-1"}}) {
+    for (const auto& [key, id] :
+         {std::pair("UserName", "nosuchuser"), {"GroupName", "nosuchgroup"}, {"SID", "S-1-5-21-1"}}) {
         CustomACL acl;
         const PListNavigator navigator({list({entry(text("allow"), key, text(id), number(1))}), L"list"});
         said([&] { EXPECT_FALSE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict)); });

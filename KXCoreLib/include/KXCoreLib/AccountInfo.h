@@ -29,6 +29,12 @@ class KX_EXPORT AccountInfo : boost::noncopyable {
     static boost::intrusive_ptr<AccountInfo> create(AccountType type, unsigned id, const UUID& uuid, const char* sid,
                                                     const char* name);
 
+    /// The account with the identity `uuid`, as the system's databases have it. Never null: what is not known of an
+    /// account is missing from its record. Answers are kept for twelve hours; a lasting failure to find everything is
+    /// tried again after 15 seconds, and up to 10 minutes later each time, while somebody asks; a record whose name is
+    /// headed by the computer's name is made anew when that name changes. May block while the name service is asked.
+    static boost::intrusive_ptr<AccountInfo> get(const UUID& uuid);
+
     /// Whether nothing is missing: a type, an id, an identity, a SID and a name.
     [[nodiscard]] bool allFieldsValid() const noexcept;
 

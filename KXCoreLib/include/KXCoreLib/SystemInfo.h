@@ -2,9 +2,12 @@
 
 #include <KXCoreLib/Export.h>
 
+#include <CoreFoundation/CFBase.h>
+
 #include <atomic>
 #include <boost/core/noncopyable.hpp>
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <boost/thread/mutex.hpp>
 #include <cstdint>
 #include <string>
 
@@ -33,5 +36,35 @@ class KX_EXPORT NetBiosName : boost::noncopyable {
 
 KX_EXPORT void intrusive_ptr_add_ref(const NetBiosName* name) noexcept;
 KX_EXPORT void intrusive_ptr_release(const NetBiosName* name) noexcept;
+
+/// The computer's current NetBIOS name; the empty name until one is set. Never null. It follows changes of the name
+/// only while the updater is scheduled on a run loop. Any thread.
+KX_EXPORT boost::intrusive_ptr<NetBiosName> GetSystemNetBiosName();
+
+/// Whether `name` is the object that GetSystemNetBiosName() answers now. Takes no lock and no reference; `name`, which
+/// the caller must hold, is compared and not looked into. Any thread.
+KX_EXPORT bool SystemNetBiosNameIs(const NetBiosName* name) noexcept;
+
+/// Sets the current name: to `name`, or when it is null to the host's name up to its first dot. Changes nothing when
+/// neither can be had as text of fewer than 512 bytes, or when the name is the current one already. Any thread.
+KX_EXPORT void SetSystemNetBiosName_internal(CFStringRef name);
+
+/// What the library knows of the system it runs on. One for the process (GetSingletonInstance<SystemInfo, int>); any
+/// thread.
+class KX_EXPORT SystemInfo : boost::noncopyable {
+  public:
+    /// The current name, held. The first call stores the empty name when none was set.
+    boost::intrusive_ptr<NetBiosName> getNetBiosName();
+    void setNetBiosName(const boost::intrusive_ptr<NetBiosName>& name);
+
+    bool netBiosNameIs(const NetBiosName* name) const noexcept {
+        return current_.load(std::memory_order_acquire) == name;
+    }
+
+  private:
+    boost::mutex mutex_;
+    boost::intrusive_ptr<NetBiosName> name_;
+    std::atomic<const NetBiosName*> current_{nullptr};  ///< name_, for comparing only
+};
 
 }  // namespace KXCore

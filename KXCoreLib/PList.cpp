@@ -174,14 +174,13 @@ const PListNode& PListNode::operator/(const char* key) const {
 }
 
 bool PListNode::getArrayIter(PListArrayIter& out, ItemKind kind, CFStringRef labelKey) const {
-    CFArrayRef array;
-    if (!getValue(array, kind)) return false;
+    if (!typedValue<ArrayRef>(kind)) return false;
     out = PListArrayIter(this, labelKey);
     return true;
 }
 
-bool PListNode::reportMissing(ItemKind kind) const {
-    if (kind != ItemKind::Required) return false;
+void PListNode::reportMissing(ItemKind kind) const {
+    if (kind != ItemKind::Required) return;
     const PListNode* missing = this;
     while (missing->parent_ && !missing->parent_->value_) missing = missing->parent_;
     const PListNode* const last = missing->parent_;
@@ -192,40 +191,54 @@ bool PListNode::reportMissing(ItemKind kind) const {
 }
 
 bool PListNode::getValue(CFTypeRef& out, ItemKind kind) const {
-    if (!value_) return reportMissing(kind);
+    if (!value_) {
+        reportMissing(kind);
+        return false;
+    }
     out = value_.get();
     return true;
 }
 
 bool PListNode::getValue(PropertyListRef& out, ItemKind kind) const {
-    if (!value_) return reportMissing(kind);
+    if (!value_) {
+        reportMissing(kind);
+        return false;
+    }
     out = value_;
     return true;
 }
 
 template <class Ref>
-bool PListNode::getTyped(typename Ref::RawType& out, ItemKind kind) const {
-    if (!value_) return reportMissing(kind);
-    if (const typename Ref::RawType value = as<Ref>(value_.get())) {
-        out = value;
-        return true;
+typename Ref::RawType PListNode::typedValue(ItemKind kind) const {
+    if (!value_) {
+        reportMissing(kind);
+        return nullptr;
     }
-    if (kind == ItemKind::Required) throw PListUnexpectedTypeError(*this, kTypeCode<Ref>);
-    return false;
+    const typename Ref::RawType value = as<Ref>(value_.get());
+    if (!value && kind == ItemKind::Required) throw PListUnexpectedTypeError(*this, kTypeCode<Ref>);
+    return value;
+}
+
+template <class Ref>
+bool PListNode::getRaw(typename Ref::RawType& out, ItemKind kind) const {
+    const typename Ref::RawType value = typedValue<Ref>(kind);
+    if (!value) return false;
+    out = value;
+    return true;
 }
 
 template <class Ref>
 bool PListNode::getWrapped(Ref& out, ItemKind kind) const {
-    typename Ref::RawType value;
-    if (!getTyped<Ref>(value, kind)) return false;
+    const typename Ref::RawType value = typedValue<Ref>(kind);
+    if (!value) return false;
     out = Ref::retain(value);
     return true;
 }
 
 template <class Number>
 bool PListNode::getNumber(Number& out, CFNumberType type, ItemKind kind) const {
-    CFNumberRef number;
-    if (!getTyped<NumberRef>(number, kind)) return false;
+    const CFNumberRef number = typedValue<NumberRef>(kind);
+    if (!number) return false;
     // Even a conversion that fails may write the nearest value.
     Number value{};
     if (CFNumberGetValue(number, type, &value)) {
@@ -236,13 +249,13 @@ bool PListNode::getNumber(Number& out, CFNumberType type, ItemKind kind) const {
     return false;
 }
 
-bool PListNode::getValue(CFStringRef& out, ItemKind kind) const { return getTyped<StringRef>(out, kind); }
-bool PListNode::getValue(CFArrayRef& out, ItemKind kind) const { return getTyped<ArrayRef>(out, kind); }
-bool PListNode::getValue(CFDictionaryRef& out, ItemKind kind) const { return getTyped<DictionaryRef>(out, kind); }
-bool PListNode::getValue(CFDateRef& out, ItemKind kind) const { return getTyped<DateRef>(out, kind); }
-bool PListNode::getValue(CFBooleanRef& out, ItemKind kind) const { return getTyped<BooleanRef>(out, kind); }
-bool PListNode::getValue(CFNumberRef& out, ItemKind kind) const { return getTyped<NumberRef>(out, kind); }
-bool PListNode::getValue(CFDataRef& out, ItemKind kind) const { return getTyped<DataRef>(out, kind); }
+bool PListNode::getValue(CFStringRef& out, ItemKind kind) const { return getRaw<StringRef>(out, kind); }
+bool PListNode::getValue(CFArrayRef& out, ItemKind kind) const { return getRaw<ArrayRef>(out, kind); }
+bool PListNode::getValue(CFDictionaryRef& out, ItemKind kind) const { return getRaw<DictionaryRef>(out, kind); }
+bool PListNode::getValue(CFDateRef& out, ItemKind kind) const { return getRaw<DateRef>(out, kind); }
+bool PListNode::getValue(CFBooleanRef& out, ItemKind kind) const { return getRaw<BooleanRef>(out, kind); }
+bool PListNode::getValue(CFNumberRef& out, ItemKind kind) const { return getRaw<NumberRef>(out, kind); }
+bool PListNode::getValue(CFDataRef& out, ItemKind kind) const { return getRaw<DataRef>(out, kind); }
 
 bool PListNode::getValue(StringRef& out, ItemKind kind) const { return getWrapped(out, kind); }
 bool PListNode::getValue(ArrayRef& out, ItemKind kind) const { return getWrapped(out, kind); }
@@ -253,8 +266,8 @@ bool PListNode::getValue(NumberRef& out, ItemKind kind) const { return getWrappe
 bool PListNode::getValue(DataRef& out, ItemKind kind) const { return getWrapped(out, kind); }
 
 bool PListNode::getValue(std::string& out, ItemKind kind) const {
-    CFStringRef string;
-    if (!getTyped<StringRef>(string, kind)) return false;
+    const CFStringRef string = typedValue<StringRef>(kind);
+    if (!string) return false;
     const CFIndex length = CFStringGetLength(string);
     if (const char* const text = CFStringGetCStringPtr(string, kCFStringEncodingUTF8)) {
         // Kept as ASCII: a byte for each unit, a NUL within the text among them.
@@ -271,23 +284,23 @@ bool PListNode::getValue(std::string& out, ItemKind kind) const {
 }
 
 bool PListNode::getValue(std::wstring& out, ItemKind kind) const {
-    CFStringRef string;
-    if (!getTyped<StringRef>(string, kind)) return false;
+    const CFStringRef string = typedValue<StringRef>(kind);
+    if (!string) return false;
     out.clear();
     appendText(out, string);
     return true;
 }
 
 bool PListNode::getValue(std::vector<unsigned char>& out, ItemKind kind) const {
-    CFDataRef data;
-    if (!getTyped<DataRef>(data, kind)) return false;
+    const CFDataRef data = typedValue<DataRef>(kind);
+    if (!data) return false;
     DataRef::retain(data).copyStdVector(out);
     return true;
 }
 
 bool PListNode::getValue(bool& out, ItemKind kind) const {
-    CFBooleanRef boolean;
-    if (!getTyped<BooleanRef>(boolean, kind)) return false;
+    const CFBooleanRef boolean = typedValue<BooleanRef>(kind);
+    if (!boolean) return false;
     out = CFBooleanGetValue(boolean) != 0;
     return true;
 }

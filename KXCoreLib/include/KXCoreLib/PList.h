@@ -137,12 +137,14 @@ class KX_EXPORT PListNode {
               CoreFoundation::StringRef key, CoreFoundation::PropertyListRef value) noexcept;
 
     template <class Ref>
-    bool getTyped(typename Ref::RawType& out, ItemKind kind) const;
+    typename Ref::RawType typedValue(ItemKind kind) const;
+    template <class Ref>
+    bool getRaw(typename Ref::RawType& out, ItemKind kind) const;
     template <class Ref>
     bool getWrapped(Ref& out, ItemKind kind) const;
     template <class Number>
     bool getNumber(Number& out, CFNumberType type, ItemKind kind) const;
-    bool reportMissing(ItemKind kind) const;
+    void reportMissing(ItemKind kind) const;
 
     const PListNavigator* navigator_;
     const PListNode* parent_;

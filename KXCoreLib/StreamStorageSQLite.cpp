@@ -1,0 +1,256 @@
+#include "StreamDatabase.h"
+
+#include <KXCoreLib/StreamStorage.h>
+
+#include <uuid/uuid.h>
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/mutex.hpp>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KXCore {
+
+using CoreFoundation::DataRef;
+using CoreFoundation::ErrorRef;
+using CoreFoundation::PropertyListRef;
+
+namespace {
+
+using IndirectionPtr = boost::intrusive_ptr<SQLiteSessionIndirection>;
+using SessionPtr = boost::intrusive_ptr<SQLiteSession>;
+
+IndirectionPtr makeIndirection(SQLiteSession* session) {
+    return {new SQLiteSessionIndirection(session), /*add_ref=*/false};
+}
+
+/// The part of an XML property list that is stored: what follows its declaration and document type.
+std::string_view storedPart(std::string_view xml) noexcept {
+    const std::size_t start = xml.find("<plist");
+    return start == std::string_view::npos ? xml : xml.substr(start);
+}
+
+/// Items read in one go and not handed out yet, each as its id, its length, its bytes and padding to 8 bytes.
+class Batch {
+  public:
+    /// The largest number of bytes that one batch may fill.
+    static constexpr std::uint64_t kBudget = 260096;
+
+    struct Record {
+        unsigned long long id;
+        const unsigned char* bytes;
+        std::size_t length;
+    };
+
+    bool empty() const noexcept { return bytes_.empty(); }
+    bool atEnd() const noexcept { return position_ == kNone; }
+
+    /// Empties the batch and keeps its memory.
+    void clear() noexcept {
+        bytes_.clear();
+        position_ = kNone;
+    }
+
+    bool fits(std::size_t length) const noexcept {
+        const std::uint64_t size = sizeOf(length);
+        return size <= kBudget && bytes_.size() <= kBudget - size;
+    }
+
+    /// The item must fit.
+    void append(unsigned long long id, const void* bytes, std::size_t length) {
+        const Head head{id, length};
+        const std::size_t start = bytes_.size();
+        bytes_.resize(start + sizeOf(length));
+        std::memcpy(bytes_.data() + start, &head, sizeof head);
+        if (length != 0) std::memcpy(bytes_.data() + start + sizeof head, bytes, length);
+        if (atEnd()) position_ = 0;
+    }
+
+    /// The next record, which must be there; it stays where it is until the batch is cleared.
+    Record next() noexcept {
+        Head head;
+        std::memcpy(&head, bytes_.data() + position_, sizeof head);
+        const Record record{head.id, bytes_.data() + position_ + sizeof head, head.length};
+        position_ += sizeOf(head.length);
+        if (position_ >= bytes_.size()) position_ = kNone;
+        return record;
+    }
+
+  private:
+    struct Head {
+        std::uint64_t id;
+        std::uint64_t length;
+    };
+
+    static constexpr std::uint64_t kNone = ~std::uint64_t{0};
+
+    static std::uint64_t sizeOf(std::uint64_t length) noexcept {
+        return (length + sizeof(Head) + 7) & ~std::uint64_t{7};
+    }
+
+    std::vector<unsigned char> bytes_;
+    std::uint64_t position_ = kNone;
+};
+
+class SQLiteStreamCursor final : public StreamCursor {
+  public:
+    SQLiteStreamCursor(IndirectionPtr indirection, StreamCursorKind kind, unsigned long long start_id)
+        : indirection_(std::move(indirection)), kind_(kind), next_id_(start_id) {}
+
+    unsigned long long getNextItem(const __CFAllocator* allocator, PropertyListRef& item) override {
+        while (true) {
+            if (batch_.atEnd()) refill();
+            if (batch_.atEnd()) return 0;
+            const Batch::Record record = batch_.next();
+            // The bytes are parsed where they lie; the item does not refer to them once it is made.
+            const DataRef data = DataRef::createWithBytesNoCopy(allocator, record.bytes,
+                                                                static_cast<CFIndex>(record.length), kCFAllocatorNull);
+            ErrorRef error;
+            item = PropertyListRef::createWithData(allocator, data.get(), kCFPropertyListImmutable, nullptr, &error);
+            if (item) return record.id;
+        }
+    }
+
+  private:
+    void refill() {
+        batch_.clear();
+        if (next_id_ == 0) return;
+        const SessionPtr session = indirection_->session();
+        next_id_ = session ? fetch(*session) : 0;
+    }
+
+    /// Fills the batch from `next_id_` on, and returns the id at which the next one begins; 0 when there is none.
+    unsigned long long fetch(SQLiteSession& session) {
+        SQLiteStatement* const statement = selectOf(session);
+        if (!statement) return 0;
+        const SQLiteExclusiveDatabaseLock lock(session.db);
+        statement->reset();
+        statement->bindID(next_id_);
+        unsigned long long next = 0;
+        while (statement->step() == SQLITE_ROW) {
+            const auto id = static_cast<unsigned long long>(statement->columnID(0));
+            const void* const bytes = sqlite3_column_blob(statement->handle(), 1);
+            const auto length = static_cast<std::size_t>(sqlite3_column_bytes(statement->handle(), 1));
+            if (batch_.fits(length)) {
+                batch_.append(id, bytes, length);
+            } else if (!batch_.empty()) {
+                next = id;
+                break;
+            }
+            // What is larger than a whole batch is passed over.
+        }
+        statement->reset();
+        statement->clearBindings();
+        return next;
+    }
+
+    SQLiteStatement* selectOf(SQLiteSession& session) const noexcept {
+        switch (kind_) {
+            case StreamCursorForward:
+                return &session.selectForward;
+            case StreamCursorBackward:
+                return &session.selectBackward;
+        }
+        return nullptr;
+    }
+
+    const IndirectionPtr indirection_;
+    const StreamCursorKind kind_;
+    unsigned long long next_id_;
+    Batch batch_;
+};
+
+}  // namespace
+
+StreamCursor::~StreamCursor() = default;
+
+class StreamStorageImpl : boost::noncopyable {
+  public:
+    explicit StreamStorageImpl(const char* path) : path_(path), indirection_(makeIndirection(nullptr)) {}
+    ~StreamStorageImpl() { indirection_->invalidate(); }
+
+    void openStorage(StreamMode mode) { install(SQLiteSession::open(path_.c_str(), mode).get()); }
+    void closeStorage() { install(nullptr); }
+    void resetStorage() {}
+
+    IndirectionPtr getSessionIndirection() {
+        const boost::unique_lock<boost::mutex> lock(mutex_);
+        return indirection_;
+    }
+
+  private:
+    void install(SQLiteSession* session) {
+        // Declared before the lock, so that the old indirection goes after it: closing a database may take a while.
+        IndirectionPtr indirection = makeIndirection(session);
+        const boost::unique_lock<boost::mutex> lock(mutex_);
+        indirection_.swap(indirection);
+    }
+
+    const std::string path_;
+    boost::mutex mutex_;
+    IndirectionPtr indirection_;
+};
+
+StreamStorage::StreamStorage(const char* path, const FileAttributes&) : impl_(new StreamStorageImpl(path)) {}
+
+StreamStorage::~StreamStorage() = default;
+
+void StreamStorage::openStorage(StreamMode mode) { impl_->openStorage(mode); }
+
+void StreamStorage::appendItem(const void* item, double) {
+    const DataRef data = PropertyListRef::createData(kCFAllocatorDefault, item, kCFPropertyListXMLFormat_v1_0, 0);
+    const std::string_view stored =
+        storedPart({reinterpret_cast<const char*>(data.getBytePtr()), static_cast<std::size_t>(data.getLength())});
+
+    const SessionPtr session = impl_->getSessionIndirection()->session();
+    if (!session) return;
+    const SQLiteExclusiveDatabaseLock lock(session->db);
+    if (!session->db.inTransaction()) {
+        session->begin.reset();
+        session->begin.step();
+    }
+    session->insert.reset();
+    if (session->insert.bindBytes(stored.data(), stored.size())) session->insert.step();
+    session->insert.reset();
+    session->insert.clearBindings();
+}
+
+void StreamStorage::syncStorage() { impl_->getSessionIndirection()->commitChanges(); }
+
+unsigned long long StreamStorage::getFirstItemID() {
+    return impl_->getSessionIndirection()->getMinMaxItemID(SQLiteSessionIndirection::Minimum);
+}
+
+unsigned long long StreamStorage::getLastItemID() {
+    return impl_->getSessionIndirection()->getMinMaxItemID(SQLiteSessionIndirection::Maximum);
+}
+
+StreamCursor* StreamStorage::createStreamCursor(StreamCursorKind kind, unsigned long long start_id, unsigned char*) {
+    return new SQLiteStreamCursor(impl_->getSessionIndirection(), kind, start_id);
+}
+
+void StreamStorage::discardItemsWithIDLessThanOrEqualTo(unsigned long long id) {
+    if (id == 0) return;
+    const SessionPtr session = impl_->getSessionIndirection()->session();
+    if (!session) return;
+    const SQLiteExclusiveDatabaseLock lock(session->db);
+    session->remove.reset();
+    session->remove.bindID(id);
+    session->remove.step();
+    session->remove.reset();
+    session->remove.clearBindings();
+    SQLiteSessionIndirection::commitTransactionLocked(session.get());
+}
+
+unsigned long long StreamStorage::getIDOfLastItemExceedingStorageQuota(long long) { return 0; }
+
+unsigned long long StreamStorage::getIDOfLastExpiredItem(double) { return 0; }
+
+void StreamStorage::getStreamUUID(unsigned char* uuid) { uuid_clear(uuid); }
+
+void StreamStorage::resetStorage() { impl_->resetStorage(); }
+
+void StreamStorage::closeStorage() { impl_->closeStorage(); }
+
+}  // namespace KXCore

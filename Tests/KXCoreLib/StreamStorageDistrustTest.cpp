@@ -135,7 +135,7 @@ class StreamDistrust : public ::testing::Test {
         EXPECT_EQ(payloads(storage).back(), 1000000);
     }
 
-    TemporaryFolder folder;
+    TemporaryFolder folder = TemporaryFolder::inMemory();
     int number = 0;
 
     std::string newFolder() {
@@ -155,7 +155,7 @@ TEST_F(StreamDistrust, AnyOneFailureOfTheDiskLosesNothingThatWasSynced) {
             SharedProgress progress;
             const int status = inAnotherProcess([&] {
                 faulty::install({.request = request, .failAt = n});
-                work(path, *progress, 9);
+                work(path, *progress, 6);
                 progress->faultHit = faulty::state().hit;
             });
             const std::string what = std::string("the failure of ") + faulty::nameOf(request) + " " + std::to_string(n);
@@ -200,7 +200,7 @@ TEST_F(StreamDistrust, ACutOfThePowerAfterAnyWriteLosesNothingThatWasSynced) {
         SharedProgress progress;
         const int status = inAnotherProcess([&] {
             faulty::install({.cutAtWrite = n});
-            work(path, *progress, 9);
+            work(path, *progress, 6);
             progress->faultHit = true;  // it came to the end
         });
         ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;

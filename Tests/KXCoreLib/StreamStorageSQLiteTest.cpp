@@ -87,7 +87,7 @@ class Stream : public ::testing::Test {
         return bytes;
     }
 
-    TemporaryFolder folder;
+    TemporaryFolder folder = TemporaryFolder::inMemory();
     std::string path;
     std::unique_ptr<StreamStorage> storage;
 };

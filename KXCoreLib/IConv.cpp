@@ -13,7 +13,6 @@
 namespace KXCore {
 namespace {
 
-static_assert(std::is_same_v<iconv_t, void*>);
 static_assert(sizeof(UniChar) == sizeof(std::uint16_t));
 
 /// "char" is the encoding of the user's locale, and so it must be known before the first conversion.
@@ -139,23 +138,24 @@ IConv::IConv(const char* to_encoding, const char* from_encoding)
 
 IConv::IConv(StockCvtSetup setup) : handle_(open(encodingsOf(setup))), setup_(setup) {}
 
-IConv::~IConv() { iconv_close(handle_); }
+IConv::~IConv() { iconv_close(static_cast<iconv_t>(handle_)); }
 
 void IConv::operator()(const IConvSource& source, const IConvSink& sink) {
-    iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+    const iconv_t handle = static_cast<iconv_t>(handle_);
+    iconv(handle, nullptr, nullptr, nullptr, nullptr);
     Chunk chunk(source);
     Staging staging;
     for (;;) {
         chunk.refill();
         if (chunk.left() >= kStagedBytes && staging.isEmpty()) {
-            const std::size_t done = convert(handle_, chunk.data(), chunk.left(), sink);
+            const std::size_t done = convert(handle, chunk.data(), chunk.left(), sink);
             if (done == 0) throw IConvConversionError();
             chunk.advance(done);
             continue;
         }
         if (staging.take(chunk)) continue;
         const std::size_t offered = staging.size();
-        const std::size_t done = convert(handle_, staging.data(), offered, sink);
+        const std::size_t done = convert(handle, staging.data(), offered, sink);
         if (done == 0) {
             if (offered == 0) return;
             throw IConvConversionError();

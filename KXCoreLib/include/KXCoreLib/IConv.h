@@ -18,6 +18,7 @@
 
 #include <KXCoreLib/Export.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iterator>

@@ -165,11 +165,39 @@ TEST(PlatformIconv, LosesNothingInOutputsOfAnySize) {
     }
 }
 
+TEST(PlatformIconv, LosesNothingOfCharactersThatBecomeTwo) {
+    const std::string text = "a\x88\x62z\x88\xA5";  // the second and the last are a letter and a mark
+    for (std::size_t room = 4; room < 20; ++room) {
+        Conversion conversion("UTF-8", "BIG5-HKSCS");
+        std::string_view input = text;
+        std::string out;
+        while (!input.empty()) out += conversion.call(input, room);
+        do {
+            out += conversion.end(room);
+        } while (conversion.error == E2BIG);
+        EXPECT_EQ(out, "a\xC3\x8A\xCC\x84z\xC3\xAA\xCC\x8C") << room;
+    }
+}
+
+TEST(PlatformIconv, PassesWholeTextsInOneCall) {
+    std::string text, expected;
+    for (int i = 0; i < 20000; ++i) {
+        text += "e\xCC\x81\xE2\x82\xAC";
+        expected += "\xC3\xA9\xE2\x82\xAC";
+    }
+    Conversion conversion("UTF-8", "utf8-mac");
+    std::string_view input = text;
+    std::string out = conversion.call(input, text.size());
+    EXPECT_EQ(conversion.error, 0);
+    out += conversion.end(100);
+    EXPECT_TRUE(out == expected);
+}
+
 TEST(PlatformIconv, TakesNoInputThatItDoesNotWrite) {
-    for (const char* const to : {"UTF-8", "UTF-16LE", "wchar_t"}) {
+    for (const char* const to : {"UTF-8", "UTF-16LE", "wchar_t", "GB18030", "EUC-JP", "UTF-16BE"}) {
         Conversion conversion(to, "UTF-8");
         for (std::size_t room = 0; room < 3; ++room) {
-            std::string_view input = "\xE2\x82\xAC";
+            std::string_view input = "\xE6\x97\xA5";
             const std::string out = conversion.call(input, room);
             EXPECT_EQ(input.empty(), !out.empty());
             EXPECT_EQ(conversion.error, out.empty() ? E2BIG : 0);

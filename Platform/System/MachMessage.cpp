@@ -128,17 +128,6 @@ mach_msg_return_t send(const mach_msg_header_t* sent, mach_msg_size_t size, bool
     return MACH_MSG_SUCCESS;
 }
 
-/// Gives the receiver his right to send to the port that the message names for replies.
-void acceptReplyRight(mach_msg_header_t& header) noexcept {
-    if (header.msgh_remote_port == MACH_PORT_NULL) return;
-    const LockedPort port = PortTable::shared().find(header.msgh_remote_port);
-    if (!port || !port->receive) {
-        header.msgh_remote_port = MACH_PORT_DEAD;
-    } else if (port->sendRights < PortTable::kMaximumRights) {
-        ++port->sendRights;
-    }
-}
-
 mach_msg_return_t receive(mach_msg_header_t* into, mach_msg_size_t size, mach_port_name_t name,
                           mach_msg_option_t option, mach_msg_timeout_t milliseconds) noexcept {
     if (!into) return MACH_RCV_INVALID_DATA;

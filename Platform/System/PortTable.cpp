@@ -130,15 +130,27 @@ void PortTable::unwatch(mach_port_name_t name, PortWatch& watch) noexcept {
     if (LockedPort port = find(name)) std::erase(port->watches, &watch);
 }
 
-std::optional<PortMessage> PortTable::tryReceive(mach_port_name_t name, std::size_t& remain) noexcept {
-    remain = 0;
+PortTable::Received PortTable::tryReceive(mach_port_name_t name) noexcept {
+    Received received;
     LockedPort port = find(name);
-    if (!port || port->queue.size() == 0) return std::nullopt;
-    PortMessage message = port->queue.pop();
+    received.alive = port && port->receive;
+    if (!received.alive || port->queue.size() == 0) return received;
+    received.message = port->queue.pop();
+    received.remain = port->queue.size();
     ++port->received;
-    remain = port->queue.size();
     announceRoom(std::move(port));
-    return message;
+    acceptReplyRight(*received.message->get());
+    return received;
+}
+
+void acceptReplyRight(mach_msg_header_t& header) noexcept {
+    if (header.msgh_remote_port == MACH_PORT_NULL) return;
+    const LockedPort port = PortTable::shared().find(header.msgh_remote_port);
+    if (!port || !port->receive) {
+        header.msgh_remote_port = MACH_PORT_DEAD;
+    } else if (port->sendRights < PortTable::kMaximumRights) {
+        ++port->sendRights;
+    }
 }
 
 void announceMessage(LockedPort&& port) noexcept {

@@ -118,8 +118,12 @@ class PortTable {
     bool watch(mach_port_name_t name, PortWatch& watch) noexcept;
     void unwatch(mach_port_name_t name, PortWatch& watch) noexcept;
 
-    /// The oldest message of a port; nothing when there is none. `remain` says how many are left.
-    std::optional<PortMessage> tryReceive(mach_port_name_t name, std::size_t& remain) noexcept;
+    struct Received {
+        std::optional<PortMessage> message;  ///< the oldest, when there was one
+        std::size_t remain = 0;              ///< how many are left
+        bool alive = false;                  ///< this process can receive from the port
+    };
+    Received tryReceive(mach_port_name_t name) noexcept;
 
   private:
     static constexpr std::uint32_t kNumberBits = 20;
@@ -137,6 +141,9 @@ class PortTable {
     std::uint32_t used_ = 1;
     std::deque<std::uint32_t> free_;
 };
+
+/// Gives the receiver of a message his right to send to the port that it names for replies.
+void acceptReplyRight(mach_msg_header_t& header) noexcept;
 
 /// After a message has been queued or taken: tells those who wait. Unlocks the port.
 void announceMessage(LockedPort&& port) noexcept;

@@ -1,0 +1,200 @@
+#include "RunLoop.h"
+
+#include <CoreFoundation/CFDate.h>
+#include <CoreFoundation/CFRunLoop.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+using namespace KXPlatform;
+
+namespace {
+
+constexpr Class kTimerClass{"CFRunLoopTimer", TypeID::RunLoopTimer, finalizeAs<__CFRunLoopTimer>, nullptr, nullptr,
+                            nullptr};
+
+constexpr double kNanosecondsInSecond = 1e9;
+
+std::uint64_t nextSequence() noexcept {
+    static std::atomic<std::uint64_t> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed);
+}
+
+/// Does what needs the timer's mutex and, where a loop holds the timer, that loop's as well: `change` is given the loop
+/// or null. Returns the loop.
+template <class Change>
+Retained<__CFRunLoop> withLocks(__CFRunLoopTimer& timer, Change change) {
+    for (;;) {
+        Retained<__CFRunLoop> loop;
+        {
+            const std::lock_guard lock(timer.mutex);
+            if (!timer.loop) {
+                change(nullptr);
+                return {};
+            }
+            loop = Retained<__CFRunLoop>::retaining(timer.loop);
+        }
+        const std::lock_guard lock(loop->mutex);
+        const std::lock_guard timerLock(timer.mutex);
+        if (timer.loop != loop.get()) continue;  // it went elsewhere meanwhile
+        change(loop.get());
+        return loop;
+    }
+}
+
+}  // namespace
+
+namespace KXPlatform {
+
+std::int64_t now() noexcept {
+    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+}
+
+std::int64_t timeAfter(std::int64_t from, double seconds) noexcept {
+    // Half of the clock's range either way: no sum of two times leaves it.
+    constexpr double kReach = 4e18;
+    const double nanoseconds = seconds * kNanosecondsInSecond;
+    if (nanoseconds >= kReach) return kForever;
+    return from + static_cast<std::int64_t>(std::max(nanoseconds, -kReach));
+}
+
+void park(__CFRunLoop& loop, __CFRunLoopTimer& timer) {
+    for (const auto& mode : loop.modes) {
+        const auto found = mode->timers.find(&timer);
+        if (found == mode->timers.end() || found->second.parked) continue;
+        found->second.parked = mode->schedule.extract(found->second.at);
+    }
+}
+
+void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer) {
+    for (const auto& mode : loop.modes) {
+        const auto found = mode->timers.find(&timer);
+        if (found == mode->timers.end() || !found->second.parked) continue;
+        found->second.parked.value() = {timer.deadline, timer.sequence, &timer};
+        found->second.at = mode->schedule.insert(std::move(found->second.parked)).position;
+    }
+}
+
+}  // namespace KXPlatform
+
+__CFRunLoopTimer::__CFRunLoopTimer(CFTimeInterval i, CFIndex o, CFRunLoopTimerCallBack c) noexcept
+    : Object(kTimerClass), interval(i), order(o), callout(c), sequence(nextSequence()) {}
+
+void __CFRunLoopTimer::moveTo(CFAbsoluteTime next) noexcept {
+    date = firstDate = next;
+    deadline = firstDeadline = timeAfter(KXPlatform::now(), next - CFAbsoluteTimeGetCurrent());
+}
+
+void __CFRunLoopTimer::advance(std::int64_t now) noexcept {
+    if (!std::isfinite(firstDate)) moveTo(CFAbsoluteTimeGetCurrent());
+    const double elapsed = static_cast<double>(std::max<std::int64_t>(now - firstDeadline, 0));
+    const double passed = std::floor(elapsed / (interval * kNanosecondsInSecond));
+    if (!std::isfinite(passed)) {  // an interval too short for the clock: with every pass
+        moveTo(CFAbsoluteTimeGetCurrent());
+        return;
+    }
+    const double ahead = (passed + 1) * interval;
+    deadline = std::max(timeAfter(firstDeadline, ahead), now + 1);
+    date = firstDate + ahead;
+}
+
+std::int64_t __CFRunLoopTimer::slack() const noexcept {
+    // A repeating timer served later than half of its interval would come nearer to its next date than to its own.
+    const CFTimeInterval most = interval > 0 ? std::min(tolerance, interval / 2) : tolerance;
+    return timeAfter(0, most);
+}
+
+CFTypeID CFRunLoopTimerGetTypeID() { return number(TypeID::RunLoopTimer); }
+
+CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime fireDate, CFTimeInterval interval,
+                                       CFOptionFlags, CFIndex order, CFRunLoopTimerCallBack callout,
+                                       CFRunLoopTimerContext* context) {
+    // What is no number is no date: there is no timer to make.
+    if (std::isnan(fireDate) || std::isnan(interval) || (context && context->version != 0)) return nullptr;
+    auto timer = Retained<__CFRunLoopTimer>::adopting(
+        make<__CFRunLoopTimer>(allocator, 0, std::max(interval, 0.0), order, callout));
+    if (!timer) return nullptr;
+    timer->moveTo(fireDate);
+    if (context) {
+        timer->context = *context;
+        timer->info = holdInfo(*context);
+    }
+    return timer.release();
+}
+
+CFAbsoluteTime CFRunLoopTimerGetNextFireDate(CFRunLoopTimerRef timer) {
+    if (!timer) return 0;
+    const std::lock_guard lock(timer->mutex);
+    return timer->valid ? timer->date : 0;
+}
+
+void CFRunLoopTimerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireDate) {
+    if (!timer || std::isnan(fireDate)) return;
+    bool isNext = false;
+    const Retained<__CFRunLoop> loop = withLocks(*timer, [&](__CFRunLoop* held) {
+        if (!timer->valid) return;
+        timer->moveTo(fireDate);
+        timer->moved = true;
+        if (!held || timer->firing) return;
+        park(*held, *timer);
+        unpark(*held, *timer);
+        for (const auto& mode : held->modes) {
+            isNext |= !mode->schedule.empty() && mode->schedule.begin()->timer == timer;
+        }
+    });
+    if (isNext) loop->noteChange();
+}
+
+CFTimeInterval CFRunLoopTimerGetInterval(CFRunLoopTimerRef timer) { return timer ? timer->interval : 0; }
+Boolean CFRunLoopTimerDoesRepeat(CFRunLoopTimerRef timer) { return timer && timer->interval > 0; }
+CFIndex CFRunLoopTimerGetOrder(CFRunLoopTimerRef timer) { return timer ? timer->order : 0; }
+
+void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer) {
+    if (!timer) return;
+    const auto self = Retained<__CFRunLoopTimer>::retaining(timer);
+    Info released;
+    Retained<__CFRunLoop> loop;
+    {
+        const std::lock_guard lock(timer->mutex);
+        if (!timer->valid) return;
+        timer->valid = false;
+        loop = Retained<__CFRunLoop>::retaining(timer->loop);
+        released.swap(timer->info);
+    }
+    if (loop) removeEverywhere(*loop, *timer);
+}
+
+Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer) {
+    if (!timer) return false;
+    const std::lock_guard lock(timer->mutex);
+    return timer->valid;
+}
+
+void CFRunLoopTimerGetContext(CFRunLoopTimerRef timer, CFRunLoopTimerContext* context) {
+    if (!timer) return;
+    const std::lock_guard lock(timer->mutex);
+    giveContext(context, timer->context, timer->info);
+}
+
+CFTimeInterval CFRunLoopTimerGetTolerance(CFRunLoopTimerRef timer) {
+    if (!timer) return 0;
+    const std::lock_guard lock(timer->mutex);
+    return timer->tolerance;
+}
+
+void CFRunLoopTimerSetTolerance(CFRunLoopTimerRef timer, CFTimeInterval tolerance) {
+    if (!timer) return;
+    const std::lock_guard lock(timer->mutex);
+    timer->tolerance = tolerance > 0 ? tolerance : 0;
+}
+
+CFAbsoluteTime CFRunLoopGetNextTimerFireDate(CFRunLoopRef rl, CFRunLoopMode mode) {
+    if (!rl || !mode) return 0;
+    const std::lock_guard lock(rl->mutex);
+    const Mode* const found = rl->findMode(mode);
+    if (!found || found->schedule.empty()) return 0;
+    __CFRunLoopTimer& next = *found->schedule.begin()->timer;
+    const std::lock_guard timerLock(next.mutex);
+    return next.date;
+}

@@ -1,0 +1,206 @@
+#include "RunLoopTesting.h"
+
+#include <gmock/gmock.h>
+
+using namespace RunLoopTesting;
+using testing::ElementsAre;
+
+// ---- Timers
+
+TEST(CFRunLoopTimer, FireInTheOrderOfTheirDates) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        std::vector<int> order;
+        Action actions[4];
+        const double delays[] = {0.003, -1, 0.001, -2};
+        for (int i = 0; i < 4; ++i) {
+            actions[i].run = [&, i] { order.push_back(i); };
+            const CFRunLoopTimerRef timer = newTimer(actions[i], delays[i]);
+            CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+            CFRelease(timer);
+        }
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunFinished);
+        EXPECT_THAT(order, ElementsAre(3, 1, 2, 0));
+    });
+}
+
+TEST(CFRunLoopTimer, RepeatsOnItsDatesWithoutDrift) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Action tick;
+        const double interval = 0.002;
+        Own timer(newTimer(tick, 0, interval));
+        const CFAbsoluteTime start = CFRunLoopTimerGetNextFireDate(timer);
+        tick.run = [&] {
+            std::this_thread::sleep_for(std::chrono::microseconds(2500));  // later than the next date
+            if (tick.calls == 5) CFRunLoopStop(loop);
+        };
+        CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunStopped);
+        const double periods = (CFRunLoopTimerGetNextFireDate(timer) - start) / interval;
+        EXPECT_NEAR(periods, std::round(periods), 1e-3);
+        EXPECT_GE(periods, 9);  // missed dates are skipped, not made up for
+        EXPECT_GT(CFRunLoopTimerGetNextFireDate(timer), CFAbsoluteTimeGetCurrent() - 1);
+        EXPECT_TRUE(CFRunLoopTimerDoesRepeat(timer));
+        EXPECT_EQ(CFRunLoopTimerGetInterval(timer), interval);
+        CFRunLoopTimerInvalidate(timer);
+    });
+}
+
+TEST(CFRunLoopTimer, LongOverdueFiresOnceForAllItMissed) {
+    onOwnLoop([] {
+        Action tick;
+        Own timer(newTimer(tick, -1000, 600));
+        CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
+        const CFAbsoluteTime start = CFRunLoopTimerGetNextFireDate(timer);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.001, false), kCFRunLoopRunTimedOut);
+        EXPECT_EQ(tick.calls, 1);
+        EXPECT_NEAR(CFRunLoopTimerGetNextFireDate(timer) - start, 1200, 1e-3);
+        CFRunLoopTimerInvalidate(timer);
+    });
+}
+
+TEST(CFRunLoopTimer, MayBeMoved) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Action tick;
+        Own timer(newTimer(tick, 1000, 1000));
+        CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+        CFRunLoopAddTimer(loop, timer, CFSTR("other"));
+        runOnce();
+        EXPECT_EQ(tick.calls, 0);
+        const CFAbsoluteTime at = CFAbsoluteTimeGetCurrent() - 1;
+        CFRunLoopTimerSetNextFireDate(timer, at);
+        EXPECT_EQ(CFRunLoopTimerGetNextFireDate(timer), at);
+        EXPECT_EQ(CFRunLoopGetNextTimerFireDate(loop, CFSTR("other")), at);
+        runOnce();
+        EXPECT_EQ(tick.calls, 1);
+        EXPECT_NEAR(CFRunLoopTimerGetNextFireDate(timer), at + 1000, 1e-3);  // counted from the new date
+        tick.run = [&] { CFRunLoopTimerSetNextFireDate(timer, at + 5000); };
+        CFRunLoopTimerSetNextFireDate(timer, at);
+        runOnce();
+        EXPECT_EQ(tick.calls, 2);
+        EXPECT_EQ(CFRunLoopTimerGetNextFireDate(timer), at + 5000);
+        CFRunLoopTimerInvalidate(timer);
+        CFRunLoopTimerSetNextFireDate(timer, at);
+        runOnce();
+        EXPECT_EQ(tick.calls, 2);
+    });
+}
+
+TEST(CFRunLoopTimer, MovedByAnotherThreadWakesItsLoop) {
+    LoopThread other;
+    Gate fired;
+    Action tick;
+    tick.run = [&] { fired.open(); };
+    Own timer(newTimer(tick, 1000));
+    CFRunLoopAddTimer(other.loop, timer, kCFRunLoopDefaultMode);
+    while (!CFRunLoopIsWaiting(other.loop)) std::this_thread::yield();
+    CFRunLoopTimerSetNextFireDate(timer, CFAbsoluteTimeGetCurrent());
+    EXPECT_TRUE(fired.wait());
+}
+
+TEST(CFRunLoopTimer, IsNotEnteredAgainInANestedRun) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Action tick;
+        Own timer(newTimer(tick, -1, 0.0001));
+        tick.run = [&] {
+            EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.005, false), kCFRunLoopRunTimedOut);
+            CFRunLoopStop(loop);
+        };
+        CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunStopped);
+        EXPECT_EQ(tick.calls, 1);
+        CFRunLoopTimerInvalidate(timer);
+    });
+}
+
+TEST(CFRunLoopTimer, BelongsToOneLoopAtATime) {
+    LoopThread other;
+    Action tick;
+    Own timer(newTimer(tick, 1000));
+    CFRunLoopAddTimer(other.loop, timer, CFSTR("one"));
+    CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, CFSTR("one"));
+    EXPECT_FALSE(CFRunLoopContainsTimer(CFRunLoopGetCurrent(), timer, CFSTR("one")));
+    CFRunLoopRemoveTimer(other.loop, timer, CFSTR("one"));
+    CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, CFSTR("one"));
+    EXPECT_TRUE(CFRunLoopContainsTimer(CFRunLoopGetCurrent(), timer, CFSTR("one")));
+    CFRunLoopTimerInvalidate(timer);
+    EXPECT_FALSE(CFRunLoopContainsTimer(CFRunLoopGetCurrent(), timer, CFSTR("one")));
+    EXPECT_EQ(tick.held, 0);
+}
+
+TEST(CFRunLoopTimer, WithADateThatIsNoNumberIsNotMade) {
+    EXPECT_EQ(CFRunLoopTimerCreate(nullptr, kNaN, 0, 0, 0, Action::fire, nullptr), nullptr);
+    EXPECT_EQ(CFRunLoopTimerCreate(nullptr, 0, kNaN, 0, 0, Action::fire, nullptr), nullptr);
+    Action tick;
+    Own timer(newTimer(tick, 1000));
+    const CFAbsoluteTime date = CFRunLoopTimerGetNextFireDate(timer);
+    CFRunLoopTimerSetNextFireDate(timer, kNaN);
+    EXPECT_EQ(CFRunLoopTimerGetNextFireDate(timer), date);
+    CFRunLoopTimerSetTolerance(timer, kNaN);
+    EXPECT_EQ(CFRunLoopTimerGetTolerance(timer), 0);
+}
+
+TEST(CFRunLoopTimer, TakesEveryDateAndIntervalThatIsANumber) {
+    onOwnLoop([] {
+        for (const double interval : {0.0, -1.0, -kInfinity, kInfinity, 1e300, 1e-300, 5e-324, 1e-9}) {
+            for (const double delay : {0.0, -1e9, -1e300, -kInfinity}) {
+                Action tick;
+                Own timer(newTimer(tick, delay, interval));
+                ASSERT_NE(timer.ref, nullptr);
+                CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
+                runOnce();
+                EXPECT_EQ(tick.calls, 1) << delay << " " << interval;
+                EXPECT_EQ(CFRunLoopTimerIsValid(timer), interval > 0);
+                runOnce();
+                EXPECT_LE(tick.calls, 2);  // at most once a pass, however short the interval
+                CFRunLoopTimerInvalidate(timer);
+            }
+            for (const double delay : {1e9, 1e300, kInfinity}) {
+                Action tick;
+                Own timer(newTimer(tick, delay, interval));
+                CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
+                EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.0005, false), kCFRunLoopRunTimedOut);
+                EXPECT_EQ(tick.calls, 0) << delay;
+                CFRunLoopTimerInvalidate(timer);
+            }
+        }
+    });
+}
+
+TEST(CFRunLoopTimer, IsServedWithinItsTolerance) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Action lenient, strict, slept;
+        Own first(newTimer(lenient, 0.001)), second(newTimer(strict, 0.02));
+        CFRunLoopTimerSetTolerance(first, 1000);
+        EXPECT_EQ(CFRunLoopTimerGetTolerance(first), 1000);
+        Own observer(newObserver(slept, kCFRunLoopAfterWaiting));
+        CFRunLoopAddTimer(loop, first, kCFRunLoopDefaultMode);
+        CFRunLoopAddTimer(loop, second, kCFRunLoopDefaultMode);
+        CFRunLoopAddObserver(loop, observer, kCFRunLoopDefaultMode);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunFinished);
+        EXPECT_EQ(lenient.calls, 1);
+        EXPECT_EQ(strict.calls, 1);
+        EXPECT_EQ(slept.calls, 1);  // one wake-up served both
+        CFRunLoopTimerSetTolerance(first, -1);
+        EXPECT_EQ(CFRunLoopTimerGetTolerance(first), 0);
+    });
+}
+
+TEST(CFRunLoopTimer, KnowsItsContext) {
+    Action tick;
+    Own timer(newTimer(tick, 1000));
+    CFRunLoopTimerContext context{};
+    CFRunLoopTimerGetContext(timer, &context);
+    EXPECT_EQ(context.info, &tick);
+    EXPECT_EQ(context.retain, Action::retain);
+    context = {};
+    context.version = 1;
+    EXPECT_EQ(CFRunLoopTimerCreate(nullptr, 0, 0, 0, 0, Action::fire, &context), nullptr);
+    Own ordered(CFRunLoopTimerCreate(nullptr, 0, 0, 0, 77, Action::fire, nullptr));
+    EXPECT_EQ(CFRunLoopTimerGetOrder(ordered), 77);
+    EXPECT_EQ(CFRunLoopGetNextTimerFireDate(CFRunLoopGetCurrent(), CFSTR("none")), 0);
+}

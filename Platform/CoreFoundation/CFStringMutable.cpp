@@ -90,6 +90,7 @@ bool openGap(MutableString& string, CFRange range, CFIndex count, bool isWideTex
     if (!reserve(string, length, isWideText)) return false;
     const CFIndex after = string.length - range.location - range.length;
     const auto move = [&](auto* units) {
+        if (after == 0) return;  // appending, most often
         std::memmove(units + range.location + count, units + range.location + range.length,
                      static_cast<std::size_t>(after) * sizeof *units);
     };

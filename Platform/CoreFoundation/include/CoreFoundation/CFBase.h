@@ -146,21 +146,26 @@ CF_EXPORT CFIndex CFAllocatorGetPreferredSizeForSize(CFAllocatorRef allocator, C
 CF_EXPORT void CFAllocatorGetContext(CFAllocatorRef allocator, CFAllocatorContext* context);
 
 CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef cf);
-/// The name of a type ("CFString").
+/// The name of a type ("CFString"); null for a number that no type has.
 CF_EXPORT CFStringRef CFCopyTypeIDDescription(CFTypeID type_id);
 /// Adds a reference and returns `cf`. Null stays null.
 CF_EXPORT CFTypeRef CFRetain(CFTypeRef cf);
 /// Gives up a reference; the last one frees the object. Null is ignored.
 CF_EXPORT void CFRelease(CFTypeRef cf);
-/// Gives the reference up to the calling thread, which releases it when its run loop ends a pass or the thread ends.
+/// Gives the caller's reference up to the calling thread, which releases it when its run loop ends a pass or the thread
+/// ends, and returns `arg`, which stays usable until then.
 CF_EXPORT CFTypeRef CFAutorelease(CFTypeRef arg);
+/// How many references there are, as of a moment ago; the largest number for constants. For debugging only.
 CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef cf);
 /// Whether two objects are of one type and equal by that type's rule.
 CF_EXPORT Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
 /// Equal objects have equal hashes.
 CF_EXPORT CFHashCode CFHash(CFTypeRef cf);
+/// A text about the object for people who debug; null for null. Its form may change, so nothing should read it.
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef cf);
+/// The allocator that gave the object its memory, borrowed.
 CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef cf);
+/// Returns `cf`: there is no collector.
 CF_EXPORT CFTypeRef CFMakeCollectable(CFTypeRef cf);
 
 CF_EXTERN_C_END

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Encodings beyond the built-in ones.
+/// Encodings beyond the built-in ones. CFStringIsEncodingAvailable tells which of them can be converted.
 
 #include <CoreFoundation/CFBase.h>
 

@@ -1,0 +1,135 @@
+#include <string>
+
+#include "RunProgram.h"
+
+namespace {
+
+constexpr const char* kList =
+    "<plist version=\"1.0\"><dict>"
+    "<key>Devices</key><array><dict><key>Name</key><string>USB &amp; "
+    "co</string><key>Permissions</key><integer>3</integer>"
+    "</dict><string>second</string></array>"
+    "<key>Ratio</key><real>2.5</real><key>Seen</key><date>2026-11-21T03:04:05Z</date>"
+    "<key>Token</key><data>QUJD</data><key>a/b~c</key><true/><key>Large</key><integer>18446744073709551615</integer>"
+    "</dict></plist>";
+
+std::string Xml(const std::string& body) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+           "<plist version=\"1.0\">\n" +
+           body + "</plist>\n";
+}
+
+TEST(PListCommand, GetsValuesByKeyAndIndex) {
+    const auto get = [](const std::string& path) { return RunTool({"plist", "get", "-", path}, kList); };
+    EXPECT_EQ(get("/Devices/0/Name"), (ProgramOutcome{0, "USB & co\n", ""}));
+    EXPECT_EQ(get("/Devices/1"), (ProgramOutcome{0, "second\n", ""}));
+    EXPECT_EQ(get("/Devices/0/Permissions"), (ProgramOutcome{0, "3\n", ""}));
+    EXPECT_EQ(get("/Ratio"), (ProgramOutcome{0, "2.5\n", ""}));
+    EXPECT_EQ(get("/Seen"), (ProgramOutcome{0, "2026-11-21T03:04:05Z\n", ""}));
+    EXPECT_EQ(get("/Token"), (ProgramOutcome{0, "QUJD\n", ""}));
+    EXPECT_EQ(get("/Large"), (ProgramOutcome{0, "18446744073709551615\n", ""}));
+    EXPECT_EQ(get("/a~1b~0c"), (ProgramOutcome{0, "true\n", ""}));
+    EXPECT_EQ(get("/Devices/0"),
+              (ProgramOutcome{0, "dictionary, 2 entries\n  Name: \"USB & co\"\n  Permissions: 3\n", ""}));
+}
+
+TEST(PListCommand, GetsValuesOfTheTypeAskedFor) {
+    const auto get = [](const std::string& path, const std::string& type) {
+        return RunTool({"plist", "get", "-", path, "--type", type}, kList);
+    };
+    EXPECT_EQ(get("/Devices/0/Name", "string"), (ProgramOutcome{0, "USB & co\n", ""}));
+    EXPECT_EQ(get("/Devices/0/Permissions", "int"), (ProgramOutcome{0, "3\n", ""}));
+    EXPECT_EQ(get("/Devices/0/Permissions", "real"), (ProgramOutcome{0, "3\n", ""}));
+    EXPECT_EQ(get("/a~1b~0c", "bool"), (ProgramOutcome{0, "true\n", ""}));
+    EXPECT_EQ(get("/Seen", "date"), (ProgramOutcome{0, "2026-11-21T03:04:05Z\n", ""}));
+    EXPECT_EQ(get("/Token", "data"), (ProgramOutcome{0, "QUJD\n", ""}));
+    EXPECT_EQ(get("/Ratio", "string"),
+              (ProgramOutcome{1, "", "kxtool plist get: standard input [/Ratio]: the value is not a string\n"}));
+    EXPECT_EQ(get("/Ratio", "int"),
+              (ProgramOutcome{1, "", "kxtool plist get: standard input [/Ratio]: the number does not fit\n"}));
+    EXPECT_EQ(get("/Ratio", "colour").status, 2);
+}
+
+TEST(PListCommand, TellsWhereAPathLeadsNowhere) {
+    const auto get = [](const std::string& path) { return RunTool({"plist", "get", "-", path}, kList); };
+    EXPECT_EQ(
+        get("/Devices/0/Colour/Red"),
+        (ProgramOutcome{1, "", "kxtool plist get: standard input [/Devices/Item_0/Colour]: there is no such value\n"}));
+    EXPECT_EQ(get("/Devices/7"), (ProgramOutcome{1, "",
+                                                 "kxtool plist get: standard input [/Devices]: \"7\" is no index of "
+                                                 "an array of 2 items\n"}));
+    EXPECT_EQ(get("/Ratio/x"),
+              (ProgramOutcome{1, "", "kxtool plist get: standard input [/Ratio]: the value is not a dictionary\n"}));
+    EXPECT_EQ(get("Ratio").status, 2);
+}
+
+TEST(PListCommand, PrintsAnOutline) {
+    EXPECT_EQ(RunTool({"plist", "print", "-"}, kList), (ProgramOutcome{0,
+                                                                       "dictionary, 6 entries\n"
+                                                                       "  Devices: array, 2 items\n"
+                                                                       "    0: dictionary, 2 entries\n"
+                                                                       "      Name: \"USB & co\"\n"
+                                                                       "      Permissions: 3\n"
+                                                                       "    1: \"second\"\n"
+                                                                       "  Large: 18446744073709551615\n"
+                                                                       "  Ratio: 2.5\n"
+                                                                       "  Seen: 2026-11-21T03:04:05Z\n"
+                                                                       "  Token: data, 3 bytes: 41 42 43\n"
+                                                                       "  a/b~c: true\n",
+                                                                       ""}));
+}
+
+TEST(PListCommand, ConvertsBetweenXmlBinaryAndJson) {
+    const std::string xml = Xml("<array>\n\t<string>x</string>\n\t<integer>1</integer>\n</array>\n");
+    const ProgramOutcome binary = RunTool({"plist", "convert", "-", "binary"}, xml);
+    EXPECT_EQ(binary.status, 0);
+    EXPECT_EQ(binary.out.substr(0, 8), "bplist00");
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "xml"}, binary.out), (ProgramOutcome{0, xml, ""}));
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "xml"}, "(x, 1)").out,
+              Xml("<array>\n\t<string>x</string>\n\t<string>1</string>\n</array>\n"));
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "json"}, kList),
+              (ProgramOutcome{0,
+                              "{\n"
+                              "  \"Devices\": [\n"
+                              "    {\n"
+                              "      \"Name\": \"USB & co\",\n"
+                              "      \"Permissions\": 3\n"
+                              "    },\n"
+                              "    \"second\"\n"
+                              "  ],\n"
+                              "  \"Large\": 18446744073709551615,\n"
+                              "  \"Ratio\": 2.5,\n"
+                              "  \"Seen\": \"2026-11-21T03:04:05Z\",\n"
+                              "  \"Token\": \"QUJD\",\n"
+                              "  \"a/b~c\": true\n"
+                              "}\n",
+                              ""}));
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "json"}, "<real>nan</real>").status, 1);
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "yaml"}, kList).status, 2);
+}
+
+TEST(PListCommand, LintsFilesAndTellsLineAndReason) {
+    const TemporaryFolder folder;
+    const std::string good = folder.write("good.plist", kList);
+    const std::string bad = folder.write("bad.plist", "<plist>\n<dict>\n<key>a</key>\n</dict>\n</plist>\n");
+    EXPECT_EQ(RunTool({"plist", "lint", good}), (ProgramOutcome{0, good + ": OK, XML\n", ""}));
+    EXPECT_EQ(
+        RunTool({"plist", "lint", bad, good}),
+        (ProgramOutcome{1, bad + ": A <key> without a value at the end of <dict> on line 4\n" + good + ": OK, XML\n",
+                        "kxtool plist lint: 1 of 2 files cannot be read as property lists\n"}));
+    EXPECT_EQ(RunTool({"plist", "lint", "-"}, "{a=b;}"),
+              (ProgramOutcome{0, "standard input: OK, old text style\n", ""}));
+}
+
+TEST(PListCommand, RefusesWhatIsNoPropertyList) {
+    EXPECT_EQ(RunTool({"plist", "print", "-"}, "<plist>\n<oops/></plist>"),
+              (ProgramOutcome{1, "", "kxtool plist print: standard input: Unknown element \"oops\" on line 2\n"}));
+    EXPECT_EQ(RunTool({"plist", "print", "-"}, ""),
+              (ProgramOutcome{1, "", "kxtool plist print: standard input: The document is empty\n"}));
+    EXPECT_EQ(RunTool({"plist", "print", "/no/such/file"}).status, 1);
+    EXPECT_EQ(RunTool({"plist"}).status, 2);
+}
+
+}  // namespace

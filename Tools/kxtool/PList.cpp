@@ -1,0 +1,463 @@
+#include <KXCoreLib/CoreFoundationWrappers.h>
+#include <KXCoreLib/PList.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Command.h"
+#include "Streams.h"
+
+namespace kxtool {
+namespace {
+
+using KXCore::PListArrayIter;
+using KXCore::PListNode;
+using namespace KXCore::CoreFoundation;
+
+constexpr std::size_t kLargestFile = std::size_t{1} << 30;
+
+// ---- Reading
+
+struct Document {
+    PropertyListRef list;
+    CFPropertyListFormat format{};
+    std::string fault;  ///< why there is no list
+};
+
+std::string ReasonOf(const ErrorRef& error) {
+    const DictionaryRef info = error.copyUserInfo();
+    CFStringRef reason = static_cast<CFStringRef>(CFDictionaryGetValue(info.get(), CFSTR("NSDebugDescription")));
+    return reason ? StringRef::retain(reason).copyStdString() : error.copyDescription().copyStdString();
+}
+
+Document ReadDocument(const std::string& bytes) {
+    const DataRef data = DataRef::createWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                                        static_cast<CFIndex>(bytes.size()), kCFAllocatorNull);
+    Document document;
+    ErrorRef error;
+    document.list =
+        PropertyListRef::createWithData(nullptr, data.get(), kCFPropertyListImmutable, &document.format, &error);
+    if (!document.list) document.fault = ReasonOf(error);
+    return document;
+}
+
+/// The list in a file, and the file's name for messages.
+std::pair<PropertyListRef, std::string> Load(const std::string& file) {
+    Input input(file);
+    Document document = ReadDocument(input.readAll(kLargestFile));
+    if (!document.list) throw BadInput(fmt::format("{}: {}", input.name(), document.fault));
+    return {std::move(document.list), input.name()};
+}
+
+// ---- Values
+
+enum class Kind { String, Data, Array, Dictionary, Number, Boolean, Date };
+
+Kind KindOf(CFTypeRef value) {
+    const CFTypeID type = CFGetTypeID(value);
+    if (type == CFStringGetTypeID()) return Kind::String;
+    if (type == CFDataGetTypeID()) return Kind::Data;
+    if (type == CFArrayGetTypeID()) return Kind::Array;
+    if (type == CFDictionaryGetTypeID()) return Kind::Dictionary;
+    if (type == CFNumberGetTypeID()) return Kind::Number;
+    return type == CFBooleanGetTypeID() ? Kind::Boolean : Kind::Date;
+}
+
+std::string TextOf(CFStringRef string) { return StringRef::retain(string).copyStdString(); }
+
+/// An integer, whatever its size, as the platform prints it.
+std::string IntegerText(CFNumberRef number) {
+    return StringRef::adopt(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@"), number)).copyStdString();
+}
+
+double RealOf(CFNumberRef number) {
+    double value = 0;
+    CFNumberGetValue(number, kCFNumberFloat64Type, &value);
+    return value;
+}
+
+std::string NumberText(CFNumberRef number) {
+    return CFNumberIsFloatType(number) ? fmt::format("{}", RealOf(number)) : IntegerText(number);
+}
+
+std::string DateText(CFDateRef date) {
+    const CFAbsoluteTime time = CFDateGetAbsoluteTime(date);
+    constexpr double kYears = 9000;
+    if (!(std::fabs(time) < kYears * 366 * 86400)) return fmt::format("{} seconds since 2001", time);
+    const CFGregorianDate day = CFAbsoluteTimeGetGregorianDate(std::floor(time), nullptr);
+    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", day.year, int{day.month}, int{day.day}, int{day.hour},
+                       int{day.minute}, static_cast<int>(day.second));
+}
+
+std::string Base64Text(CFDataRef data) {
+    constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const UInt8* const bytes = CFDataGetBytePtr(data);
+    const std::size_t size = static_cast<std::size_t>(CFDataGetLength(data));
+    std::string text;
+    for (std::size_t i = 0; i < size; i += 3) {
+        const auto byte = [&](std::size_t at) { return at < size ? unsigned{bytes[at]} : 0u; };
+        const unsigned group = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
+        text += kAlphabet[group >> 18];
+        text += kAlphabet[group >> 12 & 63];
+        text += i + 1 < size ? kAlphabet[group >> 6 & 63] : '=';
+        text += i + 2 < size ? kAlphabet[group & 63] : '=';
+    }
+    return text;
+}
+
+/// The keys of a dictionary with their values, in the order of the keys' bytes.
+std::vector<std::pair<std::string, CFTypeRef>> SortedEntries(CFDictionaryRef dictionary) {
+    const std::size_t count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
+    std::vector<const void*> keys(count);
+    std::vector<const void*> values(count);
+    CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
+    std::vector<std::pair<std::string, CFTypeRef>> entries;
+    for (std::size_t i = 0; i < count; ++i) entries.emplace_back(TextOf(static_cast<CFStringRef>(keys[i])), values[i]);
+    std::sort(entries.begin(), entries.end());
+    return entries;
+}
+
+// ---- print
+
+constexpr std::size_t kShownBytes = 16;
+
+std::string DataOutline(CFDataRef data) {
+    const std::size_t size = static_cast<std::size_t>(CFDataGetLength(data));
+    std::string text = fmt::format("data, {} bytes", size);
+    const std::size_t shown = std::min(size, kShownBytes);
+    for (std::size_t i = 0; i < shown; ++i) {
+        text += fmt::format("{}{:02x}", i == 0 ? ": " : " ", CFDataGetBytePtr(data)[i]);
+    }
+    return shown < size ? text + " ..." : text;
+}
+
+/// A line for the value, after `label`, and lines for what it holds, further in.
+void Outline(std::string& out, const std::string& label, CFTypeRef value, std::size_t indent) {
+    out.append(2 * indent, ' ');
+    if (!label.empty()) out += label + ": ";
+    switch (KindOf(value)) {
+        case Kind::String:
+            out += nlohmann::json(TextOf(static_cast<CFStringRef>(value))).dump() + "\n";
+            return;
+        case Kind::Number:
+            out += NumberText(static_cast<CFNumberRef>(value)) + "\n";
+            return;
+        case Kind::Boolean:
+            out += CFBooleanGetValue(static_cast<CFBooleanRef>(value)) ? "true\n" : "false\n";
+            return;
+        case Kind::Date:
+            out += DateText(static_cast<CFDateRef>(value)) + "\n";
+            return;
+        case Kind::Data:
+            out += DataOutline(static_cast<CFDataRef>(value)) + "\n";
+            return;
+        case Kind::Array: {
+            const CFArrayRef array = static_cast<CFArrayRef>(value);
+            out += fmt::format("array, {} items\n", CFArrayGetCount(array));
+            for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+                Outline(out, fmt::format("{}", i), CFArrayGetValueAtIndex(array, i), indent + 1);
+            }
+            return;
+        }
+        case Kind::Dictionary: {
+            const auto entries = SortedEntries(static_cast<CFDictionaryRef>(value));
+            out += fmt::format("dictionary, {} entries\n", entries.size());
+            for (const auto& [key, member] : entries) {
+                const bool isPlain = !key.empty() && std::all_of(key.begin(), key.end(), [](char c) {
+                    return static_cast<unsigned char>(c) > ' ' && c != ':' && c != '"' && c != '\x7F';
+                });
+                Outline(out, isPlain ? key : nlohmann::json(key).dump(), member, indent + 1);
+            }
+            return;
+        }
+    }
+}
+
+std::string OutlineOf(CFTypeRef value) {
+    std::string out;
+    Outline(out, "", value, 0);
+    return out;
+}
+
+// ---- convert
+
+/// Dates become text as in XML, data Base64.
+nlohmann::ordered_json JsonOf(CFTypeRef value) {
+    switch (KindOf(value)) {
+        case Kind::String:
+            return TextOf(static_cast<CFStringRef>(value));
+        case Kind::Boolean:
+            return CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;
+        case Kind::Date:
+            return DateText(static_cast<CFDateRef>(value));
+        case Kind::Data:
+            return Base64Text(static_cast<CFDataRef>(value));
+        case Kind::Number: {
+            const CFNumberRef number = static_cast<CFNumberRef>(value);
+            if (!CFNumberIsFloatType(number)) return nlohmann::ordered_json::parse(IntegerText(number));
+            const double real = RealOf(number);
+            if (!std::isfinite(real)) throw BadInput("JSON cannot hold nan and infinity");
+            return real;
+        }
+        case Kind::Array: {
+            nlohmann::ordered_json json = nlohmann::ordered_json::array();
+            const CFArrayRef array = static_cast<CFArrayRef>(value);
+            for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
+                json.push_back(JsonOf(CFArrayGetValueAtIndex(array, i)));
+            return json;
+        }
+        case Kind::Dictionary:
+            break;
+    }
+    nlohmann::ordered_json json = nlohmann::ordered_json::object();
+    for (auto& [key, member] : SortedEntries(static_cast<CFDictionaryRef>(value))) json[key] = JsonOf(member);
+    return json;
+}
+
+void RunConvert(const std::string& file, const std::string& format) {
+    const auto [list, name] = Load(file);
+    if (format == "json") return Write(JsonOf(list.get()).dump(2) + "\n");
+    ErrorRef error;
+    const DataRef data = PropertyListRef::createData(
+        nullptr, list.get(), format == "xml" ? kCFPropertyListXMLFormat_v1_0 : kCFPropertyListBinaryFormat_v1_0, 0,
+        &error);
+    if (!data) throw BadInput(fmt::format("{}: {}", name, ReasonOf(error)));
+    Write(
+        std::as_bytes(std::span(CFDataGetBytePtr(data.get()), static_cast<std::size_t>(CFDataGetLength(data.get())))));
+}
+
+// ---- get
+
+/// "/Devices/2/Na~1me" in its steps; "~1" stands for "/" and "~0" for "~" in a key (as in RFC 6901).
+std::vector<std::string> StepsOf(const std::string& path) {
+    if (path.empty() || path == "/") return {};
+    if (path.front() != '/') throw BadUsage(fmt::format("{}: a path begins with /", Quoted(path)));
+    std::vector<std::string> steps{""};
+    for (std::size_t i = 1; i < path.size(); ++i) {
+        const char c = path[i];
+        const char next = i + 1 < path.size() ? path[i + 1] : '\0';
+        if (c == '/') {
+            steps.emplace_back();
+        } else if (c == '~' && (next == '0' || next == '1')) {
+            steps.back() += next == '0' ? '~' : '/';
+            ++i;
+        } else {
+            steps.back() += c;
+        }
+    }
+    return steps;
+}
+
+/// The element at `step` of the array at `node`; past its end, where there is none.
+const PListNode& ElementAt(const PListNode& node, const std::string& step, std::vector<PListArrayIter>& iterators) {
+    CFIndex index = 0;
+    const auto [end, error] = std::from_chars(step.data(), step.data() + step.size(), index);
+    CFArrayRef array = nullptr;
+    node.getValue(array);
+    if (error != std::errc() || end != step.data() + step.size() || index < 0 || index >= CFArrayGetCount(array)) {
+        throw BadInput(fmt::format("{} is no index of an array of {} items", Quoted(step), CFArrayGetCount(array)));
+    }
+    PListArrayIter& iterator = iterators.emplace_back();
+    node.getArrayIter(iterator);
+    for (; index > 0; --index) iterator.next();
+    return iterator.next();
+}
+
+std::string Narrow(const std::wstring& text) {
+    std::string result;
+    for (const wchar_t c : text) {
+        const auto point = static_cast<char32_t>(c);
+        const auto tail = [&](unsigned shift) { result += static_cast<char>(0x80 | ((point >> shift) & 0x3F)); };
+        if (point < 0x80) {
+            result += static_cast<char>(point);
+        } else if (point < 0x800) {
+            result += static_cast<char>(0xC0 | point >> 6);
+            tail(0);
+        } else if (point < 0x10000) {
+            result += static_cast<char>(0xE0 | point >> 12);
+            tail(6);
+            tail(0);
+        } else {
+            result += static_cast<char>(0xF0 | point >> 18);
+            tail(12);
+            tail(6);
+            tail(0);
+        }
+    }
+    return result;
+}
+
+std::wstring Wide(const std::string& utf8) {
+    const StringRef string =
+        StringRef::adopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(utf8.data()),
+                                                 static_cast<CFIndex>(utf8.size()), kCFStringEncodingUTF8, false));
+    if (!string) return L"the list";
+    std::vector<wchar_t> units;
+    KXCore::_GetStringData(units, string.get());
+    return {units.begin(), units.end()};
+}
+
+/// The value at `node` as text. `type` says what it must be; empty takes anything.
+std::string ValueText(const PListNode& node, const std::string& type) {
+    if (type == "string") {
+        std::string text;
+        node.getValue(text);
+        return text;
+    }
+    if (type == "int") {
+        long long value = 0;
+        node.getInt64Value(value);
+        return fmt::format("{}", value);
+    }
+    if (type == "real") {
+        double value = 0;
+        node.getValue(value);
+        return fmt::format("{}", value);
+    }
+    if (type == "bool") {
+        bool value = false;
+        node.getValue(value);
+        return value ? "true" : "false";
+    }
+    if (type == "date") {
+        CFDateRef value = nullptr;
+        node.getValue(value);
+        return DateText(value);
+    }
+    if (type == "data") {
+        CFDataRef value = nullptr;
+        node.getValue(value);
+        return Base64Text(value);
+    }
+    CFTypeRef value = nullptr;
+    node.getValue(value);
+    switch (KindOf(value)) {
+        case Kind::String:
+            return TextOf(static_cast<CFStringRef>(value));
+        case Kind::Data:
+            return Base64Text(static_cast<CFDataRef>(value));
+        default: {
+            std::string outline = OutlineOf(value);
+            outline.pop_back();
+            return outline;
+        }
+    }
+}
+
+std::string NameOfExpected(std::int32_t type) {
+    constexpr std::string_view kNames[] = {"a string",  "an array", "a dictionary", "a date",
+                                           "a boolean", "a number", "data"};
+    return std::string(type >= 1 && type <= 7 ? kNames[type - 1] : "another type");
+}
+
+void RunGet(const std::string& file, const std::string& path, const std::string& type) {
+    const std::vector<std::string> steps = StepsOf(path);
+    auto [list, name] = Load(file);
+    const KXCore::PListNavigator navigator({list, Wide(name)});
+    const PListNode* node = &navigator.root();
+    std::vector<PListArrayIter> iterators;
+    try {
+        for (const std::string& step : steps) {
+            CFArrayRef array = nullptr;
+            node = node->getValue(array, KXCore::ItemKind::Optional) ? &ElementAt(*node, step, iterators)
+                                                                     : &(*node / step.c_str());
+        }
+        Write(ValueText(*node, type) + "\n");
+    } catch (const BadInput& error) {
+        throw BadInput(fmt::format("{}: {}", Narrow(node->getLocationInfo()), error.what()));
+    } catch (const KXCore::PListItemMissingError& error) {
+        throw BadInput(fmt::format("{}: there is no such value", Narrow(error.getLocationInfo())));
+    } catch (const KXCore::PListUnexpectedTypeError& error) {
+        throw BadInput(fmt::format("{}: the value is not {}", Narrow(error.getLocationInfo()),
+                                   NameOfExpected(error.getExpectedType())));
+    } catch (const KXCore::PListConversionError& error) {
+        throw BadInput(fmt::format("{}: the number does not fit", Narrow(error.getLocationInfo())));
+    }
+}
+
+// ---- lint
+
+std::string_view NameOf(CFPropertyListFormat format) {
+    switch (format) {
+        case kCFPropertyListXMLFormat_v1_0:
+            return "XML";
+        case kCFPropertyListBinaryFormat_v1_0:
+            return "binary";
+        case kCFPropertyListOpenStepFormat:
+            break;
+    }
+    return "old text style";
+}
+
+void RunLint(const std::vector<std::string>& files) {
+    std::size_t faulty = 0;
+    for (const std::string& file : files) {
+        Input input(file);
+        const Document document = ReadDocument(input.readAll(kLargestFile));
+        if (document.list) {
+            Write(fmt::format("{}: OK, {}\n", input.name(), NameOf(document.format)));
+        } else {
+            ++faulty;
+            Write(fmt::format("{}: {}\n", input.name(), document.fault));
+        }
+    }
+    if (faulty != 0)
+        throw BadInput(fmt::format("{} of {} files cannot be read as property lists", faulty, files.size()));
+}
+
+// ---- The command line
+
+struct Options {
+    std::string file;
+    std::vector<std::string> files;
+    std::string path;
+    std::string type;
+    std::string format;
+};
+
+}  // namespace
+
+void AddPList(CLI::App& tool) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const plist = tool.add_subcommand("plist", "Look into property lists, check and convert them");
+    plist->require_subcommand(1);
+    plist->footer("Reads XML, binary and the old text style; - stands for the standard input.");
+
+    CLI::App* const get = plist->add_subcommand("get", "Print one value");
+    get->add_option("FILE", options->file, "The property list")->required();
+    get->add_option("PATH", options->path, "Keys and indexes from the root; ~1 stands for / in a key, ~0 for ~")
+        ->required();
+    get->add_option("--type", options->type, "What the value must be")
+        ->check(CLI::IsMember({"string", "int", "real", "bool", "date", "data"}));
+    get->footer("Example:\n  kxtool plist get agent.plist /Devices/2/Name --type string\n");
+    get->callback([options] { RunGet(options->file, options->path, options->type); });
+
+    CLI::App* const print = plist->add_subcommand("print", "Print the whole list as an outline");
+    print->add_option("FILE", options->file, "The property list")->required();
+    print->footer("Example:\n  kxtool plist print agent.plist\n");
+    print->callback([options] { Write(OutlineOf(Load(options->file).first.get())); });
+
+    CLI::App* const convert = plist->add_subcommand("convert", "Write the list in another form");
+    convert->add_option("FILE", options->file, "The property list")->required();
+    convert->add_option("FORM", options->format, "xml, binary or json")
+        ->required()
+        ->check(CLI::IsMember({"xml", "binary", "json"}));
+    convert->footer("Example:\n  kxtool plist convert agent.plist json\n");
+    convert->callback([options] { RunConvert(options->file, options->format); });
+
+    CLI::App* const lint = plist->add_subcommand("lint", "Check files, and tell the first fault of each");
+    lint->add_option("FILE", options->files, "The property lists")->required();
+    lint->footer("Example:\n  kxtool plist lint *.plist\n");
+    lint->callback([options] { RunLint(options->files); });
+}
+
+}  // namespace kxtool

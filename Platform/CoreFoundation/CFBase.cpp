@@ -74,7 +74,9 @@ CFStringRef copyAllocatorDescription(const Object* object) {
     return description;
 }
 
-CFAllocatorRef resolve(CFAllocatorRef allocator) noexcept { return allocator ? allocator : CFAllocatorGetDefault(); }
+CFAllocatorRef currentDefault() noexcept { return threadDefault ? threadDefault : &systemDefaultAllocator; }
+
+CFAllocatorRef resolve(CFAllocatorRef allocator) noexcept { return allocator ? allocator : currentDefault(); }
 
 }  // namespace
 
@@ -93,7 +95,7 @@ void CFAllocatorSetDefault(CFAllocatorRef allocator) {
     threadDefault = static_cast<CFAllocatorRef>(CFRetain(allocator));
 }
 
-CFAllocatorRef CFAllocatorGetDefault() { return threadDefault ? threadDefault : kCFAllocatorSystemDefault; }
+CFAllocatorRef CFAllocatorGetDefault() { return currentDefault(); }
 
 CFAllocatorRef CFAllocatorCreate(CFAllocatorRef allocator, CFAllocatorContext* context) {
     if (!context || context->version != 0) return nullptr;
@@ -180,7 +182,11 @@ void destroy(const Object* object) noexcept {
     deallocateObject(dying, flags);
 }
 
-void destroyFlat(const Object* object) noexcept {
+}  // namespace
+
+namespace KXPlatform {
+
+void endLife(const Object* object) noexcept {
     struct State {
         int depth = 0;
         std::vector<const Object*> waiting;
@@ -215,10 +221,6 @@ void destroyFlat(const Object* object) noexcept {
     --current->depth;
 }
 
-}  // namespace
-
-namespace KXPlatform {
-
 void* allocateObject(CFAllocatorRef allocator, std::size_t size, std::uint8_t& flags) noexcept {
     allocator = resolve(allocator);
     if (allocator == kCFAllocatorSystemDefault) return std::malloc(size);
@@ -246,19 +248,11 @@ void deallocateObject(void* memory, std::uint8_t flags) noexcept {
 CFTypeID CFGetTypeID(CFTypeRef cf) { return cf ? number(object(cf)->cls->typeID) : 0; }
 
 CFTypeRef CFRetain(CFTypeRef cf) {
-    if (cf && !(object(cf)->flags & Object::kImmortal)) object(cf)->count.fetch_add(1, std::memory_order_relaxed);
+    retain(cf);
     return cf;
 }
 
-void CFRelease(CFTypeRef cf) {
-    if (!cf || (object(cf)->flags & Object::kImmortal)) return;
-    // Acquire pairs with the releases of the other owners: what they wrote is seen before the object is torn down. The
-    // only owner need not count down: nobody else has a reference to retain or release.
-    std::atomic<std::uint32_t>& count = object(cf)->count;
-    if (count.load(std::memory_order_acquire) == 1 || count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        destroyFlat(object(cf));
-    }
-}
+void CFRelease(CFTypeRef cf) { release(cf); }
 
 CFIndex CFGetRetainCount(CFTypeRef cf) {
     if (!cf) return 0;

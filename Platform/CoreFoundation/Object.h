@@ -8,6 +8,8 @@
 
 #include <CoreFoundation/CFBase.h>
 
+#include <sys/single_threaded.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -82,6 +84,32 @@ inline const Object* object(CFTypeRef cf) noexcept { return static_cast<const Ob
 inline bool isOfType(CFTypeRef cf, TypeID id) noexcept { return cf && object(cf)->cls->typeID == id; }
 
 constexpr CFTypeID number(TypeID id) noexcept { return static_cast<CFTypeID>(id); }
+
+/// Ends the life of an object whose last reference is gone.
+void endLife(const Object* object) noexcept;
+
+/// Adds to a count of references, or takes from it; returns what it was. While the process has one thread, and the C
+/// library knows, no locked operation is needed.
+inline std::uint32_t change(std::atomic<std::uint32_t>& count, std::uint32_t by, std::memory_order order) noexcept {
+    if (!__libc_single_threaded) return count.fetch_add(by, order);
+    const std::uint32_t before = count.load(std::memory_order_relaxed);
+    count.store(before + by, std::memory_order_relaxed);
+    return before;
+}
+
+/// CFRetain and CFRelease, inline for the sources of this platform.
+inline void retain(const void* cf) noexcept {
+    if (cf && !(object(cf)->flags & Object::kImmortal)) change(object(cf)->count, 1, std::memory_order_relaxed);
+}
+
+inline void release(const void* cf) noexcept {
+    if (!cf || (object(cf)->flags & Object::kImmortal)) return;
+    // Acquire pairs with the releases of the other owners: what they wrote is seen before the object is torn down. Who
+    // holds the only reference need not count it down: nobody else can come by another one.
+    std::atomic<std::uint32_t>& count = object(cf)->count;
+    if (count.load(std::memory_order_acquire) == 1 || change(count, UINT32_MAX, std::memory_order_acq_rel) == 1)
+        endLife(object(cf));
+}
 
 /// Memory for an object of `size` bytes from `allocator` (null: the thread's default). The flag to set on the object
 /// comes back in `flags`. Null when the allocator gives none.

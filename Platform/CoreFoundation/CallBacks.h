@@ -63,12 +63,15 @@ inline const CallBacks* placeCallBacks(const CallBacks& callBacks, std::byte*& p
 
 /// What `owner` is to keep for `value`: mostly `value` itself.
 inline const void* retainValue(const CallBacks* callBacks, CFTypeRef owner, const void* value) noexcept {
-    if (callBacks == &kObjectCallBacks) return CFRetain(value);
+    if (callBacks == &kObjectCallBacks) {
+        retain(value);
+        return value;
+    }
     return callBacks->retain ? callBacks->retain(CFGetAllocator(owner), value) : value;
 }
 
 inline void releaseValue(const CallBacks* callBacks, CFTypeRef owner, const void* value) noexcept {
-    if (callBacks == &kObjectCallBacks) return CFRelease(value);
+    if (callBacks == &kObjectCallBacks) return release(value);
     if (callBacks->release) callBacks->release(CFGetAllocator(owner), value);
 }
 
@@ -78,12 +81,17 @@ inline bool failedToRetain(const CallBacks* callBacks, const void* given, const 
 }
 
 inline bool areEqual(const CallBacks* callBacks, const void* a, const void* b) noexcept {
-    return a == b || (callBacks->equal && callBacks->equal(a, b));
+    if (a == b) return true;
+    if (callBacks == &kObjectCallBacks)
+        return a && b && object(a)->cls == object(b)->cls && object(a)->cls->equal &&
+               object(a)->cls->equal(object(a), object(b));
+    return callBacks->equal && callBacks->equal(a, b);
 }
 
 inline CFHashCode hashOf(const CallBacks* callBacks, const void* value) noexcept {
-    if (callBacks->hash) return callBacks->hash(value);
-    return reinterpret_cast<std::uintptr_t>(value);
+    if (callBacks == &kObjectCallBacks && value && object(value)->cls->hash)
+        return object(value)->cls->hash(object(value));
+    return callBacks->hash ? callBacks->hash(value) : reinterpret_cast<std::uintptr_t>(value);
 }
 
 class Description;

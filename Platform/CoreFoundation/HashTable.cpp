@@ -16,7 +16,10 @@ namespace {
 /// A caller's hint is taken at its word up to this many entries; what is asked beyond is only reserved when it comes.
 constexpr CFIndex kMaximumReserve = 1 << 14;
 
-constexpr std::uint32_t kSmallestCapacity = 8;
+/// Most dictionaries are small: a table grows to hold a few entries, then a good many, then twice as many each time.
+std::size_t nextCapacity(std::size_t capacity) noexcept {
+    return capacity == 0 ? 4 : capacity < 16 ? 16 : capacity * 2;
+}
 
 /// The index has half as many slots again as entries, and so always an empty one where a search ends.
 std::uint8_t slotBitsFor(std::size_t capacity) noexcept {
@@ -102,7 +105,7 @@ void HashTable::renumber(std::uint32_t from, std::uint32_t to) noexcept {
 bool HashTable::grow(std::size_t wanted) noexcept {
     if (wanted <= capacity) return true;
     if (!isMutable() || wanted > kMaximumCount) return false;
-    const std::size_t room = std::max({wanted, std::size_t{capacity} * 2, std::size_t{kSmallestCapacity}});
+    const std::size_t room = std::max(wanted, nextCapacity(capacity));
     const bool hasValues = valueCallBacks != nullptr;
     const CFAllocatorRef allocator = CFGetAllocator(this);
     void* const memory = CFAllocatorAllocate(allocator, static_cast<CFIndex>(blockSize(room, hasValues)), 0);

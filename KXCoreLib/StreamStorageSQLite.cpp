@@ -170,7 +170,12 @@ class StreamStorageImpl : boost::noncopyable {
     explicit StreamStorageImpl(const char* path) : path_(path), indirection_(makeIndirection(nullptr)) {}
     ~StreamStorageImpl() { indirection_->invalidate(); }
 
-    void openStorage(StreamMode mode) { install(SQLiteSession::open(path_.c_str(), mode).get()); }
+    void openStorage(StreamMode mode) {
+        // Appends that are pending are lost now in any case. Left to the end, a large transaction would hold the file
+        // locked, and the new session would take it for one that cannot be used.
+        if (hasPendingAppends()) closeStorage();
+        install(SQLiteSession::open(path_.c_str(), mode).get());
+    }
     void closeStorage() { install(nullptr); }
     void resetStorage() {}
 
@@ -180,6 +185,11 @@ class StreamStorageImpl : boost::noncopyable {
     }
 
   private:
+    bool hasPendingAppends() {
+        const SessionPtr session = getSessionIndirection()->session();
+        return session && session->db.inTransaction();
+    }
+
     void install(SQLiteSession* session) {
         // Declared before the lock, so that the old indirection goes after it: closing a database may take a while.
         IndirectionPtr indirection = makeIndirection(session);

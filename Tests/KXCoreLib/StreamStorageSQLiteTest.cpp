@@ -209,6 +209,16 @@ TEST_F(StreamStorageTest, OpeningAgainLosesWhatWasNotSynced) {
     EXPECT_EQ(storage->getLastItemID(), 2u);
 }
 
+TEST_F(StreamStorageTest, OpeningAgainWithMuchPendingKeepsWhatWasSynced) {
+    open();
+    appendNumbered(1, 3);
+    storage->syncStorage();
+    // More than SQLite keeps in memory, so that it locks the file to write some of it out.
+    for (int i = 0; i < 60; ++i) append(std::string(100000, 'x'));
+    open();
+    EXPECT_EQ(all(), range(1, 3));
+}
+
 TEST_F(StreamStorageTest, DestructionKeepsWhatWasNotSynced) {
     open();
     appendNumbered(1, 4);

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <clocale>
+#include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -247,7 +249,7 @@ TEST(IConv, MakesNothingOfNothing) {
     EXPECT_EQ(convert("UTF-8", "EUC-JP", ""), (Outcome{}));
     EXPECT_EQ(convert("UTF-16LE", "utf8-mac", ""), (Outcome{}));
     std::wstring wide;
-    IConv(IConv::UTF8ToWide)(std::string(), wide);
+    IConv{IConv::UTF8ToWide}(std::string(), wide);
     EXPECT_EQ(wide, L"");
 }
 
@@ -257,7 +259,8 @@ TEST(IConv, ConvertsBetweenTheEncodingsOfUnicodeInChunksOfAnySize) {
             const std::string text = encoded(longText(), from);
             const std::string expected = encoded(longText(), to);
             IConv converter(to, from);
-            for (const std::size_t chunk : {1, 2, 3, 5, 63, 64, 65, 127, 128, 1000, 1024, 100000}) {
+            for (const std::size_t chunk :
+                 std::initializer_list<std::size_t>{1, 2, 3, 5, 63, 64, 65, 127, 128, 1000, 1024, 100000}) {
                 const Outcome outcome = convert(converter, text, chunk);
                 EXPECT_TRUE(outcome == Outcome{expected}) << from << " to " << to << " in chunks of " << chunk;
             }
@@ -273,7 +276,7 @@ TEST(IConv, ConvertsThroughTheSystemsTablesInChunksOfAnySize) {
         if (encoding == "EUC-KR"sv) continue;  // has not all of these
         const Outcome there = convert(encoding, "wchar_t", bytesOf(text));
         ASSERT_FALSE(there.failed) << encoding;
-        for (const std::size_t chunk : {1, 2, 3, 63, 64, 65, 1000, 100000}) {
+        for (const std::size_t chunk : std::initializer_list<std::size_t>{1, 2, 3, 63, 64, 65, 1000, 100000}) {
             EXPECT_TRUE(convert(encoding, "wchar_t", bytesOf(text), chunk) == there) << encoding << ' ' << chunk;
             EXPECT_TRUE(convert("wchar_t", encoding, there.text, chunk) == Outcome{bytesOf(text)})
                 << encoding << ' ' << chunk;
@@ -323,7 +326,7 @@ TEST(IConv, DropsWhatIsNotACharacterInUTF8) {
                                        "\xF8\x88\x80\x80\x80"sv,
                                        "\xFE"sv,
                                        "\xFF"sv}) {
-        for (const std::size_t chunk : {1, 2, 100}) {
+        for (const std::size_t chunk : std::initializer_list<std::size_t>{1, 2, 100}) {
             const std::string text = "<" + std::string(bad) + ">";
             EXPECT_EQ(convert("UTF-8", "UTF-8", text, chunk), (Outcome{"<>"})) << testing::PrintToString(text);
             EXPECT_EQ(convert("UTF-16BE", "UTF-8", text, chunk), (Outcome{"\0<\0>"s})) << testing::PrintToString(text);
@@ -338,7 +341,7 @@ TEST(IConv, KeepsTheCharacterAfterATruncatedOneAtTheVeryEnd) {
 
 TEST(IConv, DropsSurrogatesWithoutAPartner) {
     const std::u16string text = u"a\xD800z\xDC00\xD83D\xDE00\xDC00\xD83D\xD83D\xDE00!"s;
-    for (const std::size_t chunk : {1, 2, 3, 4, 1000}) {
+    for (const std::size_t chunk : std::initializer_list<std::size_t>{1, 2, 3, 4, 1000}) {
         EXPECT_EQ(convert("UTF-8", "UTF-16LE", bytesOf(text), chunk), (Outcome{"az\xF0\x9F\x98\x80\xF0\x9F\x98\x80!"}));
     }
 }
@@ -354,7 +357,7 @@ TEST(IConv, DropsWideValuesThatAreNoCharacters) {
 }
 
 TEST(IConv, DropsThousandsOfInvalidBytesInARow) {
-    for (const std::size_t count : {63, 64, 65, 1023, 1024, 1025, 10000, 100000}) {
+    for (const std::size_t count : std::initializer_list<std::size_t>{63, 64, 65, 1023, 1024, 1025, 10000, 100000}) {
         const std::string bad(count, '\xFF');
         for (const char* const to : {"UTF-16LE", "ISO-8859-1"}) {
             const std::string ab = to == "UTF-16LE"sv ? "a\0b\0"s : "ab"s;
@@ -398,7 +401,7 @@ TEST(IConv, FailsOnAnIncompleteTailAfterAllBeforeItReachedTheSink) {
             for (const char* const to : {"UTF-8", "UTF-16BE"}) {
                 const Outcome whole = convert(to, row.encoding, encoded(text, row.encoding));
                 ASSERT_FALSE(whole.failed);
-                for (const std::size_t chunk : {1, 64, 100000}) {
+                for (const std::size_t chunk : std::initializer_list<std::size_t>{1, 64, 100000}) {
                     const Outcome outcome = convert(to, row.encoding, input, chunk);
                     ASSERT_TRUE(outcome.failed) << row.encoding;
                     ASSERT_TRUE(outcome.text == whole.text) << row.encoding << ' ' << length;
@@ -425,7 +428,7 @@ TEST(IConvMac, ComposesNamesAtAnySplit) {
     const std::string composed =
         "r\xC3\xA9sum\xC3\xA9 \xC3\x85 \xED\x95\x9C \xE1\xBB\x99 \xE2\x82\xAC \xF0\x9F\x98\x80 "
         "\xC3\xB6";
-    for (const std::size_t chunk : {1, 2, 3, 4, 5, 7, 63, 64, 65, 1000}) {
+    for (const std::size_t chunk : std::initializer_list<std::size_t>{1, 2, 3, 4, 5, 7, 63, 64, 65, 1000}) {
         EXPECT_EQ(convert("UTF-8", "utf8-mac", decomposed, chunk), (Outcome{composed})) << chunk;
         EXPECT_EQ(convert("utf8-mac", "UTF-8", composed, chunk).text.size(), decomposed.size()) << chunk;
     }
@@ -538,24 +541,24 @@ TEST(IConvContainers, AreAppendedTo) {
     const Bytes bytes(narrow.begin(), narrow.end());
 
     Bytes toBytes = {1};
-    IConv(IConv::WideToUTF8)(wide, toBytes);
+    IConv{IConv::WideToUTF8}(wide, toBytes);
     EXPECT_EQ(toBytes, (Bytes{1, 'z', 0xC3, 0xA9}));
     std::string toString = "<";
-    IConv(IConv::WideToUTF8)(wide, toString);
+    IConv{IConv::WideToUTF8}(wide, toString);
     EXPECT_EQ(toString, "<z\xC3\xA9");
 
     toBytes = {1};
     IConv("ISO-8859-1", "UTF-8")(narrow, toBytes);
     EXPECT_EQ(toBytes, (Bytes{1, 'z', 0xE9}));
     std::wstring toWide = L"<";
-    IConv(IConv::UTF8ToWide)(narrow, toWide);
+    IConv{IConv::UTF8ToWide}(narrow, toWide);
     EXPECT_EQ(toWide, L"<z\u00E9");
 
     toString = "<";
     IConv("ISO-8859-1", "UTF-8")(bytes, toString);
     EXPECT_EQ(toString, "<z\xE9");
     toWide = L"<";
-    IConv(IConv::UTF8ToWide)(bytes, toWide);
+    IConv{IConv::UTF8ToWide}(bytes, toWide);
     EXPECT_EQ(toWide, L"<z\u00E9");
 }
 
@@ -565,7 +568,7 @@ TEST(IConvStrings, OfThePlatformAreAppendedTo) {
     CFStringAppend(string.get(), CFSTR("<"));
     IConv("UTF-16LE", "UTF-8")(narrow, string.get());
     IConv("UTF-16LE", "UTF-8")(Bytes{'b'}, string.get());
-    IConv(IConv::WideToUTF16LE)(std::wstring(L"\u20AC"), string.get());
+    IConv{IConv::WideToUTF16LE}(std::wstring(L"\u20AC"), string.get());
     EXPECT_EQ(unitsOf(string.get()), u"<z\u00E9\U0001F600b\u20AC");
 }
 
@@ -579,7 +582,7 @@ TEST(IConvStrings, OfThePlatformAreRead) {
     IConv("UTF-8", "UTF-16LE")(constant, narrow);
     EXPECT_EQ(narrow, "<z\xC3\xA9\xF0\x9F\x98\x80");
     std::wstring wide = L"<";
-    IConv(IConv::UTF16LEToWide)(constant, wide);
+    IConv{IConv::UTF16LEToWide}(constant, wide);
     EXPECT_EQ(wide, L"<z\u00E9\U0001F600");
     Bytes bytes = {1};
     IConv("ISO-8859-1", "UTF-16LE")(constant, bytes);
@@ -601,7 +604,7 @@ TEST(IConvStrings, ThatDoNotExposeTheirUnitsAreReadIn128s) {
     EXPECT_EQ(data, nullptr);
 
     std::string narrow;
-    IConv(IConv::UTF16LEToChar)(static_cast<CFStringRef>(string.get()), narrow);
+    IConv{IConv::UTF16LEToChar}(static_cast<CFStringRef>(string.get()), narrow);
     EXPECT_EQ(narrow, text);
 }
 
@@ -628,7 +631,7 @@ TEST(IConvData, IsReadAndAppendedTo) {
     const UInt8 first = 1;
     CFDataAppendBytes(data.get(), &first, 1);
     const std::wstring wide = L"z\u00E9";
-    IConv(IConv::WideToUTF8)(IConvCppContainerSource(wide), IConv::CFDataSink(data.get()));
+    IConv{IConv::WideToUTF8}(IConvCppContainerSource(wide), IConv::CFDataSink(data.get()));
     ASSERT_EQ(CFDataGetLength(data.get()), 4);
     EXPECT_EQ(std::memcmp(CFDataGetBytePtr(data.get()), "\x01z\xC3\xA9", 4), 0);
 

@@ -246,12 +246,13 @@ const CFStringEncoding* CFStringGetListOfAvailableEncodings() {
         static constexpr CFStringEncoding kNone = kInvalid;
         return guarded(&kNone, [] {
             // Made once and, as the list of the process, never freed.
-            auto* const all = new std::vector<CFStringEncoding>;
-            all->reserve(allEncodings().size() + 1);
+            // The pointer kept is the block's own: a leak check sees it.
+            auto* const all = new CFStringEncoding[allEncodings().size() + 1];
+            std::size_t count = 0;
             for (const Encoding& encoding : allEncodings())
-                if (CFStringIsEncodingAvailable(encoding.number)) all->push_back(encoding.number);
-            all->push_back(kInvalid);
-            return static_cast<const CFStringEncoding*>(all->data());
+                if (CFStringIsEncodingAvailable(encoding.number)) all[count++] = encoding.number;
+            all[count] = kInvalid;
+            return static_cast<const CFStringEncoding*>(all);
         });
     }();
     return list;

@@ -5,12 +5,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdint>
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
 #include <exception>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 using namespace KXCore::CoreFoundation;
 using testing::HasSubstr;
@@ -359,4 +363,48 @@ TEST(CFExceptionThrown, KeepsTheTextItWasGiven) {
     const CFExceptionImpl exception(message);
     const CFExceptionImpl copy = exception;
     EXPECT_EQ(static_cast<const CFException&>(copy).what(), message);
+}
+
+// Threads.
+
+TEST(WrapperThreads, HoldOneObjectThroughWrappersOfTheirOwn) {
+    const DataRef data = sample<DataRef>();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([copy = data]() mutable {
+            for (int round = 0; round < 20000; ++round) {
+                DataRef another = copy;
+                TypeRef any;
+                any.assign(another.get());
+                copy = std::move(another);
+                if (copy.getLength() != 3) std::abort();
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    threads.clear();
+    EXPECT_EQ(countOf(data), 1);
+}
+
+TEST(WrapperThreads, FailEachOnTheirOwn) {
+    testing::internal::CaptureStderr();
+    std::atomic<int> caught = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&caught] {
+            for (int round = 0; round < 50; ++round) {
+                try {
+                    StringRef().assign(nullptr);
+                } catch (const CFException&) {
+                    ++caught;
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(caught, 200);
+    std::size_t reports = 0;
+    for (std::size_t at = 0; (at = lines.find("]expected CFStringRef\n", at)) != std::string::npos; ++at) ++reports;
+    EXPECT_EQ(reports, 200u) << "every line stands whole";
 }

@@ -77,8 +77,8 @@ class Writer {
     Writer(FormatOutput& output, std::span<const Argument> arguments) : output_(output), arguments_(arguments) {}
 
     void write(FormatSpecifier specifier) {
-        resolve(specifier);
         if (specifier.conversion == '%') return output_.append("%");
+        resolve(specifier);
         const Argument& argument = arguments_[static_cast<std::size_t>(specifier.argument)];
         switch (specifier.conversion) {
             case 'd':

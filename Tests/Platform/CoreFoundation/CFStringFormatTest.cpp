@@ -67,6 +67,7 @@ TEST(CFStringFormat, CopiesOrdinaryText) {
     EXPECT_EQ(formatted("h\xC3\xA9llo \xF0\x9F\x98\x80"), "h\xC3\xA9llo \xF0\x9F\x98\x80");
     EXPECT_EQ(formatted("100%%"), "100%");
     EXPECT_EQ(formatted("%%%%d"), "%%d");
+    EXPECT_EQ(formatted("%5%|%-5%|"), "%|%|");
     EXPECT_EQ(formatted("%5%|%-5%"), "%|%");
 }
 
@@ -363,6 +364,7 @@ TEST(CFStringFormat, TakesNoArgumentForWhatIsNoSpecifier) {
     EXPECT_EQ(formatted("%y %d", 7), "%y 7");
     EXPECT_EQ(formatted("%*y %d", 7), "%*y 7");
     EXPECT_EQ(formatted("%5%d", 7), "%d");
+    EXPECT_EQ(formatted("%3$*2$.*9$%"), "%");
 }
 
 TEST(CFStringFormat, RefusesPositionsBeyondReason) {

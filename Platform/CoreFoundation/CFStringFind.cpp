@@ -31,12 +31,57 @@ bool matchesAt(const T* text, const P* pattern, CFIndex length) noexcept {
     return true;
 }
 
+/// The next place of either of two bytes, each looked for with memchr and no further than need be.
+class ByteFinder {
+  public:
+    ByteFinder(const char* text, CFIndex from, CFIndex to, char one, char other) noexcept
+        : text_(text), to_(to), one_(one), other_(other), nextOne_(locate(one, from)) {
+        nextOther_ = one == other ? to : locate(other, from);
+    }
+
+    /// The next place, or the end.
+    CFIndex place() const noexcept { return std::min(nextOne_, nextOther_); }
+
+    void advance() noexcept {
+        const CFIndex behind = place() + 1;
+        if (nextOne_ < behind)
+            nextOne_ = locate(one_, behind);
+        else
+            nextOther_ = locate(other_, behind);
+    }
+
+  private:
+    CFIndex locate(char byte, CFIndex from) const noexcept {
+        if (from >= to_) return to_;
+        const void* const found = std::memchr(text_ + from, byte, static_cast<std::size_t>(to_ - from));
+        return found ? static_cast<const char*>(found) - text_ : to_;
+    }
+
+    const char* text_;
+    CFIndex to_;
+    char one_;
+    char other_;
+    CFIndex nextOne_;
+    CFIndex nextOther_ = 0;
+};
+
 template <bool Caseless, class T, class P>
 CFIndex firstMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CFIndex length) noexcept {
-    if constexpr (!Caseless && sizeof(T) == 1 && sizeof(P) == 1) {
-        const void* const found =
-            ::memmem(text + from, static_cast<std::size_t>(to - from), pattern, static_cast<std::size_t>(length));
-        return found ? static_cast<const T*>(found) - text : kNowhere;
+    if constexpr (sizeof(T) == 1 && sizeof(P) == 1) {
+        // By the first byte, as long as that tells much; a text full of it is memmem's, whose time is linear.
+        constexpr CFIndex kPatience = 64;
+        const char first = pattern[0];
+        ByteFinder finder(text, from, to - length + 1, first, Caseless ? asciiUpper(first) : first);
+        CFIndex misses = 0;
+        for (CFIndex at = finder.place(); at + length <= to; at = finder.place()) {
+            if (matchesAt<Caseless>(text + at, pattern, length)) return at;
+            finder.advance();
+            if (Caseless || ++misses < kPatience + (at - from) / 16) continue;
+            const void* const found =
+                ::memmem(text + at, static_cast<std::size_t>(to - at), pattern, static_cast<std::size_t>(length));
+            return found ? static_cast<const T*>(found) - text : kNowhere;
+        }
+        return kNowhere;
     } else {
         const UniChar first = projected<false>(pattern[0]);
         for (CFIndex at = from; at + length <= to; ++at) {
@@ -70,11 +115,14 @@ class Search {
           anchored_((flags & kCFCompareAnchored) != 0) {
         const Folding folding = Folding::of(flags);
         if (folding.any() && pattern.length > 0) {
-            foldPattern(folding);
-            if (text.isWide())
+            foldedPattern_ = folded(pattern, folding);
+            if (text.isWide()) {
                 foldText(folding);
-            else
+                pattern_ = {nullptr, asUnits(foldedPattern_.data()), static_cast<CFIndex>(foldedPattern_.size())};
+            } else {
                 caseless_ = folding.caseless;
+                narrowPattern();
+            }
         }
         to_ = text_.length;
     }
@@ -104,10 +152,11 @@ class Search {
     }
 
   private:
-    void foldPattern(const Folding& folding) {
-        foldedPattern_ = folded(pattern_, folding);
-        pattern_ = {nullptr, asUnits(foldedPattern_.data()), static_cast<CFIndex>(foldedPattern_.size())};
-        if (pattern_.length == 0) pattern_ = {"", nullptr, 0};
+    /// The folded pattern as bytes, for ASCII text; none where it is not ASCII, for then there is no match.
+    void narrowPattern() {
+        if (isASCII(asUnits(foldedPattern_.data()), foldedPattern_.size()))
+            for (const char16_t unit : foldedPattern_) asciiPattern_.push_back(static_cast<char>(unit));
+        pattern_ = {asciiPattern_.data(), nullptr, static_cast<CFIndex>(asciiPattern_.size())};
     }
 
     void foldText(const Folding& folding) {
@@ -169,6 +218,7 @@ class Search {
     bool caseless_ = false;  ///< fold the case of ASCII text while searching
     std::u16string foldedText_;
     std::u16string foldedPattern_;
+    std::string asciiPattern_;
     std::vector<CFIndex> starts_;  ///< for each folded unit, and the end: where its sequence starts in the text
     CFIndex from_ = 0;
     CFIndex to_ = 0;

@@ -58,8 +58,15 @@ void eachCharacter(const std::u16string& text, Handle handle) {
 constexpr UChar32 kHalfwidthVoiced = 0xFF9E;
 constexpr UChar32 kHalfwidthSemivoiced = 0xFF9F;
 
+/// Blocks in which nothing continues a sequence, so that most text is not looked up: Greek and Cyrillic letters, and
+/// the East Asian scripts from Hangul letters for old compatibility to the last Hangul syllable.
+constexpr bool isInPlainBlock(UChar32 c) noexcept {
+    return c < kFirstMark || (c >= 0x370 && c < 0x483) || (c >= 0x48A && c < 0x591) || (c >= 0x3130 && c < 0xA000) ||
+           (c >= 0xAC00 && c <= 0xD7A3);
+}
+
 bool continuesSequence(UChar32 c, const Folding& folding) noexcept {
-    if (c < kFirstMark) return false;
+    if (isInPlainBlock(c)) return false;
     if ((U_GET_GC_MASK(c) & U_GC_M_MASK) != 0) return true;
     if (c == kHalfwidthVoiced || c == kHalfwidthSemivoiced) return folding.widthless;
     // What composes with a character before it without being a mark: the inner letters of Hangul syllables.
@@ -94,7 +101,7 @@ void foldWidth(std::u16string& text, std::u16string& result) {
         if ((c == kHalfwidthVoiced || c == kHalfwidthSemivoiced) && previous != U_SENTINEL) {
             const UChar32 voiced = unorm2_composePair(nfc, previous, ordinary);
             if (voiced >= 0) {
-                result.resize(result.size() - static_cast<std::size_t>(U16_LENGTH(previous)));
+                result.pop_back();  // every letter that takes such a mark is one unit
                 ordinary = voiced;
             }
         }
@@ -241,6 +248,15 @@ void SequenceFolder::append(TextView sequence, std::u16string& folded) {
         folded.push_back(static_cast<char16_t>(folding_.caseless ? asciiLower(c) : c));
         return;
     }
+    if (sequence.length > 1) return appendUnremembered(sequence, folded);
+    Remembered& slot = remembered_[sequence[0] % remembered_.size()];
+    if (slot.key == sequence[0]) return folded.push_back(static_cast<char16_t>(slot.folded));
+    const std::size_t before = folded.size();
+    appendUnremembered(sequence, folded);
+    if (folded.size() == before + 1) slot = {sequence[0], folded.back()};
+}
+
+void SequenceFolder::appendUnremembered(TextView sequence, std::u16string& folded) {
     if (sequence.length <= 2 && appendCharacter(sequence, folded)) return;
     text_.resize(static_cast<std::size_t>(sequence.length));
     sequence.copyTo(asUnits(text_.data()));

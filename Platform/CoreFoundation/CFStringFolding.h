@@ -11,6 +11,7 @@
 
 #include "CFStringObject.h"
 
+#include <array>
 #include <string>
 
 namespace KXPlatform {
@@ -53,9 +54,17 @@ class SequenceFolder {
     void append(TextView sequence, std::u16string& folded);
 
   private:
+    /// A unit that folds to a single unit, as most do; key 0: none remembered.
+    struct Remembered {
+        UniChar key = 0;
+        UniChar folded = 0;
+    };
+
+    void appendUnremembered(TextView sequence, std::u16string& folded);
     bool appendCharacter(TextView character, std::u16string& folded) const;
 
     Folding folding_;
+    std::array<Remembered, 128> remembered_;  ///< at the low bits of the unit: texts keep to few letters
     std::u16string text_;
     std::u16string spare_;
 };

@@ -227,7 +227,10 @@ class Parser {
 }  // namespace
 
 ParsedFormat parseFormat(TextView format, std::pmr::memory_resource* memory) {
+    constexpr std::size_t kUsual = 6;
     ParsedFormat result(memory);
+    result.specifiers.reserve(kUsual);
+    result.arguments.reserve(kUsual);
     Parser(format, result).run();
     return result;
 }

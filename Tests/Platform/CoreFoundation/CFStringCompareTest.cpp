@@ -128,6 +128,25 @@ TEST(CFStringCompare, IgnoresCaseOfASCII) {
     EXPECT_EQ(compare(u"@", u"`", kCFCompareCaseInsensitive), kLess);
 }
 
+TEST(CFStringCompare, IgnoresTheCaseOfLettersOnlyAtAnyPlace) {
+    for (std::size_t at = 0; at < 20; ++at) {
+        for (char16_t a = 1; a < 0x80; ++a) {
+            for (const char16_t b : {char16_t(a ^ 0x20), char16_t((a + 1) & 0x7F)}) {
+                std::u16string left(20, u'x'), right(20, u'X');
+                left[at] = a;
+                right[at] = b;
+                const auto lower = [](char16_t c) { return c >= u'A' && c <= u'Z' ? c + 32 : int{c}; };
+                const int difference = lower(a) - lower(b);
+                EXPECT_EQ(CFStringCompare(string(left), string(right), kCFCompareCaseInsensitive),
+                          difference < 0   ? kLess
+                          : difference > 0 ? kGreater
+                                           : kEqual)
+                    << int{a} << ' ' << int{b};
+            }
+        }
+    }
+}
+
 TEST(CFStringCompare, OrdersLettersAsSmallOnesWhenCaseIsIgnored) {
     EXPECT_EQ(compare(u"_", u"A", kCFCompareCaseInsensitive), kLess);
     EXPECT_EQ(compare(u"\u00E9_", u"\u00E9A", kCFCompareCaseInsensitive), kLess);

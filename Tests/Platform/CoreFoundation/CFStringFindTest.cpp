@@ -145,6 +145,17 @@ TEST(CFStringFind, FindsEveryPlaceOfEveryLength) {
                 EXPECT_EQ(findIn(in, in.substr(at, length), flags), Range(at, length)) << flags;
 }
 
+TEST(CFStringFind, FindsInTextsThatRepeatThemselves) {
+    const std::u16string in = std::u16string(200'000, u'a') + u"b";
+    const std::u16string what = std::u16string(50'000, u'a') + u"b";
+    EXPECT_EQ(findIn(in, what), Range(150'000, 50'001));
+    std::u16string almost;
+    for (int i = 0; i < 20'000; ++i) almost += u"abab";
+    EXPECT_EQ(findIn(almost + u"abac", u"abac"), Range(80'000, 4));
+    EXPECT_EQ(findIn(almost + u"ABAC", u"abac", kCFCompareCaseInsensitive), Range(80'000, 4));
+    EXPECT_EQ(findIn(almost, u"abac"), kNone);
+}
+
 // ---- By likeness
 
 TEST(CFStringFind, IgnoresCase) {
@@ -152,6 +163,9 @@ TEST(CFStringFind, IgnoresCase) {
     EXPECT_EQ(findIn(u"aAaA", u"a", kCFCompareCaseInsensitive | kCFCompareBackwards), Range(3, 1));
     EXPECT_EQ(findIn(u"\u0414\u041E\u041C", u"\u043E", kCFCompareCaseInsensitive), Range(1, 1));
     EXPECT_EQ(findIn(u"hello", u"\u212A", kCFCompareCaseInsensitive), kNone);
+    EXPECT_EQ(findIn(u"hello", u"\u00C9", kCFCompareCaseInsensitive), kNone);
+    EXPECT_EQ(findIn(u"xXfXx", u"XF", kCFCompareCaseInsensitive), Range(1, 2));
+    EXPECT_EQ(findIn(u"[{", u"{", kCFCompareCaseInsensitive), Range(1, 1));
     EXPECT_EQ(findIn(u"kilo", u"\u212A", kCFCompareCaseInsensitive), Range(0, 1));
     EXPECT_EQ(findIn(u"x\U00010400", u"\U00010428", kCFCompareCaseInsensitive), Range(1, 2));
 }

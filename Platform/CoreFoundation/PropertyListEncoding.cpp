@@ -12,6 +12,7 @@ using namespace std::string_view_literals;
 
 constexpr char32_t kIllFormed = 0xFFFFFFFF;
 
+/// What CFStringConvertIANACharSetNameToEncoding answers for a name that it does not know.
 constexpr CFStringEncoding kInvalidEncoding = 0xFFFFFFFF;
 
 bool isSurrogate(char32_t point) noexcept { return point >= 0xD800 && point <= 0xDFFF; }
@@ -145,21 +146,12 @@ bool isWideEncoding(CFStringEncoding encoding) noexcept {
     }
 }
 
-/// The encodings that documents name, UTF-8 apart.
 CFStringEncoding encodingNamed(std::string_view name) noexcept {
-    struct Named {
-        std::string_view name;
-        CFStringEncoding encoding;
-    };
-    static constexpr Named kNamed[] = {
-        {"ISO-8859-1", kCFStringEncodingISOLatin1}, {"US-ASCII", kCFStringEncodingASCII},
-        {"macintosh", kCFStringEncodingMacRoman},   {"windows-1252", kCFStringEncodingWindowsLatin1},
-        {"UTF-16", kCFStringEncodingUTF16},         {"UTF-16BE", kCFStringEncodingUTF16BE},
-        {"UTF-16LE", kCFStringEncodingUTF16LE},     {"UTF-32", kCFStringEncodingUTF32}};
-    for (const Named& named : kNamed) {
-        if (equalsIgnoringCase(name, named.name)) return named.encoding;
-    }
-    return kInvalidEncoding;
+    if (name.empty()) return kInvalidEncoding;
+    const HeldString string(CFStringCreateWithBytes(kCFAllocatorSystemDefault,
+                                                    reinterpret_cast<const UInt8*>(name.data()),
+                                                    static_cast<CFIndex>(name.size()), kCFStringEncodingASCII, false));
+    return string ? CFStringConvertIANACharSetNameToEncoding(string.get()) : kInvalidEncoding;
 }
 
 /// `text` from the encoding named `name` to UTF-8.
@@ -172,6 +164,7 @@ std::string transcode(std::string_view text, std::string_view name) {
     if (isWideEncoding(encoding)) {
         throwReadFault("The XML declaration on line 1 says " + quoted(name) + ", but the text has 8-bit characters");
     }
+    if (encoding == kCFStringEncodingUTF8) return std::string(text);
     const HeldString decoded(CFStringCreateWithBytes(kCFAllocatorSystemDefault, bytesOf(text),
                                                      static_cast<CFIndex>(text.size()), encoding, false));
     if (!decoded) throwReadFault("The document is not in the encoding " + quoted(name) + " that line 1 declares");

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
-#include <vector>
 
 using namespace KXPlatform;
 

@@ -5,8 +5,6 @@
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFRunLoop.h>
 
-#include <mach/mach.h>
-
 CF_EXTERN_C_BEGIN
 
 typedef struct __CFMachPort* CFMachPortRef;

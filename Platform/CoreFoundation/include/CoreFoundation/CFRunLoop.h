@@ -6,9 +6,10 @@
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFDate.h>
 
-#include <mach/port.h>
-
 CF_EXTERN_C_BEGIN
+
+/// The name of a port, as <mach/port.h> has it too.
+typedef unsigned int mach_port_t;
 
 typedef CFStringRef CFRunLoopMode;
 typedef struct __CFRunLoop* CFRunLoopRef;

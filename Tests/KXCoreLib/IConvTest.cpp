@@ -646,8 +646,12 @@ TEST(IConvData, IsReadAndAppendedTo) {
 }
 
 TEST(IConvThreads, UseSeparateConvertersAtOnce) {
+    constexpr const char* kTargets[] = {"UTF-16LE", "wchar_t", "GB18030", "ISO-2022-JP"};
+    // One of each stays open, so that the C library keeps the tables: how its loader unloads them is not looked into.
+    std::vector<std::unique_ptr<IConv>> open;
+    for (const char* const to : kTargets) open.push_back(std::make_unique<IConv>(to, "UTF-8"));
     std::vector<std::thread> threads;
-    for (const char* const to : {"UTF-16LE", "wchar_t", "GB18030", "ISO-2022-JP"}) {
+    for (const char* const to : kTargets) {
         threads.emplace_back([to] {
             const Outcome expected = convert(to, "UTF-8", utf8(longText()));
             for (int i = 0; i < 20; ++i) EXPECT_TRUE(convert(to, "UTF-8", utf8(longText()), 65) == expected);

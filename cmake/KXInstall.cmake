@@ -29,5 +29,7 @@ else()
   set(kx_pc_libs "-lKXCoreLib -lKXPlatform -luuid")
   set(kx_pc_cflags "-I\${includedir}/KXPlatform")
 endif()
+# Told from where the file itself lies, so that a copy installed elsewhere is found too.
+file(RELATIVE_PATH kx_pc_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(cmake/KXCoreLib.pc.in "${PROJECT_BINARY_DIR}/KXCoreLib.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/KXCoreLib.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -21,9 +21,15 @@
 #include <KXCoreLib/CoreFoundation/DictionaryRef.h>
 #include <KXCoreLib/CoreFoundation/ErrorOutlet.h>
 #include <KXCoreLib/CoreFoundation/ErrorRef.h>
+#include <KXCoreLib/CoreFoundation/FileDescriptorRef.h>
+#include <KXCoreLib/CoreFoundation/MachPortRef.h>
 #include <KXCoreLib/CoreFoundation/NullRef.h>
 #include <KXCoreLib/CoreFoundation/NumberRef.h>
 #include <KXCoreLib/CoreFoundation/PropertyListRef.h>
+#include <KXCoreLib/CoreFoundation/RunLoopObserverRef.h>
+#include <KXCoreLib/CoreFoundation/RunLoopRef.h>
+#include <KXCoreLib/CoreFoundation/RunLoopSourceRef.h>
+#include <KXCoreLib/CoreFoundation/RunLoopTimerRef.h>
 #include <KXCoreLib/CoreFoundation/SetRef.h>
 #include <KXCoreLib/CoreFoundation/StringRef.h>
 #include <KXCoreLib/CoreFoundation/TypeRef.h>

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <KXCoreLib/CoreFoundation/RunLoopSourceRef.h>
+#include <KXCoreLib/CoreFoundation/TypeRef.h>
+
+#include <CoreFoundation/CFMachPort.h>
+
+namespace KXCore::CoreFoundation {
+
+/// A port whose messages a run loop delivers to a call-back. There is one valid object for a port.
+class KX_EXPORT MachPortRef : public TypedRef<MachPortRef, CFMachPortRef> {
+  public:
+    static constexpr const char* typeName = "CFMachPortRef";
+    static const CFTypeID typeID;
+    static CFTypeID getTypeID() { return CFMachPortGetTypeID(); }
+
+    /// With a port of its own, which ends with the object.
+    static MachPortRef create(CFAllocatorRef allocator, CFMachPortCallBack callout, CFMachPortContext* context,
+                              Boolean* shouldFreeInfo) {
+        return created(CFMachPortCreate(allocator, callout, context, shouldFreeInfo), "CFMachPortCreate");
+    }
+    /// For a port of the caller's, which is left alone. When there is an object for it already, that one is returned,
+    /// `context` is not taken, and `*shouldFreeInfo` is set.
+    static MachPortRef createWithPort(CFAllocatorRef allocator, mach_port_t portNum, CFMachPortCallBack callout,
+                                      CFMachPortContext* context, Boolean* shouldFreeInfo) {
+        return created(CFMachPortCreateWithPort(allocator, portNum, callout, context, shouldFreeInfo),
+                       "CFMachPortCreateWithPort");
+    }
+    static RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFMachPortRef port, CFIndex order) {
+        return RunLoopSourceRef::created(CFMachPortCreateRunLoopSource(allocator, port, order),
+                                         "CFMachPortCreateRunLoopSource");
+    }
+
+    mach_port_t getPort() const { return CFMachPortGetPort(get()); }
+    void getContext(CFMachPortContext* context) const { CFMachPortGetContext(get(), context); }
+    /// Ends delivery, and the object's source, for good. Any thread.
+    void invalidate() const { CFMachPortInvalidate(get()); }
+    Boolean isValid() const { return CFMachPortIsValid(get()); }
+    CFMachPortInvalidationCallBack getInvalidationCallBack() const { return CFMachPortGetInvalidationCallBack(get()); }
+    void setInvalidationCallBack(CFMachPortInvalidationCallBack callout) const {
+        CFMachPortSetInvalidationCallBack(get(), callout);
+    }
+};
+static_assert(isPlainRef<MachPortRef>);
+
+}  // namespace KXCore::CoreFoundation

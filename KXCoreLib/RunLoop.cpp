@@ -1,0 +1,177 @@
+#include <KXCoreLib/RunLoop.h>
+
+#include "Log.h"
+
+namespace KXCore {
+
+using CoreFoundation::FileDescriptorRef;
+using CoreFoundation::MachPortRef;
+using CoreFoundation::RunLoopSourceRef;
+using CoreFoundation::RunLoopTimerRef;
+
+namespace {
+
+constexpr char kFile[] = "KXCoreLib/RunLoop";
+
+void _TimerCallBack(CFRunLoopTimerRef, void* info) { call_bridged_source<RunLoopSourceTimer>(info); }
+void _EventPortCallBack(CFMachPortRef, void*, CFIndex, void* info) {
+    call_bridged_source<RunLoopSourceEventPort>(info);
+}
+void _MachPortCallBack(CFMachPortRef, void*, CFIndex, void* info) { call_bridged_source<RunLoopSourceMachPort>(info); }
+void _FileDescriptorCallBack(CFFileDescriptorRef, CFOptionFlags, void* info) {
+    call_bridged_source<RunLoopSourceFileDescriptor>(info);
+}
+
+/// A context that makes a platform object hold `bridge`.
+template <class Context, class T>
+Context contextOf(const boost::intrusive_ptr<rl_bridge<T>>& bridge) {
+    Context context{};
+    context.info = bridge.get();
+    context.retain = cf_retain_callback<rl_bridge<T>>;
+    context.release = cf_release_callback<rl_bridge<T>>;
+    return context;
+}
+
+/// The platform's object for a port. Where there is one already it would never call the source: the process ends, at
+/// `line`.
+template <class T>
+MachPortRef makeMachPort(const boost::shared_ptr<T>& source, mach_port_t port, CFMachPortCallBack callout, int line) {
+    const auto bridge = rl_bridge<T>::make_bridge(source);
+    auto context = contextOf<CFMachPortContext>(bridge);
+    Boolean shouldFreeInfo = false;
+    MachPortRef made = MachPortRef::createWithPort(kCFAllocatorDefault, port, callout, &context, &shouldFreeInfo);
+    if (shouldFreeInfo) FatalExit(kFile, line);
+    return made;
+}
+
+}  // namespace
+
+// ---- Composites
+
+void RunLoopSource::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int depth) {
+    struct Scheduler final : Enumerator {
+        Scheduler(CFRunLoopRef r, CFStringRef m) : runLoop(r), mode(m) {}
+        void enumerate(RunLoopSource* source) const override {
+            if (source) source->scheduleWithRunLoop(runLoop, mode, 0);
+        }
+        const CFRunLoopRef runLoop;
+        const CFStringRef mode;
+    };
+    enumerateSubComponents(Scheduler(runLoop, mode), depth);
+}
+
+void RunLoopSource::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int depth) {
+    struct UnScheduler final : Enumerator {
+        UnScheduler(CFRunLoopRef r, CFStringRef m) : runLoop(r), mode(m) {}
+        void enumerate(RunLoopSource* source) const override {
+            if (source) source->unscheduleFromRunLoop(runLoop, mode, 0);
+        }
+        const CFRunLoopRef runLoop;
+        const CFStringRef mode;
+    };
+    enumerateSubComponents(UnScheduler(runLoop, mode), depth);
+}
+
+void RunLoopSource::enumerateSubComponents(const Enumerator&, int) {}
+
+// ---- Timers
+
+RunLoopSourceTimer::RunLoopSourceTimer(double date, double seconds) : fireDate(date), interval(seconds) {}
+
+RunLoopSourceTimer::~RunLoopSourceTimer() {
+    if (timer) timer.invalidate();
+}
+
+void RunLoopSourceTimer::initialize(const boost::shared_ptr<RunLoopSourceTimer>& source) {
+    if (source->timer) return;
+    const auto bridge = rl_bridge<RunLoopSourceTimer>::make_bridge(source);
+    auto context = contextOf<CFRunLoopTimerContext>(bridge);
+    source->timer = RunLoopTimerRef::create(kCFAllocatorDefault, source->fireDate, source->interval, 0, 0,
+                                            _TimerCallBack, &context);
+}
+
+void RunLoopSourceTimer::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopAddTimer(runLoop, timer.get(), mode);
+}
+
+void RunLoopSourceTimer::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopRemoveTimer(runLoop, timer.get(), mode);
+}
+
+// ---- Event ports
+
+RunLoopSourceEventPort::RunLoopSourceEventPort(unsigned int name) : port(name) {}
+RunLoopSourceEventPort::RunLoopSourceEventPort(const EventPort& eventPort) : port(eventPort.getPort()) {}
+
+RunLoopSourceEventPort::~RunLoopSourceEventPort() {
+    if (machPort) machPort.invalidate();
+}
+
+void RunLoopSourceEventPort::initialize(const boost::shared_ptr<RunLoopSourceEventPort>& source) {
+    if (source->machPort) return;
+    MachPortRef made = makeMachPort(source, source->port, _EventPortCallBack, 179);
+    source->runLoopSource = MachPortRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
+    source->machPort = std::move(made);
+}
+
+void RunLoopSourceEventPort::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopAddSource(runLoop, runLoopSource.get(), mode);
+}
+
+void RunLoopSourceEventPort::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopRemoveSource(runLoop, runLoopSource.get(), mode);
+}
+
+// ---- Ports
+
+RunLoopSourceMachPort::RunLoopSourceMachPort(unsigned int name) : port(name) {}
+RunLoopSourceMachPort::RunLoopSourceMachPort(const MachPort& machPortOwner) : port(machPortOwner.getPort()) {}
+
+RunLoopSourceMachPort::~RunLoopSourceMachPort() {
+    if (machPort) machPort.invalidate();
+}
+
+void RunLoopSourceMachPort::initialize(const boost::shared_ptr<RunLoopSourceMachPort>& source) {
+    if (source->machPort) return;
+    MachPortRef made = makeMachPort(source, source->port, _MachPortCallBack, 261);
+    source->runLoopSource = MachPortRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
+    source->machPort = std::move(made);
+}
+
+void RunLoopSourceMachPort::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopAddSource(runLoop, runLoopSource.get(), mode);
+}
+
+void RunLoopSourceMachPort::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopRemoveSource(runLoop, runLoopSource.get(), mode);
+}
+
+// ---- Descriptors
+
+RunLoopSourceFileDescriptor::RunLoopSourceFileDescriptor(int descriptor) : fd(descriptor) {}
+
+RunLoopSourceFileDescriptor::~RunLoopSourceFileDescriptor() {
+    if (!fileDescriptor) return;
+    runLoopSource.invalidate();
+    fileDescriptor.invalidate();
+}
+
+void RunLoopSourceFileDescriptor::initialize(const boost::shared_ptr<RunLoopSourceFileDescriptor>& source) {
+    if (source->fileDescriptor) return;
+    const auto bridge = rl_bridge<RunLoopSourceFileDescriptor>::make_bridge(source);
+    const auto context = contextOf<CFFileDescriptorContext>(bridge);
+    FileDescriptorRef made =
+        FileDescriptorRef::create(kCFAllocatorDefault, source->fd, false, _FileDescriptorCallBack, &context);
+    source->runLoopSource = FileDescriptorRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
+    source->fileDescriptor = std::move(made);
+}
+
+void RunLoopSourceFileDescriptor::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopAddSource(runLoop, runLoopSource.get(), mode);
+}
+
+void RunLoopSourceFileDescriptor::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    CFRunLoopRemoveSource(runLoop, runLoopSource.get(), mode);
+}
+
+}  // namespace KXCore

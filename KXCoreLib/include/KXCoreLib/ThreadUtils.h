@@ -1,0 +1,145 @@
+#pragma once
+
+/// Services on threads of their own, each with a name and a run loop.
+///
+/// A service derives from BackgroundThread. StartBackgroundThread gives it a thread under a name; a thread that has the
+/// name already is stopped first. Stopping is a message: a notification to the thread's event port stops its run loop,
+/// run() returns, and the stopper joins the thread, for as long as that takes.
+///
+/// Who owns what: a service that has been started belongs to the registry, which disposes of it by destroy() once its
+/// thread has ended and nobody else refers to it.
+///
+/// Threads: the functions may be called from any thread; a service may stop itself, and is then detached, not joined.
+/// One thing is left to the caller: a thread can be stopped once it has run init(), so who may stop a service right
+/// after starting it waits for a sign from its run(), with a BackgroundThreadEvent for example. A stop before that ends
+/// the process.
+///
+/// When the system refuses a thread, a port or a join, the process ends with a line in the log.
+
+#include <KXCoreLib/Atomic.h>
+#include <KXCoreLib/Export.h>
+#include <KXCoreLib/MachPort.h>
+#include <KXCoreLib/RunLoop.h>
+#include <KXCoreLib/Singleton.h>
+
+#include <boost/core/noncopyable.hpp>
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include <atomic>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include <pthread.h>
+#include <time.h>
+
+namespace KXCore {
+
+/// A service with a thread.
+class KX_EXPORT BackgroundThread : private boost::noncopyable {
+  public:
+    BackgroundThread() = default;
+    virtual ~BackgroundThread();
+
+    /// On the new thread, before run(): makes the source by which `port` stops the thread's run loop, and schedules it
+    /// in the common modes. An override calls this one.
+    virtual void init(unsigned int port);
+
+    /// On the new thread: what the service does, which is to run the current run loop until it is stopped. The thread
+    /// ends when this returns; it stays registered until it is stopped.
+    virtual void run() = 0;
+
+    /// Asks the thread to stop, and does not wait. Any thread, any number of times, after init().
+    virtual void stop();
+
+    /// Called when the last reference to the thread has gone, on whichever thread that was: deletes the object. An
+    /// object that is not on the heap overrides it.
+    virtual void destroy();
+
+  private:
+    boost::shared_ptr<RunLoopSourceEventPort> terminationSource;
+};
+
+/// One system thread with its service: started, run and joined through this.
+class KX_EXPORT BackgroundThreadProxy : public atomic_refcounted {
+  public:
+    /// Takes over `thread`.
+    BackgroundThreadProxy(BackgroundThread* thread, const char* name);
+    ~BackgroundThreadProxy() override;
+
+    /// Starts the thread, which holds a reference to this object until it ends.
+    void startThread();
+
+    /// The thread: names itself, then init() and run() of the service. `proxy` comes with a reference, which is given
+    /// up at the end, also when the service throws; the exception passes on.
+    static void* threadProc(void* proxy);
+
+    /// Asks the service to stop.
+    void stopThread() { thread->stop(); }
+
+    /// Joins the thread, or detaches it when it is the calling one. Once.
+    void waitThread();
+
+  private:
+    pthread_t handle{};
+    std::string name;
+    BackgroundThread* thread;
+    EventPort port;
+};
+
+/// The registry of running services by their names.
+class KX_EXPORT BackgroundThreadsManager : private boost::noncopyable {
+  public:
+    BackgroundThreadsManager();
+
+    void startBackgroundThread(const char* name, BackgroundThread* thread);
+    void stopBackgroundThread(const char* name);
+    void stopBackgroundThreads();
+
+    /// Stops all, then waits for all, so that they wind down side by side.
+    static void stopThreads(const std::vector<boost::intrusive_ptr<BackgroundThreadProxy>>& proxies);
+
+  private:
+    boost::mutex lock;  // of the two below; never held while a thread is stopped or joined
+    std::unordered_map<std::string, boost::intrusive_ptr<BackgroundThreadProxy>> threads;
+    std::string key;
+};
+
+extern template KX_EXPORT BackgroundThreadsManager& GetSingletonInstance<BackgroundThreadsManager, int>();
+
+/// Starts `thread`, which belongs to the registry from now on, under `name`. A thread of that name is stopped and
+/// joined before. The system shows as much of the name as it keeps.
+KX_EXPORT void StartBackgroundThread(const char* name, BackgroundThread* thread);
+
+/// Stops the thread of that name and waits for its end; does nothing when there is none.
+KX_EXPORT void StopBackgroundThread(const char* name);
+
+/// Stops every registered thread and waits for all of them.
+KX_EXPORT void StopBackgroundThreads();
+
+/// An event that is reset by the one waiter it wakes.
+class KX_EXPORT BackgroundThreadEvent {
+  public:
+    BackgroundThreadEvent() = default;
+    BackgroundThreadEvent(const BackgroundThreadEvent&) = delete;
+    BackgroundThreadEvent& operator=(const BackgroundThreadEvent&) = delete;
+    /// Leaves the condition and the mutex as they are: the thread that signalled last may still be inside.
+    virtual ~BackgroundThreadEvent();
+
+    /// Sets the event and wakes one waiter. Signals until somebody waits are one.
+    void signal();
+
+    /// Waits until the event is set or `deadline` (a date of CLOCK_REALTIME; null: none) has passed, and resets it.
+    /// 0, or 65535 when the deadline passed first. A waiter may also be woken for nothing: then the answer is 0 too,
+    /// and the event is not reset. So check what the event stands for.
+    unsigned wait(const timespec* deadline);
+
+  private:
+    std::atomic<bool> signalled{false};
+    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+};
+
+}  // namespace KXCore

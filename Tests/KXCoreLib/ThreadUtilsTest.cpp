@@ -1,0 +1,456 @@
+#include <KXCoreLib/ThreadUtils.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace KXCore;
+using testing::ElementsAre;
+
+static_assert(std::has_virtual_destructor_v<BackgroundThreadEvent>);
+static_assert(std::is_same_v<decltype(std::declval<BackgroundThreadEvent&>().wait(nullptr)), unsigned>);
+
+timespec fromNow(std::chrono::nanoseconds delay) {
+    const auto date = std::chrono::system_clock::now().time_since_epoch() + delay;
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
+    return {static_cast<time_t>(seconds.count()), static_cast<long>(std::chrono::nanoseconds(date - seconds).count())};
+}
+
+/// Waits until `flag` is set, with a bound.
+void waitFor(const std::atomic<bool>& flag) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!flag) {
+        ASSERT_LT(std::chrono::steady_clock::now(), end);
+        std::this_thread::yield();
+    }
+}
+
+/// What services note, in the order of events.
+class Log {
+  public:
+    void add(const std::string& line) {
+        const std::lock_guard lock(mutex_);
+        lines_.push_back(line);
+    }
+    std::vector<std::string> lines() const {
+        const std::lock_guard lock(mutex_);
+        return lines_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::vector<std::string> lines_;
+};
+
+/// Runs its loop until it is stopped, and shows what it is doing.
+struct Service : BackgroundThread {
+    explicit Service(std::string i = "", Log* l = nullptr) : id(std::move(i)), log(l) { ++alive; }
+    ~Service() override {
+        --alive;
+        note("end");
+    }
+    void init(unsigned int p) override {
+        port = p;
+        BackgroundThread::init(p);
+    }
+    void run() override {
+        char name[64] = "";
+        pthread_getname_np(pthread_self(), name, sizeof name);
+        threadName = name;
+        note("run");
+        ready = true;
+        if (before) before();
+        CFRunLoopRun();
+        if (after) after();
+        note("return");
+    }
+    void note(const char* what) const {
+        if (log) log->add(id + what);
+    }
+
+    inline static std::atomic<int> alive{0};
+    const std::string id;
+    Log* const log;
+    std::atomic<unsigned> port{0};
+    std::string threadName;
+    std::atomic<bool> ready{false};
+    std::function<void()> before, after;
+};
+
+/// Starts a service and waits until it may be stopped. Borrowed: the registry owns it.
+Service* start(const char* name, Service* service = new Service) {
+    StartBackgroundThread(name, service);
+    waitFor(service->ready);
+    return service;
+}
+
+bool lives(mach_port_t port) { return mach_port_mod_refs(mach_task_self(), port, MACH_PORT_RIGHT_RECEIVE, 0) == 0; }
+
+int countOf(const char* folder) {
+    int count = 0;
+    DIR* const directory = ::opendir(folder);
+    while (::readdir(directory)) ++count;
+    ::closedir(directory);
+    return count;
+}
+
+class BackgroundThreads : public testing::Test {
+  protected:
+    void TearDown() override {
+        StopBackgroundThreads();
+        EXPECT_EQ(Service::alive, 0);
+    }
+};
+
+}  // namespace
+
+// ---- Start and stop
+
+TEST_F(BackgroundThreads, RunUntilTheyAreStopped) {
+    Log log;
+    Service* const service = start("one", new Service("", &log));
+    const unsigned port = service->port;
+    EXPECT_TRUE(lives(port));
+    StopBackgroundThread("one");
+    EXPECT_THAT(log.lines(), ElementsAre("run", "return", "end"));
+    EXPECT_EQ(Service::alive, 0);
+    EXPECT_FALSE(lives(port));
+}
+
+TEST_F(BackgroundThreads, BearTheirNameAsFarAsTheSystemKeepsIt) {
+    EXPECT_EQ(start("short")->threadName, "short");
+    EXPECT_EQ(start("a name of more than fifteen bytes")->threadName, "a name of more ");
+    EXPECT_EQ(start("")->threadName, "");
+    const std::string huge(100000, 'x');
+    EXPECT_EQ(start(huge.c_str())->threadName, std::string(15, 'x'));
+    EXPECT_EQ(start("\xff%s\n/")->threadName, "\xff%s\n/");
+    StopBackgroundThread(huge.c_str());
+    EXPECT_EQ(Service::alive, 4);
+    StopBackgroundThread("");
+    EXPECT_EQ(Service::alive, 3);
+}
+
+TEST_F(BackgroundThreads, NamesThatTheSystemCutsAlikeStayTwo) {
+    start("sixteen bytes oneA");
+    start("sixteen bytes oneB");
+    EXPECT_EQ(Service::alive, 2);
+}
+
+TEST_F(BackgroundThreads, AnUnknownNameStopsNothing) {
+    start("known");
+    StopBackgroundThread("unknown");
+    StopBackgroundThread("");
+    EXPECT_EQ(Service::alive, 1);
+}
+
+TEST_F(BackgroundThreads, ASecondOneOfANameReplacesTheFirst) {
+    Log log;
+    start("name", new Service("first ", &log));
+    start("name", new Service("second ", &log));
+    EXPECT_THAT(log.lines(), ElementsAre("first run", "first return", "first end", "second run"));
+    StopBackgroundThread("name");
+    EXPECT_EQ(log.lines().size(), 6u);
+}
+
+TEST_F(BackgroundThreads, AllAreStoppedBeforeAnyIsJoined) {
+    // Each waits in its end until all have been stopped: were they joined one by one, this would never end.
+    constexpr int kThreads = 8;
+    std::atomic<int> stopped{0};
+    std::atomic<bool> allStopped{false};
+    for (int i = 0; i < kThreads; ++i) {
+        auto* const service = new Service;
+        service->after = [&] {
+            if (++stopped == kThreads) allStopped = true;
+            waitFor(allStopped);
+        };
+        start(std::to_string(i).c_str(), service);
+    }
+    StopBackgroundThreads();
+    EXPECT_TRUE(allStopped);
+    EXPECT_EQ(Service::alive, 0);
+    StopBackgroundThreads();
+}
+
+TEST_F(BackgroundThreads, StopsOfOneWhoseLoopIsBusyAreOne) {
+    std::atomic<bool> go{false};
+    auto* const service = new Service;
+    service->before = [&] { waitFor(go); };
+    start("busy", service);
+    service->stop();
+    service->stop();
+    go = true;
+    StopBackgroundThread("busy");
+    EXPECT_EQ(Service::alive, 0);
+}
+
+TEST_F(BackgroundThreads, AreStoppedInEveryCommonMode) {
+    struct OtherMode : Service {
+        void run() override {
+            CFRunLoopAddCommonMode(CFRunLoopGetCurrent(), CFSTR("other"));
+            ready = true;
+            result = CFRunLoopRunInMode(CFSTR("other"), 60, false);
+        }
+        std::atomic<CFRunLoopRunResult>& result;
+        explicit OtherMode(std::atomic<CFRunLoopRunResult>& r) : result(r) {}
+    };
+    std::atomic<CFRunLoopRunResult> result{};
+    start("other", new OtherMode(result));
+    StopBackgroundThread("other");
+    EXPECT_EQ(result, kCFRunLoopRunStopped);
+}
+
+TEST_F(BackgroundThreads, OneThatReturnedByItselfStaysRegistered) {
+    struct Brief : Service {
+        void run() override { ready = true; }
+    };
+    start("brief", new Brief);
+    EXPECT_EQ(Service::alive, 1);
+    StopBackgroundThread("brief");
+    EXPECT_EQ(Service::alive, 0);
+}
+
+TEST_F(BackgroundThreads, MayStopThemselves) {
+    std::atomic<bool> returned{false};
+    auto* const service = new Service;
+    service->before = [&] {
+        StopBackgroundThread("self");  // detached: its end is waited for by nobody
+        returned = true;
+    };
+    StartBackgroundThread("self", service);
+    waitFor(returned);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (Service::alive > 0) {
+        ASSERT_LT(std::chrono::steady_clock::now(), end);
+        std::this_thread::yield();
+    }
+}
+
+TEST_F(BackgroundThreads, AreDisposedOfByTheirDestroy) {
+    struct OnTheStack : Service {
+        void destroy() override { destroyed = true; }
+        std::atomic<bool> destroyed{false};
+    } service;
+    StartBackgroundThread("stack", &service);
+    waitFor(service.ready);
+    StopBackgroundThread("stack");
+    EXPECT_TRUE(service.destroyed);
+}
+
+TEST_F(BackgroundThreads, OneManagerServesTheProcess) {
+    auto& manager = GetSingletonInstance<BackgroundThreadsManager, int>();
+    EXPECT_EQ((&GetSingletonInstance<BackgroundThreadsManager, int>()), &manager);
+    auto* const service = new Service;
+    manager.startBackgroundThread("direct", service);
+    waitFor(service->ready);
+    manager.stopBackgroundThread("direct");
+    EXPECT_EQ(Service::alive, 0);
+    BackgroundThreadsManager own;
+    own.stopBackgroundThreads();
+    BackgroundThreadsManager::stopThreads({});
+}
+
+TEST_F(BackgroundThreads, AProxyGivesItsReferenceUpWhenTheServiceThrows) {
+    struct Failing : Service {
+        void run() override { throw std::runtime_error("from a service"); }
+    };
+    std::thread([] {
+        // The entry as the system would call it, with the reference that it takes over.
+        auto* const proxy = new BackgroundThreadProxy(new Failing, "failing");
+        EXPECT_THROW(BackgroundThreadProxy::threadProc(proxy), std::runtime_error);
+        EXPECT_EQ(Service::alive, 0);
+    }).join();
+}
+
+TEST_F(BackgroundThreads, TheServiceEndsWithTheLastReferenceToItsProxy) {
+    auto* const service = new Service;
+    boost::intrusive_ptr<BackgroundThreadProxy> proxy(new BackgroundThreadProxy(service, "kept"), false);
+    proxy->startThread();
+    waitFor(service->ready);
+    proxy->stopThread();
+    proxy->waitThread();
+    EXPECT_EQ(Service::alive, 1);
+    EXPECT_TRUE(lives(service->port));
+    const unsigned port = service->port;
+    proxy.reset();
+    EXPECT_EQ(Service::alive, 0);
+    EXPECT_FALSE(lives(port));
+}
+
+// ---- Fatal ends
+
+TEST(BackgroundThreadDeathTest, AThreadThatTheSystemRefusesEndsTheProcess) {
+    EXPECT_DEATH(
+        {
+            pthread_attr_t attributes;
+            pthread_attr_init(&attributes);
+            pthread_attr_setstacksize(&attributes, std::size_t{1} << 47);  // more than there is
+            pthread_setattr_default_np(&attributes);
+            StartBackgroundThread("refused", new Service);
+        },
+        R"(\]KXCoreLib/ThreadUtils:42: abort\(\) called)");
+}
+
+TEST(BackgroundThreadDeathTest, AThreadThatCannotBeDetachedEndsTheProcess) {
+    EXPECT_DEATH(
+        {
+            auto* const service = new Service;
+            auto* const proxy = new BackgroundThreadProxy(service, "twice");
+            std::atomic<bool> started{false};
+            service->before = [&] {
+                waitFor(started);
+                proxy->waitThread();
+                proxy->waitThread();
+            };
+            proxy->startThread();
+            started = true;
+            for (;;) std::this_thread::yield();
+        },
+        R"(\]KXCoreLib/ThreadUtils:78: abort\(\) called)");
+}
+
+TEST(BackgroundThreadDeathTest, AStopThatHasNowhereToGoEndsTheProcess) {
+    EXPECT_DEATH(Service().stop(), R"(\]KXCoreLib/ThreadUtils:113: abort\(\) called)");
+    EXPECT_DEATH(
+        {
+            Service* const service = start("no port");
+            mach_port_destroy(mach_task_self(), service->port);
+            service->stop();
+        },
+        R"(\]KXCoreLib/ThreadUtils:113: abort\(\) called)");
+}
+
+// ---- Many at once
+
+TEST_F(BackgroundThreads, AThousandStartsAndStopsLeaveNothingBehind) {
+    start("warm");
+    StopBackgroundThread("warm");
+    const int descriptors = countOf("/proc/self/fd");
+    const int threads = countOf("/proc/self/task");
+    std::vector<unsigned> ports;
+    for (int i = 0; i < 1000; ++i) {
+        ports.push_back(start("again")->port);
+        StopBackgroundThread("again");
+    }
+    EXPECT_EQ(countOf("/proc/self/fd"), descriptors);
+    EXPECT_EQ(countOf("/proc/self/task"), threads);
+    for (const unsigned port : ports) ASSERT_FALSE(lives(port));
+}
+
+TEST_F(BackgroundThreads, RacingStartsOfOneNameLeaveOne) {
+    // A start that replaces another may only stop one that is ready: each waits for its own.
+    struct Ready : Service {
+        void init(unsigned int p) override {
+            Service::init(p);
+            ready = true;
+        }
+        void stop() override {
+            waitFor(ready);
+            Service::stop();
+        }
+    };
+    for (int round = 0; round < 20; ++round) {
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t) threads.emplace_back([] { StartBackgroundThread("contended", new Ready); });
+        for (std::thread& thread : threads) thread.join();
+        EXPECT_EQ(Service::alive, 1);
+    }
+    StopBackgroundThread("contended");
+}
+
+TEST_F(BackgroundThreads, AreStartedAndStoppedFromSeveralThreads) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([t] {
+            const std::string name = "service " + std::to_string(t);
+            for (int i = 0; i < 50; ++i) {
+                start(name.c_str());
+                StopBackgroundThread(name.c_str());
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(Service::alive, 0);
+}
+
+// ---- Events
+
+TEST(BackgroundThreadEvent, IsResetByTheWaiterItWakes) {
+    BackgroundThreadEvent event;
+    event.signal();
+    event.signal();
+    EXPECT_EQ(event.wait(nullptr), 0u);
+    const timespec past{0, 0};
+    EXPECT_EQ(event.wait(&past), 65535u);
+    event.signal();
+    EXPECT_EQ(event.wait(&past), 0u);
+}
+
+TEST(BackgroundThreadEvent, WaitsUntilTheDeadline) {
+    BackgroundThreadEvent event;
+    const timespec soon = fromNow(std::chrono::milliseconds(5));
+    EXPECT_EQ(event.wait(&soon), 65535u);
+    const timespec now = fromNow(std::chrono::nanoseconds(0));
+    EXPECT_TRUE(now.tv_sec > soon.tv_sec || now.tv_nsec >= soon.tv_nsec);
+}
+
+TEST(BackgroundThreadEvent, ADeadlineThatIsNoDateIsNoTimeOut) {
+    BackgroundThreadEvent event;
+    const timespec wrong{0, -1};
+    EXPECT_EQ(event.wait(&wrong), 0u);
+    const timespec past{0, 0};
+    EXPECT_EQ(event.wait(&past), 65535u);
+}
+
+TEST(BackgroundThreadEvent, CarriesWhatTheSignallerWroteBefore) {
+    BackgroundThreadEvent request, answer;
+    int value = 0;
+    std::thread other([&] {
+        for (int i = 1; i <= 1000; ++i) {
+            do request.wait(nullptr);
+            while (value != 2 * i - 1);
+            ++value;
+            answer.signal();
+        }
+    });
+    for (int i = 1; i <= 1000; ++i) {
+        ++value;
+        request.signal();
+        do answer.wait(nullptr);
+        while (value != 2 * i);
+    }
+    other.join();
+    EXPECT_EQ(value, 2000);
+}
+
+TEST(BackgroundThreadEvent, WakesEachWaiterOncePerSignalItTakes) {
+    BackgroundThreadEvent event;
+    std::atomic<int> left{100};
+    std::atomic<bool> done{false};
+    std::vector<std::thread> waiters;
+    for (int t = 0; t < 4; ++t) {
+        waiters.emplace_back([&] {
+            while (!done) {
+                const timespec soon = fromNow(std::chrono::milliseconds(20));
+                if (event.wait(&soon) == 0) --left;
+            }
+        });
+    }
+    while (left > 0) {
+        event.signal();
+        std::this_thread::yield();
+    }
+    done = true;
+    for (std::thread& waiter : waiters) waiter.join();
+    EXPECT_LE(left, 0);
+}

@@ -1,0 +1,85 @@
+#include "Delivery.h"
+
+#include <KXCoreLib/AuditRecord.h>
+#include <KXCoreLib/CoreFoundationWrappers.h>
+#include <KXCoreLib/SystemInfo.h>
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace agent {
+
+using namespace KXCore;
+using namespace KXCore::CoreFoundation;
+
+namespace {
+
+/// Runs a function when a port is signalled.
+class OnSignal final : public RunLoopSourceEventPort {
+  public:
+    OnSignal(const EventPort& port, std::function<void()> function)
+        : RunLoopSourceEventPort(port), function_(std::move(function)) {}
+    void callback() override { function_(); }
+
+  private:
+    std::function<void()> function_;
+};
+
+/// A text that somebody else chose, on one line.
+std::string onOneLine(const char* text) {
+    std::string line;
+    for (; *text != '\0'; ++text) {
+        const auto c = static_cast<unsigned char>(*text);
+        char escaped[5];
+        std::snprintf(escaped, sizeof escaped, c < 0x20 || c == 0x7F ? "\\x%02x" : "%c", c);
+        line += escaped;
+    }
+    return line;
+}
+
+void print(const AuditRecord& record) {
+    std::printf("%s  %-8s  %-24s  %-8s %-14s %s: %s\n", record.get_date_str(), record.get_type_str(),
+                onOneLine(record.get_user_name_str()).c_str(), onOneLine(record.get_action_str()).c_str(),
+                onOneLine(record.get_device_type_str()).c_str(), onOneLine(record.get_name_str()).c_str(),
+                onOneLine(record.get_reason_str()).c_str());
+}
+
+}  // namespace
+
+Delivery::Delivery(StreamStorage& stream, const EventPort& arrivals, BackgroundThreadEvent& ready)
+    : stream_(stream), arrivals_(arrivals), ready_(ready) {}
+
+void Delivery::run() {
+    const auto source = boost::make_shared<OnSignal>(arrivals_, [this] { deliver(); });
+    OnSignal::initialize(source);
+    source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
+    // The computer's name follows its changes on this loop.
+    GetSystemInfoUpdater()->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
+    ready_.signal();
+
+    deliver();  // what an earlier process left
+    CFRunLoopRun();
+    deliver();  // what came in while the loop was being stopped
+    GetSystemInfoUpdater()->unscheduleFromRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
+}
+
+void Delivery::deliver() {
+    const std::unique_ptr<StreamCursor> cursor(
+        stream_.createStreamCursor(StreamCursorForward, stream_.getFirstItemID(), nullptr));
+    PropertyListRef item;
+    unsigned long long last = 0;
+    while (const unsigned long long id = cursor->getNextItem(nullptr, item)) {
+        last = id;
+        DataRef data;
+        data.assign(item.get());
+        const std::vector<unsigned char> buffer = data.copyStdVector();
+        AuditRecord record;
+        if (record.read_from_buffer(buffer, 0) != AuditRecord::kNoRecord) print(record);
+    }
+    // Out of the process first, out of the stream after.
+    if (std::fflush(stdout) == 0) stream_.discardItemsWithIDLessThanOrEqualTo(last);
+}
+
+}  // namespace agent

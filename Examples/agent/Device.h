@@ -1,0 +1,22 @@
+#pragma once
+
+#include <sys/types.h>
+#include <cstdint>
+#include <string>
+
+namespace agent {
+
+/// What the access-control list of the configuration speaks about.
+enum Access : std::uint32_t { Read = 1, Write = 2, Eject = 4 };
+
+/// Something that happened to a device.
+struct DeviceEvent {
+    std::string action;  ///< "arrive", "present", "remove"
+    std::string name;
+    std::string information;   ///< where it is
+    int deviceType = 0;        ///< as AuditRecord counts them
+    uid_t user = 0;            ///< whose event it is
+    std::uint32_t access = 0;  ///< what the user would get
+};
+
+}  // namespace agent

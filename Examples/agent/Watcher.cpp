@@ -1,0 +1,165 @@
+#include "Watcher.h"
+
+#include <linux/netlink.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string_view>
+#include <system_error>
+
+namespace agent {
+
+using namespace KXCore;
+
+namespace {
+
+/// Runs a function when a descriptor can be read, again and again.
+class OnReadable final : public RunLoopSourceFileDescriptor {
+  public:
+    OnReadable(int descriptor, std::function<void()> function)
+        : RunLoopSourceFileDescriptor(descriptor), function_(std::move(function)) {}
+    void enable() { fileDescriptor.enableCallBacks(kCFFileDescriptorReadCallBack); }
+    void callback() override {
+        function_();
+        enable();
+    }
+
+  private:
+    std::function<void()> function_;
+};
+
+int watchFolder(const std::string& folder) {
+    const int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (fd < 0 || inotify_add_watch(fd, folder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_DELETE) < 0) {
+        throw std::system_error(errno, std::generic_category(), folder);
+    }
+    return fd;
+}
+
+int watchKernel() {
+    const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT);
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    address.nl_groups = 1;
+    if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        throw std::system_error(errno, std::generic_category(), "the kernel's device events");
+    }
+    return fd;
+}
+
+/// "add@/devices/...", NUL, "KEY=VALUE", NUL, ...
+std::map<std::string_view, std::string_view> fieldsOf(std::string_view message) {
+    std::map<std::string_view, std::string_view> fields;
+    while (!message.empty()) {
+        const std::string_view field = message.substr(0, message.find('\0'));
+        message.remove_prefix(std::min(field.size() + 1, message.size()));
+        if (const std::size_t equals = field.find('='); equals != std::string_view::npos) {
+            fields[field.substr(0, equals)] = field.substr(equals + 1);
+        }
+    }
+    return fields;
+}
+
+/// What AuditRecord calls a device of a kernel subsystem; 0 where it has no word for it.
+int deviceTypeOf(std::string_view subsystem) {
+    static const std::map<std::string_view, int> types = {{"block", 2},     {"tty", 7},        {"usb", 10},
+                                                          {"firewire", 12}, {"bluetooth", 13}, {"ieee80211", 14}};
+    const auto found = types.find(subsystem);
+    return found == types.end() ? 0 : found->second;
+}
+
+}  // namespace
+
+Watcher::Watcher(const Configuration& configuration, Auditor& auditor, BackgroundThreadEvent& ready)
+    : configuration_(configuration),
+      auditor_(auditor),
+      ready_(ready),
+      fd_(configuration.watch ? watchFolder(*configuration.watch) : watchKernel()) {}
+
+Watcher::~Watcher() { close(fd_); }
+
+void Watcher::run() {
+    const auto source = boost::make_shared<OnReadable>(fd_, [this] { readEvents(); });
+    OnReadable::initialize(source);
+    source->enable();
+    source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
+    ready_.signal();
+
+    auditWhatIsThere();
+    CFRunLoopRun();
+}
+
+/// Devices that came while nobody watched.
+void Watcher::auditWhatIsThere() {
+    if (!configuration_.watch) return;
+    for (const auto& entry : std::filesystem::directory_iterator(*configuration_.watch)) {
+        auditFile("present", entry.path().filename());
+    }
+}
+
+void Watcher::readEvents() { configuration_.watch ? readFolder() : readKernel(); }
+
+void Watcher::readFolder() {
+    alignas(inotify_event) std::array<char, 16384> buffer;
+    for (ssize_t length; (length = read(fd_, buffer.data(), buffer.size())) > 0;) {
+        for (const char* at = buffer.data(); at < buffer.data() + length;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(at);
+            at += sizeof *event + event->len;
+            if (event->len == 0) continue;
+            if (event->mask & IN_DELETE) {
+                auditFile("remove", event->name);
+            } else if (!(event->mask & IN_CREATE) || (event->mask & IN_ISDIR)) {
+                // A file has arrived when it is written; a volume, when it is there.
+                auditFile("arrive", event->name);
+            }
+        }
+    }
+}
+
+void Watcher::auditFile(const char* action, const std::string& name) {
+    const std::string path = *configuration_.watch + "/" + name;
+    DeviceEvent event{.action = action, .name = name, .information = path, .deviceType = configuration_.deviceType};
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0) {
+        event.user = status.st_uid;
+        event.access = status.st_mode & S_IWUSR ? Read | Write : Read;
+    } else {
+        event.user = getuid();
+        event.access = Eject;
+    }
+    auditor_.audit(event);
+}
+
+void Watcher::readKernel() {
+    std::array<char, 16384> buffer;
+    for (ssize_t length; (length = recv(fd_, buffer.data(), buffer.size(), 0)) > 0;) {
+        const auto fields = fieldsOf({buffer.data(), static_cast<std::size_t>(length)});
+        const auto field = [&](std::string_view key) {
+            const auto found = fields.find(key);
+            return std::string(found == fields.end() ? std::string_view() : found->second);
+        };
+        const int type = deviceTypeOf(field("SUBSYSTEM"));
+        const std::string action = field("ACTION");
+        if (type == 0 || (action != "add" && action != "remove")) continue;
+        // Whoever sits at the computer owns its console.
+        struct stat console {};
+        stat("/dev/console", &console);
+        const std::string path = field("DEVPATH");
+        auditor_.audit({.action = action == "add" ? "arrive" : "remove",
+                        .name = field("DEVNAME").empty() ? path.substr(path.rfind('/') + 1) : field("DEVNAME"),
+                        .information = path,
+                        .deviceType = type,
+                        .user = console.st_uid,
+                        .access = action == "add" ? Read | Write : Eject});
+    }
+}
+
+}  // namespace agent

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Auditor.h"
+
+#include <KXCoreLib/ThreadUtils.h>
+
+namespace agent {
+
+/// The thread that sees devices come and go, in a folder or as the kernel tells, and has each audited.
+class Watcher : public KXCore::BackgroundThread {
+  public:
+    /// Begins to watch at once, so that nothing is missed before the thread runs. Throws std::system_error where that
+    /// cannot be. Sets `ready` once it may be stopped. All outlive the thread.
+    Watcher(const Configuration& configuration, Auditor& auditor, KXCore::BackgroundThreadEvent& ready);
+    ~Watcher() override;
+
+    void run() override;
+
+  private:
+    void auditWhatIsThere();
+    void readEvents();
+    void readFolder();
+    void readKernel();
+    void auditFile(const char* action, const std::string& name);
+
+    const Configuration& configuration_;
+    Auditor& auditor_;
+    KXCore::BackgroundThreadEvent& ready_;
+    const int fd_;
+};
+
+}  // namespace agent

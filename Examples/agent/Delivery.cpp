@@ -2,7 +2,6 @@
 
 #include <KXCoreLib/AuditRecord.h>
 #include <KXCoreLib/CoreFoundationWrappers.h>
-#include <KXCoreLib/SystemInfo.h>
 
 #include <cstdio>
 #include <functional>
@@ -19,8 +18,8 @@ namespace {
 /// Runs a function when a port is signalled.
 class OnSignal final : public RunLoopSourceEventPort {
   public:
-    OnSignal(const EventPort& port, std::function<void()> function)
-        : RunLoopSourceEventPort(port), function_(std::move(function)) {}
+    OnSignal(const EventPort& arrivals, std::function<void()> function)
+        : RunLoopSourceEventPort(arrivals), function_(std::move(function)) {}
     void callback() override { function_(); }
 
   private:
@@ -55,14 +54,11 @@ void Delivery::run() {
     const auto source = boost::make_shared<OnSignal>(arrivals_, [this] { deliver(); });
     OnSignal::initialize(source);
     source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
-    // The computer's name follows its changes on this loop.
-    GetSystemInfoUpdater()->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
     ready_.signal();
 
     deliver();  // what an earlier process left
     CFRunLoopRun();
     deliver();  // what came in while the loop was being stopped
-    GetSystemInfoUpdater()->unscheduleFromRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
 }
 
 void Delivery::deliver() {

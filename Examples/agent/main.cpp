@@ -42,6 +42,8 @@ int main(int argc, char** argv) {
         StartBackgroundThread("watcher", new Watcher(configuration, auditor, ready));
         ready.wait(nullptr);
 
+        std::fprintf(stderr, "agent: watching %s\n", configuration.watch ? configuration.watch->c_str() : "the kernel");
+
         int signal;
         sigwait(&signals, &signal);
         // The producer first, so that the consumer delivers all there is.

@@ -192,7 +192,7 @@ Charset Charset::named(std::string_view name) {
     if (is(name, "UTF-16LE") || is(name, "UTF16LE")) return {.kind = UTF16LE};
     if (is(name, "UTF-32LE") || is(name, "UTF32LE")) return {.kind = UTF32LE};
     if (is(name, "wchar_t")) return {.kind = UTF32LE};
-    return {.kind = Library, .libraryName = std::string(name)};
+    return {.kind = Library, .nativeName = std::string(name)};
 }
 
 std::unique_ptr<Decoder> makeDecoder(const Charset& from) {
@@ -206,7 +206,7 @@ std::unique_ptr<Decoder> makeDecoder(const Charset& from) {
         case Charset::Library:
             break;
     }
-    return ifOpen(std::make_unique<LibraryDecoder>(from.libraryName));
+    return ifOpen(std::make_unique<LibraryDecoder>(from.nativeName));
 }
 
 std::unique_ptr<Encoder> makeEncoder(const Charset& to, bool transliterating) {
@@ -220,7 +220,7 @@ std::unique_ptr<Encoder> makeEncoder(const Charset& to, bool transliterating) {
         case Charset::Library:
             break;
     }
-    return ifOpen(std::make_unique<LibraryEncoder>(to.libraryName + (transliterating ? "//TRANSLIT" : "")));
+    return ifOpen(std::make_unique<LibraryEncoder>(to.nativeName + (transliterating ? "//TRANSLIT" : "")));
 }
 
 DirectConversion directConversion(Charset::Kind from, Charset::Kind to) noexcept {

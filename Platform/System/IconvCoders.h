@@ -13,7 +13,7 @@ struct UNormalizer2;
 
 namespace KXPlatform {
 
-/// An encoding as a name gives it. What is not handled here goes to the C library under `libraryName`.
+/// An encoding as a name gives it. What is not handled here goes to the C library under `nativeName`.
 struct Charset {
     enum Kind { UTF8, UTF16LE, UTF32LE, Library };
 
@@ -22,7 +22,7 @@ struct Charset {
 
     Kind kind = Library;
     bool decomposed = false;  ///< the text is in the decomposed form of file names
-    std::string libraryName{};
+    std::string nativeName{};
 };
 
 class Decoder {

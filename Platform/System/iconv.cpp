@@ -231,7 +231,7 @@ void Conversion::reset() noexcept {
 
 bool Conversion::isTrivial() const noexcept {
     return from_.kind == to_.kind && from_.decomposed == to_.decomposed &&
-           (from_.kind != Charset::Library || from_.libraryName == to_.libraryName);
+           (from_.kind != Charset::Library || from_.nativeName == to_.nativeName);
 }
 
 bool Conversion::setTransliterating(bool transliterating) {

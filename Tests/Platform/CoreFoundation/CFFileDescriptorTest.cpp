@@ -1,4 +1,5 @@
 #include <CoreFoundation/CoreFoundation.h>
+#include <mach/mach.h>
 
 #include <gtest/gtest.h>
 

@@ -78,8 +78,8 @@ TEST(CFRunLoop, ObserversAndSourcesGoByTheirOrder) {
         runOnce();
         EXPECT_THAT(order, ElementsAre(11, 10, 12, 1, 0, 2));
         for (int i = 0; i < 3; ++i) {
-            const Own source(sources[i]);
-            const Own observer(observers[i]);
+            const Own source(sources[static_cast<std::size_t>(i)]);
+            const Own observer(observers[static_cast<std::size_t>(i)]);
         }
     });
 }

@@ -143,8 +143,7 @@ TEST_F(StreamStorageTest, StoresTheXMLFromThePlistTagOn) {
 
 TEST_F(StreamStorageTest, KeepsEveryKindOfPropertyList) {
     open();
-    const MutableDictionaryRef dictionary = DictionaryRef::createMutable(nullptr, 0);
-    MutableDictionaryRef filled = dictionary;
+    const MutableDictionaryRef filled = DictionaryRef::createMutable(nullptr, 0);
     filled.setValue(stringOf("text").get(), stringOf("gr\xC3\xBC\xC3\x9F").get());
     filled.setValue(stringOf("yes").get(), kCFBooleanTrue);
     const double real = 0.1;
@@ -153,8 +152,8 @@ TEST_F(StreamStorageTest, KeepsEveryKindOfPropertyList) {
     filled.setValue(stringOf("integer").get(), NumberRef::create(nullptr, kCFNumberLongLongType, &integer).get());
     filled.setValue(stringOf("date").get(), DateRef::create(nullptr, 1000).get());
     filled.setValue(stringOf("data").get(), DataRef::createWithStdVector(nullptr, {0, 1, 255}).get());
-    const void* element = stringOf("element").get();
-    const StringRef keep = StringRef::retain(static_cast<CFStringRef>(element));
+    const StringRef keep = stringOf("element");
+    const void* element = keep.get();
     filled.setValue(stringOf("array").get(), ArrayRef::create(nullptr, &element, 1, &kCFTypeArrayCallBacks).get());
     for (const CFTypeRef item : std::initializer_list<CFTypeRef>{filled.get(), kCFBooleanFalse, keep.get()}) {
         storage->appendItem(item, 0);

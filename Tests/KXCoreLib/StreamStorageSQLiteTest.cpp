@@ -143,7 +143,7 @@ TEST_F(StreamStorageTest, StoresTheXMLFromThePlistTagOn) {
 
 TEST_F(StreamStorageTest, KeepsEveryKindOfPropertyList) {
     open();
-    const MutableDictionaryRef filled = DictionaryRef::createMutable(nullptr, 0);
+    MutableDictionaryRef filled = DictionaryRef::createMutable(nullptr, 0);
     filled.setValue(stringOf("text").get(), stringOf("gr\xC3\xBC\xC3\x9F").get());
     filled.setValue(stringOf("yes").get(), kCFBooleanTrue);
     const double real = 0.1;

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -84,17 +85,50 @@ int lookUpUser(uid_t uid, std::string& name, gid_t& group) {
     }
 }
 
-/// All groups of a user, those reached through other groups included.
-std::vector<gid_t> groupsOf(const std::string& name, gid_t primary) {
+/// Whether the user is in the group, through other groups included.
+int lookUpMembership(const std::string& name, gid_t primary, gid_t group, int& isMember) {
     std::vector<gid_t> groups(64);
     while (true) {
-        int count = static_cast<int>(groups.size());
+        const int room = static_cast<int>(groups.size());
+        int count = room;
         if (getgrouplist(name.c_str(), primary, groups.data(), &count) >= 0) {
-            groups.resize(static_cast<std::size_t>(count));
-            return groups;
+            isMember = std::find(groups.begin(), groups.begin() + count, group) != groups.begin() + count;
+            return 0;
         }
+        // It says how much room it wants; where that is not more, room was not what it lacked.
+        if (count <= room) return ENOMEM;
         groups.resize(std::max(groups.size() * 2, static_cast<std::size_t>(count)));
     }
+}
+
+/// Runs what may run out of memory for a caller that knows no exceptions.
+template <class Function>
+int withoutExceptions(Function function) noexcept {
+    try {
+        return function();
+    } catch (const std::exception&) {
+        return ENOMEM;
+    }
+}
+
+int sidOf(const Account& account, nt_sid_t& sid) {
+    std::string text;
+    const int error = account.type == ID_TYPE_UID ? KXPlatform::domainSIDOfUser(account.id, text)
+                                                  : KXPlatform::domainSIDOfGroup(account.id, text);
+    if (error == 0) return mbr_string_to_sid(text.c_str(), &sid);
+    // A domain that does not answer now is no reason to give its account a local identity.
+    if (error != ENOENT) return error;
+    sid = unixSID(account);
+    return 0;
+}
+
+int checkMembership(const Account& member, const Account& of, int& isMember) {
+    std::string name;
+    gid_t primary = 0;
+    if (const int error = lookUpUser(member.id, name, primary)) return error;
+    if (of.type == ID_TYPE_GID) return lookUpMembership(name, primary, of.id, isMember);
+    isMember = member.id == of.id;
+    return 0;
 }
 
 }  // namespace
@@ -136,14 +170,7 @@ int mbr_uuid_to_sid(const uuid_t uu, nt_sid_t* sid) {
     if (!uu || !sid) return EINVAL;
     Account account;
     if (!readUUID(uu, account)) return ENOENT;
-    std::string text;
-    const int error = account.type == ID_TYPE_UID ? KXPlatform::domainSIDOfUser(account.id, text)
-                                                  : KXPlatform::domainSIDOfGroup(account.id, text);
-    if (error == 0) return mbr_string_to_sid(text.c_str(), sid);
-    // A domain that does not answer now is no reason to give its account a local identity.
-    if (error != ENOENT) return error;
-    *sid = unixSID(account);
-    return 0;
+    return withoutExceptions([&] { return sidOf(account, *sid); });
 }
 
 int mbr_check_membership(const uuid_t user, const uuid_t group, int* ismember) {
@@ -151,14 +178,5 @@ int mbr_check_membership(const uuid_t user, const uuid_t group, int* ismember) {
     Account member;
     Account of;
     if (!readUUID(user, member) || member.type != ID_TYPE_UID || !readUUID(group, of)) return ENOENT;
-    std::string name;
-    gid_t primary = 0;
-    if (const int error = lookUpUser(member.id, name, primary)) return error;
-    if (of.type == ID_TYPE_UID) {
-        *ismember = member.id == of.id;
-    } else {
-        const std::vector<gid_t> groups = groupsOf(name, primary);
-        *ismember = std::find(groups.begin(), groups.end(), of.id) != groups.end();
-    }
-    return 0;
+    return withoutExceptions([&] { return checkMembership(member, of, *ismember); });
 }

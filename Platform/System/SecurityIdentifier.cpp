@@ -1,5 +1,5 @@
 // SIDs as text: "S-" revision "-" authority { "-" subauthority }, numbers decimal, an authority of more than 32 bits
-// hexadecimal ([MS-DTYP] 2.4.2.1).
+// hexadecimal with 12 digits ([MS-DTYP] 2.4.2.1). Fewer digits are read too.
 
 #include <membership.h>
 
@@ -66,7 +66,7 @@ int mbr_sid_to_string(const nt_sid_t* sid, char* string) {
 
     const bool wide = authority > std::numeric_limits<std::uint32_t>::max();
     char* out = string;
-    out += std::snprintf(out, MBR_MAX_SID_STRING_SIZE, wide ? "S-%u-0x%llx" : "S-%u-%llu", unsigned{sid->sid_kind},
+    out += std::snprintf(out, MBR_MAX_SID_STRING_SIZE, wide ? "S-%u-0x%012llx" : "S-%u-%llu", unsigned{sid->sid_kind},
                          static_cast<unsigned long long>(authority));
     for (unsigned i = 0; i < sid->sid_authcount; ++i) {
         *out++ = '-';

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace KXCore {
 namespace {
@@ -36,10 +37,10 @@ bool resolve(CustomACE& entry, const char* id, InitMode mode) {
     return _SetCustomACEUUIDFromUserName(entry, id, mode);
 }
 
-bool parseType(const char* text, std::uint32_t& type) noexcept {
-    if (std::strcmp(text, "allow") == 0) {
+bool parseType(std::string_view text, std::uint32_t& type) noexcept {
+    if (text == "allow") {
         type = CustomACETypeAllow;
-    } else if (std::strcmp(text, "deny") == 0) {
+    } else if (text == "deny") {
         type = CustomACETypeDeny;
     } else {
         return false;
@@ -90,10 +91,21 @@ std::string textAt(const PListNode& node) {
     return text;
 }
 
+/// Whether a text holds a NUL, which hides what follows it from those who read up to it. A property list may hold one.
+bool holdsNUL(const std::string& text) noexcept { return text.find('\0') != std::string::npos; }
+
+/// A user's or a group's name. One that holds a NUL becomes the empty name, which nobody has: the name service would
+/// look for what stands before it.
+std::string nameAt(const PListNode& node) {
+    std::string name = textAt(node);
+    if (holdsNUL(name)) name.clear();
+    return name;
+}
+
 std::uint32_t typeAt(const PListNode& node) {
     std::string text;
     std::uint32_t type;
-    if (!node.getValue(text, ItemKind::Optional) || !parseType(text.c_str(), type)) {
+    if (!node.getValue(text, ItemKind::Optional) || !parseType(text, type)) {
         throw PListValueError(node, L"bad type of ACL entry");
     }
     return type;
@@ -108,7 +120,7 @@ std::uint32_t maskAt(const PListNode& node, const BitMaskConstant* table) {
     }
     std::string text;
     std::uint32_t mask;
-    if (!table || !node.getValue(text, ItemKind::Optional) || !parseMask(text.c_str(), table, mask)) {
+    if (!table || !node.getValue(text, ItemKind::Optional) || holdsNUL(text) || !parseMask(text.c_str(), table, mask)) {
         throw PListValueError(node, L"bad access mask in ACL entry");
     }
     return mask;
@@ -120,18 +132,22 @@ bool resolve(CustomACE& entry, const PListNode& node, InitMode mode) {
         // The sense of this check is inverted, and stays so: lists that name their users by UUID are refused, and what
         // is accepted gets no identity.
         UUID ignored;
-        if (parseUUID(textAt(uuid).c_str(), ignored)) throw PListValueError(uuid, L"bad UUID in ACL entry");
+        const std::string text = textAt(uuid);
+        if (!holdsNUL(text) && parseUUID(text.c_str(), ignored)) throw PListValueError(uuid, L"bad UUID in ACL entry");
         return true;
     }
     if (const PListNode& user = node / "UserName"; hasValue(user)) {
-        return _SetCustomACEUUIDFromUserName(entry, textAt(user).c_str(), mode);
+        return _SetCustomACEUUIDFromUserName(entry, nameAt(user).c_str(), mode);
     }
     if (const PListNode& group = node / "GroupName"; hasValue(group)) {
-        return _SetCustomACEUUIDFromGroupName(entry, textAt(group).c_str(), mode);
+        return _SetCustomACEUUIDFromGroupName(entry, nameAt(group).c_str(), mode);
     }
-    if (const PListNode& text = node / "SID"; hasValue(text)) {
+    if (const PListNode& place = node / "SID"; hasValue(place)) {
         nt_sid_t sid;
-        if (mbr_string_to_sid(textAt(text).c_str(), &sid) != 0) throw PListValueError(text, L"bad SID in ACL entry");
+        const std::string text = textAt(place);
+        if (holdsNUL(text) || mbr_string_to_sid(text.c_str(), &sid) != 0) {
+            throw PListValueError(place, L"bad SID in ACL entry");
+        }
         return _SetCustomACEUUIDFromNTSID(entry, &sid, mode);
     }
     throw PListValueError(node, L"bad ACL entry: id missing");

@@ -86,8 +86,11 @@ class CustomACLTest : public ::testing::Test {
         return dict({{"Type", type}, {key, id}, {"AccessMask", mask}});
     }
 
-    NameService names{"alice:x:70001:70100::/:/bin/sh\nbob:x:70002:70101::/:/bin/sh\n",
-                      "users:x:70100:\nothers:x:70101:\nstaff:x:70200:bob\n"};
+    NameService names{
+        "alice:x:70001:70100::/:/bin/sh\nbob:x:70002:70101::/:/bin/sh\n"
+        "DOMAIN\\carol:x:70003:70101::/:/bin/sh\nJ\xC3\xBCrgen M.:x:70004:70101::/:/bin/sh\n"
+        "%odd:x:70005:70101::/:/bin/sh\n",
+        "users:x:70100:\nothers:x:70101:\nstaff:x:70200:bob\n"};
 };
 
 using CustomACLDeathTest = CustomACLTest;
@@ -269,6 +272,31 @@ TEST_F(CustomACLTest, ALongNameIsJustUnknown) {
     EXPECT_NE(refused(text.c_str()).find(" unknown"), std::string::npos);
 }
 
+TEST_F(CustomACLTest, ReadsAMaskOfAMegabyte) {
+    std::string text = "alice:allow:1";
+    while (text.size() < (1u << 20)) text += "|read , 0x10";
+    EXPECT_EQ(parsed(text.c_str()).getEntries()[0].mask, 0x11u);
+}
+
+TEST_F(CustomACLTest, MegabytesOfSeparatorsAreNoEntries) {
+    EXPECT_TRUE(parsed(std::string(1 << 22, '/').c_str()).getEntries().empty());
+    EXPECT_EQ(refused(std::string(1 << 22, ':').c_str()),
+              "syntax error in ACL string, position 1: ::::::::::::::::::::\n\n");
+}
+
+TEST_F(CustomACLTest, ANameMayHoldABackslashSpacesAndCharactersBeyondASCII) {
+    EXPECT_EQ(parsed("DOMAIN\\carol:allow:1").getEntries()[0].uuid, user(70003));
+    EXPECT_EQ(parsed("J\xC3\xBCrgen M.:allow:1").getEntries()[0].uuid, user(70004));
+    EXPECT_EQ(refused("\xFF\xFE:allow:1").substr(0, 15), "user \xFF\xFE unknown");
+    EXPECT_EQ(refused(" alice:allow:1").substr(0, 19), "user  alice unknown");
+}
+
+TEST_F(CustomACLTest, AnIdThatIsAlmostAUUIDOrASIDIsAName) {
+    EXPECT_EQ(refused("12345678-1234-1234-1234-12345678901:allow:1").substr(0, 10), "user 12345");
+    EXPECT_EQ(refused("s-1-22-1-70001:allow:1").substr(0, 10), "user s-1-2");
+    EXPECT_EQ(refused("{12345678-1234-1234-1234-123456789012}:allow:1").substr(0, 6), "user {");
+}
+
 TEST_F(CustomACLDeathTest, AConstructorThatCannotReadItsTextEndsTheProcess) {
     EXPECT_DEATH(CustomACL("alice", kNames, InitModeStrict),
                  "syntax error in ACL string, position 1: alice\n\n.*\\]KXCoreLib/CustomACL:41: abort\\(\\) called");
@@ -420,6 +448,75 @@ TEST_F(CustomACLTest, AnUnresolvedNameFailsReadingInStrictMode) {
         const PListNavigator navigator({list({entry(text("allow"), key, text(id), number(1))}), L"list"});
         said([&] { EXPECT_FALSE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict)); });
     }
+}
+
+TEST_F(CustomACLTest, AListNamesItsUsersWithoutAnySyntax) {
+    const auto userOf = [](const char* name) {
+        return read(list({entry(text("allow"), "UserName", text(name), number(1))})).getEntries()[0].uuid;
+    };
+    EXPECT_EQ(userOf("%odd"), user(70005));
+    EXPECT_EQ(userOf("DOMAIN\\carol"), user(70003));
+    EXPECT_EQ(userOf("J\xC3\xBCrgen M."), user(70004));
+    for (const char* name : {"", "alice:allow:1", "a/b", "12345678-1234-1234-1234-123456789012", "S-1-22-1-70001"}) {
+        CustomACL acl;
+        const PListNavigator navigator({list({entry(text("allow"), "UserName", text(name), number(1))}), L"list"});
+        const std::string expected = "user " + std::string(name) + " unknown: ";
+        EXPECT_EQ(said([&] {
+                      EXPECT_FALSE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict));
+                  }).substr(0, expected.size()),
+                  expected);
+    }
+}
+
+TEST_F(CustomACLTest, ATextWithANULIsNeverTakenForWhatStandsBeforeIt) {
+    const auto cut = [](const char* before) {
+        const std::string bytes = std::string(before) + '\0' + "x";
+        return PropertyListRef::adopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                                              static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8,
+                                                              false));
+    };
+    EXPECT_EQ(errorOf(list({entry(cut("allow"), "UserName", text("alice"), number(1))})),
+              L"bad type of ACL entry at list [/Item_0/Type]");
+    EXPECT_EQ(errorOf(list({entry(text("allow"), "SID", cut("S-1-22-1-70001"), number(1))})),
+              L"bad SID in ACL entry at list [/Item_0/SID]");
+    EXPECT_EQ(errorOf(list({entry(text("allow"), "UserName", text("alice"), cut("read"))})),
+              L"bad access mask in ACL entry at list [/Item_0/AccessMask]");
+    EXPECT_EQ(errorOf(list({entry(text("allow"), "UUID", cut("12345678-1234-1234-1234-123456789012"), number(1))})),
+              L"none");
+    for (const auto& [key, message] : {std::pair("UserName", "user  unknown: "), {"GroupName", "group  unknown: "}}) {
+        CustomACL acl;
+        const PListNavigator navigator({list({entry(text("allow"), key, cut("alice"), number(1))}), L"list"});
+        EXPECT_EQ(said([&] {
+                      EXPECT_FALSE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict));
+                  }).substr(0, std::strlen(message)),
+                  message);
+    }
+}
+
+TEST_F(CustomACLTest, ReadsAListOf100000Entries) {
+    std::vector<PropertyListRef> elements;
+    for (int i = 0; i < 100000; ++i) {
+        elements.push_back(
+            entry(text(i % 2 ? "allow" : "deny"), "SID", text("S-1-22-1-" + std::to_string(i)), number(i)));
+    }
+    const CustomACL acl = read(list(elements));
+    ASSERT_EQ(acl.getEntries().size(), 100000u);
+    for (unsigned i = 0; i < 100000; i += 777) {
+        EXPECT_EQ(acl.getEntries()[i].uuid, user(i));
+        EXPECT_EQ(acl.getEntries()[i].mask, i);
+        EXPECT_EQ(acl.getEntries()[i].type, i % 2 ? CustomACETypeAllow : CustomACETypeDeny);
+    }
+}
+
+TEST_F(CustomACLTest, AFaultLateInAListLeavesTheEntriesBeforeIt) {
+    CustomACL acl;
+    const PListNavigator navigator({list({entry(text("allow"), "SID", text("S-1-22-1-1"), number(1)), text("x"),
+                                          entry(text("allow"), "SID", text("S-1-22-1-2"), number(1))}),
+                                    L"list"});
+    EXPECT_THROW(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict), PListValueError);
+    EXPECT_FALSE(acl.isUnrestricted());
+    ASSERT_EQ(acl.getEntries().size(), 1u);
+    EXPECT_EQ(acl.getEntries()[0].uuid, user(1));
 }
 
 TEST_F(CustomACLTest, AConstructorPassesAnErrorOfTheListOn) {

@@ -34,6 +34,10 @@ void intrusive_ptr_release(const AccountInfo* account) noexcept {
     if (account->count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete static_cast<const AccountInfo2*>(account);
 }
 
-std::size_t hash_value(const AccountInfo& account) noexcept { return AccountInfoCache::hashOf(account.getUUID()); }
+std::size_t hash_value(const AccountInfo& account) noexcept {
+    std::uint64_t first;
+    std::memcpy(&first, account.getUUID().bytes, sizeof first);
+    return first;
+}
 
 }  // namespace KXCore

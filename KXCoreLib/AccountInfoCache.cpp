@@ -1,5 +1,7 @@
 #include "AccountInfoCache.h"
 
+#include "NameLookUp.h"
+
 #include <err.h>
 #include <grp.h>
 #include <membership.h>
@@ -7,10 +9,8 @@
 #include <sys/time.h>
 #include <boost/thread/lock_types.hpp>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,20 +40,6 @@ std::int64_t now() noexcept {
     return time.tv_sec;
 }
 
-/// Calls a look-up of the name service (getpwuid_r, getgrgid_r) with as much room as it needs; the name it finds, or
-/// "".
-template <class ID, class Entry>
-std::string lookUp(int (*function)(ID, Entry*, char*, std::size_t, Entry**), ID id, char* Entry::*name) {
-    constexpr std::size_t largest = std::size_t{1} << 26;
-    std::vector<char> buffer(1024);
-    Entry entry;
-    Entry* found = nullptr;
-    while (function(id, &entry, buffer.data(), buffer.size(), &found) == ERANGE && buffer.size() < largest) {
-        buffer.resize(buffer.size() * 2);
-    }
-    return found ? found->*name : "";
-}
-
 /// What the system's databases say of an identity.
 struct Answer {
     AccountType type = AccountTypeUnknown;
@@ -69,12 +55,15 @@ Answer resolve(const UUID& uuid) {
     int type;
     if (mbr_uuid_to_id(uuid.bytes, &id, &type) == 0) {
         answer.id = id;
+        int ignored;
         if (type == ID_TYPE_UID) {
             answer.type = AccountTypeUser;
-            answer.name = lookUp(getpwuid_r, static_cast<uid_t>(id), &passwd::pw_name);
+            LookUpName(
+                getpwuid_r, static_cast<uid_t>(id), [&](const passwd& found) { answer.name = found.pw_name; }, ignored);
         } else if (type == ID_TYPE_GID) {
             answer.type = AccountTypeGroup;
-            answer.name = lookUp(getgrgid_r, static_cast<gid_t>(id), &group::gr_name);
+            LookUpName(
+                getgrgid_r, static_cast<gid_t>(id), [&](const group& found) { answer.name = found.gr_name; }, ignored);
         }
     }
 
@@ -100,9 +89,14 @@ AccountInfoCache::~AccountInfoCache() {
 }
 
 std::size_t AccountInfoCache::hashOf(const UUID& uuid) noexcept {
-    std::uint64_t first;
-    std::memcpy(&first, uuid.bytes, sizeof first);
-    return first;
+    std::uint64_t halves[2];
+    std::memcpy(halves, uuid.bytes, sizeof halves);
+    // What tells the computer's own accounts apart stands in the last bytes, which are the highest bits here, and the
+    // set looks at the lowest: down, spread upwards by multiplying, and down again.
+    constexpr std::uint64_t odd = 0x9E3779B97F4A7C15;
+    std::uint64_t mixed = halves[0] * odd ^ halves[1];
+    mixed = (mixed ^ mixed >> 32) * odd;
+    return mixed ^ mixed >> 32;
 }
 
 boost::intrusive_ptr<AccountInfo> AccountInfoCache::get(const UUID& uuid) {

@@ -37,9 +37,11 @@ class AccountInfoCache {
     /// now. Never null.
     boost::intrusive_ptr<AccountInfo> get(const UUID& uuid);
 
+  private:
+    /// Of all 16 bytes: the first 8, which are the hash of a record for others (hash_value), are the same for all users
+    /// that the computer itself knows, and would put them into one bucket.
     static std::size_t hashOf(const UUID& uuid) noexcept;
 
-  private:
     struct HashByUUID {
         std::size_t operator()(const AccountInfo2& account) const noexcept { return hashOf(account.getUUID()); }
         std::size_t operator()(const UUID& uuid) const noexcept { return hashOf(uuid); }

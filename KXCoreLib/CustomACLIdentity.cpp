@@ -1,37 +1,16 @@
 #include "CustomACLIdentity.h"
 
+#include "NameLookUp.h"
+
 #include <err.h>
 #include <grp.h>
 #include <pwd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <vector>
 
 namespace KXCore {
 namespace {
-
-/// Calls a look-up of the name service (getpwnam_r, getgrnam_r) with as much room as it needs, and answers the numeric
-/// id that `idOf` takes from its entry. False, with errno set to why (0: there is none), when there is no entry.
-template <class Entry, class ID>
-bool lookUp(int (*function)(const char*, Entry*, char*, std::size_t, Entry**), const char* name, ID Entry::*idOf,
-            ID& id) {
-    constexpr std::size_t largest = std::size_t{1} << 26;
-    std::vector<char> buffer(1024);
-    Entry entry;
-    Entry* found = nullptr;
-    int error;
-    while ((error = function(name, &entry, buffer.data(), buffer.size(), &found)) == ERANGE &&
-           buffer.size() < largest) {
-        buffer.resize(buffer.size() * 2);
-    }
-    if (!found) {
-        errno = error;
-        return false;
-    }
-    id = found->*idOf;
-    return true;
-}
 
 bool giveUp(CustomACE& entry, InitMode mode) noexcept {
     entry.uuid = {};
@@ -41,8 +20,11 @@ bool giveUp(CustomACE& entry, InitMode mode) noexcept {
 }  // namespace
 
 bool _SetCustomACEUUIDFromUserName(CustomACE& entry, const char* name, InitMode mode) {
-    uid_t uid;
-    if (!lookUp(getpwnam_r, name, &passwd::pw_uid, uid)) {
+    uid_t uid = 0;
+    int why;
+    if (!LookUpName(
+            getpwnam_r, name, [&](const passwd& found) { uid = found.pw_uid; }, why)) {
+        errno = why;
         warn("user %s unknown", name);
         return giveUp(entry, mode);
     }
@@ -55,8 +37,11 @@ bool _SetCustomACEUUIDFromUserName(CustomACE& entry, const char* name, InitMode 
 }
 
 bool _SetCustomACEUUIDFromGroupName(CustomACE& entry, const char* name, InitMode mode) {
-    gid_t gid;
-    if (!lookUp(getgrnam_r, name, &group::gr_gid, gid)) {
+    gid_t gid = 0;
+    int why;
+    if (!LookUpName(
+            getgrnam_r, name, [&](const group& found) { gid = found.gr_gid; }, why)) {
+        errno = why;
         warn("group %s unknown", name);
         return giveUp(entry, mode);
     }

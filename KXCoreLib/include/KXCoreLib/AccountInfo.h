@@ -67,7 +67,8 @@ class KX_EXPORT AccountInfo : boost::noncopyable {
 KX_EXPORT void intrusive_ptr_add_ref(const AccountInfo* account) noexcept;
 KX_EXPORT void intrusive_ptr_release(const AccountInfo* account) noexcept;
 
-/// The first 8 bytes of the identity as one integer: identities are random or counted, so they spread well enough.
+/// The first 8 bytes of the identity as one integer, in the processor's byte order. Identities made at random spread
+/// well by it; those of the computer's own users differ in their last bytes only, and all have the same.
 KX_EXPORT std::size_t hash_value(const AccountInfo& account) noexcept;
 
 }  // namespace KXCore

@@ -16,7 +16,9 @@ constexpr Class kMachPortClass{"CFMachPort", TypeID::MachPort, finalizePort, nul
 
 struct __CFMachPort : Object {
     __CFMachPort(mach_port_t p, bool o, CFMachPortCallBack c) noexcept
-        : Object(kMachPortClass), port(p), ownsPort(o), callout(c) {}
+        : Object(kMachPortClass), port(p), ownsPort(o), callout(c) {
+        flags |= kFound;  // by the name of its port
+    }
 
     const mach_port_t port;
     const bool ownsPort;

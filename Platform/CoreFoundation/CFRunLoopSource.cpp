@@ -42,7 +42,9 @@ using Kind = __CFRunLoopSource::Kind;
 }  // namespace
 
 __CFRunLoopSource::__CFRunLoopSource(Kind k, CFIndex o, const SourceOwner* w, void* object) noexcept
-    : Object(kSourceClass), kind(k), order(o), owner(w), ownerObject(object) {}
+    : Object(kSourceClass), kind(k), order(o), owner(w), ownerObject(object) {
+    if (owner) flags |= kFound;  // by its port or descriptor
+}
 
 __CFRunLoopSource::~__CFRunLoopSource() {
     if (owner && info) owner->forget(ownerObject, this);

@@ -62,6 +62,7 @@ struct Class {
 struct Object {
     static constexpr std::uint8_t kImmortal = 1;      ///< a constant: never counted, never freed
     static constexpr std::uint8_t kOwnAllocator = 2;  ///< an allocator reference stands before the object
+    static constexpr std::uint8_t kFound = 4;         ///< may be found, and retained, by who holds no reference
 
     enum ImmortalTag { Immortal };
 
@@ -103,12 +104,15 @@ inline void retain(const void* cf) noexcept {
 }
 
 inline void release(const void* cf) noexcept {
-    if (!cf || (object(cf)->flags & Object::kImmortal)) return;
+    if (!cf) return;
+    const std::uint8_t flags = object(cf)->flags;
+    if (flags & Object::kImmortal) return;
     // Acquire pairs with the releases of the other owners: what they wrote is seen before the object is torn down. Who
-    // holds the only reference need not count it down: nobody else can come by another one.
+    // holds the only reference need not count it down: nobody else can come by another one, unless the object can be
+    // found (tryRetain), which only a count of 0 prevents.
     std::atomic<std::uint32_t>& count = object(cf)->count;
-    if (count.load(std::memory_order_acquire) == 1 || change(count, UINT32_MAX, std::memory_order_acq_rel) == 1)
-        endLife(object(cf));
+    const bool isOnly = !(flags & Object::kFound) && count.load(std::memory_order_acquire) == 1;
+    if (isOnly || change(count, UINT32_MAX, std::memory_order_acq_rel) == 1) endLife(object(cf));
 }
 
 /// Memory for an object of `size` bytes from `allocator` (null: the thread's default). The flag to set on the object

@@ -8,8 +8,8 @@
 
 namespace KXPlatform {
 
-/// Adds a reference to an object that may be on its way out: false when its last one has gone already. Only for a
-/// pointer that the object's finalizer takes back under a lock that the caller holds.
+/// Adds a reference to an object that may be on its way out: false when its last one has gone already. Only for an
+/// object with the flag kFound, and a pointer that its finalizer takes back under a lock that the caller holds.
 inline bool tryRetain(const Object* object) noexcept {
     std::uint32_t count = object->count.load(std::memory_order_relaxed);
     while (count != 0) {

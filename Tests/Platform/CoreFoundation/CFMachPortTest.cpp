@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -405,4 +406,45 @@ TEST(CFMachPort, PortsAreInvalidatedAndDieWhileMessagesArrive) {
     runner.join();
     CFRelease(loop);
     EXPECT_EQ(shared.held, 0);
+}
+
+namespace {
+
+/// Runs `body` many times on each of two threads at once.
+void onTwoThreads(const std::function<void()>& body) {
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; ++t) {
+        threads.emplace_back([&] {
+            ++ready;
+            while (ready < 2) std::this_thread::yield();
+            for (int i = 0; i < 100000; ++i) body();
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+
+TEST(CFMachPort, IsMadeAnewWhileTheLastOneEndsOnAnotherThread) {
+    const mach_port_t name = newPort();
+    onTwoThreads([name] {
+        const CFMachPortRef port = CFMachPortCreateWithPort(nullptr, name, Inbox::take, nullptr, nullptr);
+        ASSERT_EQ(CFMachPortGetPort(port), name);
+        CFRelease(port);
+    });
+    mach_port_deallocate(mach_task_self(), name);
+}
+
+TEST(CFMachPort, ItsSourceIsMadeAnewWhileTheLastOneEndsOnAnotherThread) {
+    const mach_port_t name = newPort();
+    const CFMachPortRef port = CFMachPortCreateWithPort(nullptr, name, Inbox::take, nullptr, nullptr);
+    onTwoThreads([port] {
+        const CFRunLoopSourceRef source = CFMachPortCreateRunLoopSource(nullptr, port, 0);
+        ASSERT_TRUE(CFRunLoopSourceIsValid(source));
+        CFRelease(source);
+    });
+    EXPECT_EQ(CFGetRetainCount(port), 1);
+    CFRelease(port);
+    mach_port_deallocate(mach_task_self(), name);
 }

@@ -432,6 +432,8 @@ TEST_F(RunLoopSources, BridgesAreCountedByTheContextFunctionsOfEitherSignature) 
     Bridge* const raw = bridge.get();
     EXPECT_EQ(retain(raw), raw);
     EXPECT_EQ(retainConst(raw), raw);
+    EXPECT_EQ(cf_retain_callback<Bridge>(raw), raw);
+    cf_release_callback<Bridge>(raw);
     bridge.reset();
     source.reset();
     EXPECT_EQ(blocks, 1);

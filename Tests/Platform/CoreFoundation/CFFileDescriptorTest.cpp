@@ -310,6 +310,27 @@ TEST(CFFileDescriptor, DescriptorsAreServedWhileAPortKeepsTheLoopBusy) {
     mach_port_deallocate(mach_task_self(), port);
 }
 
+TEST(CFFileDescriptor, ALoopWithNothingToDoSleeps) {
+    const Pair silent, readable, served;
+    Watched waiting(silent.ends[0]), elsewhere(readable.ends[0], CFSTR("rare")), done(served.ends[0]);
+    waiting.enable(kRead);
+    elsewhere.enable(kRead);
+    done.enable(kRead);
+    readable.write("ready in a mode that does not run");
+    served.write("ready, and not asked for again");
+    int passes = 0;
+    CFRunLoopObserverContext context{0, &passes, nullptr, nullptr, nullptr};
+    const CFRunLoopObserverRef observer = CFRunLoopObserverCreate(
+        nullptr, kCFRunLoopBeforeTimers, true, 0,
+        [](CFRunLoopObserverRef, CFRunLoopActivity, void* count) { ++*static_cast<int*>(count); }, &context);
+    CFRunLoopAddObserver(CFRunLoopGetCurrent(), observer, kCFRunLoopDefaultMode);
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.03, false), kCFRunLoopRunTimedOut);
+    EXPECT_EQ(done.calls.size(), 1u);
+    EXPECT_LE(passes, 3);
+    CFRunLoopObserverInvalidate(observer);
+    CFRelease(observer);
+}
+
 TEST(CFFileDescriptor, SharedByTwoLoopsIsServedOncePerWish) {
     const Pair pair;
     struct Shared {

@@ -4,12 +4,30 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <dlfcn.h>
+#include <sys/eventfd.h>
+
+// A process that has used up its descriptors: this program's definition comes before the system's.
+
+namespace {
+std::atomic<bool> noDescriptorIsLeft{false};
+}
+
+extern "C" __attribute__((visibility("default"))) int eventfd(unsigned int count, int flags) noexcept {
+    if (noDescriptorIsLeft) {
+        errno = EMFILE;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&eventfd)>(dlsym(RTLD_NEXT, "eventfd"))(count, flags);
+}
 
 namespace {
 
@@ -295,6 +313,34 @@ TEST(CFMachPort, MessagesAndTimersTakeTurns) {
     CFRelease(source);
     CFRelease(port);
     mach_port_deallocate(mach_task_self(), name);
+}
+
+TEST(CFMachPort, IsServedInAProcessThatHasNoDescriptorLeft) {
+    std::thread([] {
+        noDescriptorIsLeft = true;
+        Inbox inbox;
+        const mach_port_t name = newPort();
+        const Scheduled scheduled(name, inbox);
+        std::atomic<bool> waiting{false};
+        std::thread sender([&] {
+            while (!waiting) std::this_thread::yield();
+            sendTo(name, 5);
+        });
+        CFRunLoopTimerContext context{0, &waiting, nullptr, nullptr, nullptr};
+        const CFRunLoopTimerRef timer = CFRunLoopTimerCreate(
+            nullptr, CFAbsoluteTimeGetCurrent() + 0.001, 0, 0, 0,
+            [](CFRunLoopTimerRef, void* info) { *static_cast<std::atomic<bool>*>(info) = true; }, &context);
+        CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
+        EXPECT_EQ(inbox.ids, (std::vector<mach_msg_id_t>{5}));
+        sender.join();
+        noDescriptorIsLeft = false;
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.001, true), kCFRunLoopRunTimedOut);
+        sendTo(name, 6);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
+        CFRelease(timer);
+        mach_port_deallocate(mach_task_self(), name);
+    }).join();
 }
 
 // ---- Version 1 sources of a caller's own

@@ -59,20 +59,19 @@ std::int64_t timeAfter(std::int64_t from, double seconds) noexcept {
     return from + static_cast<std::int64_t>(std::max(nanoseconds, -kReach));
 }
 
-void park(__CFRunLoop& loop, __CFRunLoopTimer& timer) {
+void park(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept {
     for (const auto& mode : loop.modes) {
         const auto found = mode->timers.find(&timer);
-        if (found == mode->timers.end() || found->second.parked) continue;
-        found->second.parked = mode->schedule.extract(found->second.at);
+        if (found != mode->timers.end() && found->second.isScheduled()) mode->schedule.remove(found->second);
     }
 }
 
-void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer) {
+void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept {
     for (const auto& mode : loop.modes) {
         const auto found = mode->timers.find(&timer);
-        if (found == mode->timers.end() || !found->second.parked) continue;
-        found->second.parked.value() = {timer.deadline, timer.sequence, &timer};
-        found->second.at = mode->schedule.insert(std::move(found->second.parked)).position;
+        if (found == mode->timers.end() || found->second.isScheduled()) continue;
+        // There is room: it was made for every timer that the mode holds.
+        mode->schedule.insert({timer.deadline, timer.sequence, &timer}, found->second);
     }
 }
 
@@ -137,10 +136,11 @@ void CFRunLoopTimerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireD
         timer->moveTo(fireDate);
         timer->moved = true;
         if (!held || timer->firing) return;
-        park(*held, *timer);
-        unpark(*held, *timer);
         for (const auto& mode : held->modes) {
-            isNext |= !mode->schedule.empty() && mode->schedule.begin()->timer == timer;
+            const auto found = mode->timers.find(timer);
+            if (found == mode->timers.end()) continue;
+            mode->schedule.move(found->second, timer->deadline);
+            isNext |= mode->schedule.first().timer == timer;
         }
     });
     if (isNext) loop->noteChange();
@@ -193,8 +193,8 @@ CFAbsoluteTime CFRunLoopGetNextTimerFireDate(CFRunLoopRef rl, CFRunLoopMode mode
     if (!rl || !mode) return 0;
     const std::lock_guard lock(rl->mutex);
     const Mode* const found = rl->findMode(mode);
-    if (!found || found->schedule.empty()) return 0;
-    __CFRunLoopTimer& next = *found->schedule.begin()->timer;
+    if (!found || found->schedule.isEmpty()) return 0;
+    __CFRunLoopTimer& next = *found->schedule.first().timer;
     const std::lock_guard timerLock(next.mutex);
     return next.date;
 }

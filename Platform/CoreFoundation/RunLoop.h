@@ -6,6 +6,7 @@
 // the loop from outside. Only the loop's thread waits, and only it uses what is marked so.
 
 #include "RunLoopItems.h"
+#include "TimerSchedule.h"
 
 #include "System/PortTable.h"
 #include "System/Waker.h"
@@ -16,7 +17,6 @@
 #include <list>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -53,16 +53,6 @@ struct WatchedDescriptor {
     std::vector<Watch*> watches;
 };
 
-struct TimerKey {
-    std::int64_t deadline;
-    std::uint64_t sequence;
-    __CFRunLoopTimer* timer;
-    bool operator<(const TimerKey& other) const noexcept {
-        return deadline != other.deadline ? deadline < other.deadline : sequence < other.sequence;
-    }
-};
-using Schedule = std::set<TimerKey>;
-
 struct Mode {
     Mode(CFStringRef n, std::shared_ptr<Waker> w);
     ~Mode();
@@ -80,13 +70,8 @@ struct Mode {
     std::vector<__CFRunLoopObserver*> observers;                             ///< in order
     std::atomic<CFOptionFlags> activities{0};                                ///< that any observer wants
 
-    Schedule schedule;
-    /// Each timer's place in the schedule, outside of it while the timer fires.
-    struct Place {
-        Schedule::iterator at{};
-        Schedule::node_type parked;
-    };
-    std::unordered_map<__CFRunLoopTimer*, Place> timers;
+    TimerSchedule schedule;
+    std::unordered_map<__CFRunLoopTimer*, TimerPlace> timers;  ///< one that fires stands in no schedule meanwhile
 
     std::mutex readyMutex;
     std::list<Watch*> ready;
@@ -180,10 +165,10 @@ void removeEverywhere(__CFRunLoop& loop, __CFRunLoopSource& source);
 void removeEverywhere(__CFRunLoop& loop, __CFRunLoopObserver& observer);
 void removeEverywhere(__CFRunLoop& loop, __CFRunLoopTimer& timer);
 
-// A timer's place in the schedules of its loop (CFRunLoopTimer.cpp), with the loop's and the timer's mutex held: taken
-// out while the timer fires, put back, and moved when its deadline has changed.
-void park(__CFRunLoop& loop, __CFRunLoopTimer& timer);
-void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer);
+// A timer in the schedules of its loop (CFRunLoopTimer.cpp), with the loop's and the timer's mutex held: taken out
+// while the timer fires, put back with the deadline it has then.
+void park(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept;
+void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept;
 
 // Waiting (RunLoopWait.cpp), on the loop's thread without its mutex. What descriptors have become ready is in the
 // mode's list afterwards.

@@ -82,10 +82,10 @@ void addToMode(__CFRunLoop&, Mode& mode, __CFRunLoopObserver& observer, Deferred
 void addToMode(__CFRunLoop&, Mode& mode, __CFRunLoopTimer& timer, Deferred&) {
     if (holds(mode, timer)) return;
     const std::lock_guard lock(timer.mutex);
-    Mode::Place& place = mode.timers[&timer];
+    mode.schedule.reserve(mode.timers.size() + 1);
+    TimerPlace& place = mode.timers[&timer];
     CFRetain(&timer);
-    place.at = mode.schedule.insert({timer.deadline, timer.sequence, &timer}).first;
-    if (timer.firing) place.parked = mode.schedule.extract(place.at);
+    if (!timer.firing) mode.schedule.insert({timer.deadline, timer.sequence, &timer}, place);
 }
 
 void removeFromMode(__CFRunLoop& loop, Mode& mode, __CFRunLoopSource& source, Deferred& deferred) {
@@ -119,7 +119,7 @@ void removeFromMode(__CFRunLoop&, Mode& mode, __CFRunLoopTimer& timer, Deferred&
     const auto found = mode.timers.find(&timer);
     if (found == mode.timers.end()) return;
     deferred.drop(&timer);
-    if (!found->second.parked) mode.schedule.erase(found->second.at);
+    if (found->second.isScheduled()) mode.schedule.remove(found->second);
     mode.timers.erase(found);
 }
 

@@ -81,12 +81,13 @@ std::int64_t Runner::nextWakeUp() {
     const std::lock_guard lock(loop_.mutex);
     if (loop_.current->stopped) return 0;
     std::int64_t latest = limit_;
-    for (const TimerKey& key : mode_.schedule) {
-        if (key.deadline >= latest) break;
+    mode_.schedule.descend([&](const TimerKey& key) {
+        if (key.deadline >= latest) return false;
         const std::lock_guard timerLock(key.timer->mutex);
         const std::int64_t slack = key.timer->slack();
         latest = std::min(latest, key.deadline > kForever - slack ? kForever : key.deadline + slack);
-    }
+        return true;
+    });
     return latest;
 }
 
@@ -172,10 +173,10 @@ bool Runner::deliver() {
     std::int64_t due = 0;
     {
         const std::lock_guard lock(loop_.mutex);
-        hasTimers = !mode_.schedule.empty();
+        hasTimers = !mode_.schedule.isEmpty();
         if (hasTimers) {
             due = now();
-            hasTimers = mode_.schedule.begin()->deadline <= due;
+            hasTimers = mode_.schedule.first().deadline <= due;
         }
     }
     if (hasTimers && (mode_.sourceServedLast || !mode_.hasReady())) {
@@ -237,13 +238,18 @@ bool Runner::deliverReady() {
 }
 
 void Runner::fireTimers(std::int64_t due) {
+    std::vector<TimerKey> keys;
     std::vector<Retained<__CFRunLoopTimer>> timers;
     {
         const std::lock_guard lock(loop_.mutex);
-        for (const TimerKey& key : mode_.schedule) {
-            if (key.deadline > due) break;
-            timers.push_back(Retained<__CFRunLoopTimer>::retaining(key.timer));
-        }
+        mode_.schedule.descend([&](const TimerKey& key) {
+            if (key.deadline > due) return false;
+            keys.push_back(key);
+            return true;
+        });
+        timers.reserve(keys.size());
+        std::sort(keys.begin(), keys.end());
+        for (const TimerKey& key : keys) timers.push_back(Retained<__CFRunLoopTimer>::retaining(key.timer));
     }
     for (const auto& timer : timers) fire(*timer, due);
 }

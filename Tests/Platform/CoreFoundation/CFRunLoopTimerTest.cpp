@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <random>
+
 using namespace RunLoopTesting;
 using testing::ElementsAre;
 
@@ -85,6 +88,42 @@ TEST(CFRunLoopTimer, MayBeMoved) {
         CFRunLoopTimerSetNextFireDate(timer, at);
         runOnce();
         EXPECT_EQ(tick.calls, 2);
+    });
+}
+
+TEST(CFRunLoopTimer, ManyThatAreMovedAndRemovedAtRandomFireInTheOrderOfTheirDates) {
+    onOwnLoop([] {
+        std::mt19937 random(20261121);
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        const CFAbsoluteTime past = CFAbsoluteTimeGetCurrent() - 1e6;
+        const auto date = [&] { return past + static_cast<double>(random() % 100000); };
+        std::vector<double> fired;
+        CFRunLoopTimerContext context{0, &fired, nullptr, nullptr, nullptr};
+        std::vector<CFRunLoopTimerRef> timers;
+        for (int i = 0; i < 1000; ++i) {
+            timers.push_back(CFRunLoopTimerCreate(
+                nullptr, date(), 0, 0, 0,
+                [](CFRunLoopTimerRef timer, void* info) {
+                    static_cast<std::vector<double>*>(info)->push_back(CFRunLoopTimerGetNextFireDate(timer));
+                },
+                &context));
+            CFRunLoopAddTimer(loop, timers.back(), kCFRunLoopDefaultMode);
+        }
+        std::size_t kept = timers.size();
+        for (int i = 0; i < 3000; ++i) {
+            const CFRunLoopTimerRef timer = timers[random() % timers.size()];
+            if (random() % 20 != 0) {
+                CFRunLoopTimerSetNextFireDate(timer, date());
+            } else if (CFRunLoopTimerIsValid(timer)) {
+                CFRunLoopTimerInvalidate(timer);
+                --kept;
+            }
+            ASSERT_LE(CFRunLoopGetNextTimerFireDate(loop, kCFRunLoopDefaultMode), past + 100000);
+        }
+        runOnce();
+        EXPECT_EQ(fired.size(), kept);
+        EXPECT_TRUE(std::is_sorted(fired.begin(), fired.end()));
+        for (const CFRunLoopTimerRef timer : timers) CFRelease(timer);
     });
 }
 

@@ -1,15 +1,30 @@
 #include <KXCoreLib/SystemInfo.h>
 
-#include <KXCoreLib/Singleton.h>
+#include <KXCoreLib/PList.h>
 
 #include <CoreFoundation/CFString.h>
+#include <CoreServices/CoreServices.h>
 
 #include <unistd.h>
 #include <boost/algorithm/string/case_conv.hpp>
+#include <boost/smart_ptr/make_shared.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <cstring>
 
 namespace KXCore {
+namespace {
+
+/// Sets the current name to the text at `key`, `entry`, else to the computer's, else to the host's.
+void setNameFrom(CFDictionaryRef values, const char* key, const char* entry) {
+    const PListNavigator list({CoreFoundation::PropertyListRef::retain(values), L""});
+    CFStringRef name = nullptr;
+    if (!(list.root() / key / entry).getValue(name, ItemKind::Optional)) {
+        (list.root() / "Setup:/System" / "ComputerName").getValue(name, ItemKind::Optional);
+    }
+    SetSystemNetBiosName_internal(name);
+}
+
+}  // namespace
 
 // ---- NetBiosName
 
@@ -25,6 +40,16 @@ void intrusive_ptr_add_ref(const NetBiosName* name) noexcept { name->count_.fetc
 void intrusive_ptr_release(const NetBiosName* name) noexcept {
     // Acquire pairs with the other owners' releases: nobody is still reading what is deleted.
     if (name->count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete name;
+}
+
+// ---- Trackers
+
+void NetBIOSNameTracker106::callback(CFDictionaryRef values) {
+    setNameFrom(values, "State:/Network/Global/SMB", "NetBIOSName");
+}
+
+void NetBIOSNameTracker107::callback(CFDictionaryRef values) {
+    setNameFrom(values, "State:/Network/NetBIOS", "RegisteredName");
 }
 
 // ---- SystemInfo
@@ -46,8 +71,39 @@ void SystemInfo::setNetBiosName(const boost::intrusive_ptr<NetBiosName>& name) {
     current_.store(name_.get(), std::memory_order_release);
 }
 
+boost::shared_ptr<RunLoopSourceSCDynamicStore> SystemInfo::getUpdater() {
+    {
+        const boost::unique_lock<boost::mutex> lock(mutex_);
+        if (updater_) return updater_;
+    }
+    // Not under the lock: making the updater calls the tracker, which sets the name.
+    SInt32 major = 0, minor = 0;
+    Gestalt(gestaltSystemVersionMajor, &major);
+    Gestalt(gestaltSystemVersionMinor, &minor);
+    const bool isLater = major > 10;  // all of 10.x is of one kind, whatever its minor version
+    const boost::shared_ptr<SCDynamicStoreClient> tracker =
+        isLater ? boost::shared_ptr<SCDynamicStoreClient>(boost::make_shared<NetBIOSNameTracker107>())
+                : boost::make_shared<NetBIOSNameTracker106>();
+    SCDynamicStoreSetup setup;
+    setup.registerKey(CFSTR("Setup:/System"), tracker);
+    setup.registerKey(isLater ? CFSTR("State:/Network/NetBIOS") : CFSTR("State:/Network/Global/SMB"), tracker);
+    const auto made = create_run_loop_source<RunLoopSourceSCDynamicStore>(null_hook(), setup);
+
+    // Declared before the lock, so that another thread's updater goes after it.
+    boost::shared_ptr<RunLoopSourceSCDynamicStore> old(made);
+    const boost::unique_lock<boost::mutex> lock(mutex_);
+    updater_.swap(old);
+    return made;
+}
+
+template SystemInfo& GetSingletonInstance<SystemInfo, int>();
+
 boost::intrusive_ptr<NetBiosName> GetSystemNetBiosName() {
     return GetSingletonInstance<SystemInfo, int>().getNetBiosName();
+}
+
+boost::shared_ptr<RunLoopSourceSCDynamicStore> GetSystemInfoUpdater() {
+    return GetSingletonInstance<SystemInfo, int>().getUpdater();
 }
 
 bool SystemNetBiosNameIs(const NetBiosName* name) noexcept {

@@ -1,12 +1,21 @@
 #pragma once
 
+/// The name of the computer, and how it is kept up to date.
+///
+///     boost::shared_ptr<RunLoopSourceSCDynamicStore> updater = GetSystemInfoUpdater();  // reads the name
+///     updater->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopDefaultMode, 0);    // and from now on follows it
+///     GetSystemNetBiosName()->getName();
+
 #include <KXCoreLib/Export.h>
+#include <KXCoreLib/SCDynamicStore.h>
+#include <KXCoreLib/Singleton.h>
 
 #include <CoreFoundation/CFBase.h>
 
 #include <atomic>
 #include <boost/core/noncopyable.hpp>
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
 #include <boost/thread/mutex.hpp>
 #include <cstdint>
 #include <string>
@@ -49,6 +58,22 @@ KX_EXPORT bool SystemNetBiosNameIs(const NetBiosName* name) noexcept;
 /// neither can be had as text of fewer than 512 bytes, or when the name is the current one already. Any thread.
 KX_EXPORT void SetSystemNetBiosName_internal(CFStringRef name);
 
+/// The source that follows the computer's NetBIOS name. The first call makes it, which reads the name; the name then
+/// follows changes while the caller has the source scheduled on a run loop. Any thread.
+KX_EXPORT boost::shared_ptr<RunLoopSourceSCDynamicStore> GetSystemInfoUpdater();
+
+/// Set the current name from the store: the NetBIOS name that the system has registered, else the name of the computer,
+/// else the host's. Versions of the system differ in where they register it: up to 10.x under "State:/Network/Global/
+/// SMB", "NetBIOSName", later under "State:/Network/NetBIOS", "RegisteredName".
+class KX_EXPORT NetBIOSNameTracker106 final : public SCDynamicStoreClient {
+  public:
+    void callback(CFDictionaryRef values) override;
+};
+class KX_EXPORT NetBIOSNameTracker107 final : public SCDynamicStoreClient {
+  public:
+    void callback(CFDictionaryRef values) override;
+};
+
 /// What the library knows of the system it runs on. One for the process (GetSingletonInstance<SystemInfo, int>); any
 /// thread.
 class KX_EXPORT SystemInfo : boost::noncopyable {
@@ -57,14 +82,21 @@ class KX_EXPORT SystemInfo : boost::noncopyable {
     boost::intrusive_ptr<NetBiosName> getNetBiosName();
     void setNetBiosName(const boost::intrusive_ptr<NetBiosName>& name);
 
+    /// The updater, made by the first call. Threads that call it first at the same time may each make one, all of which
+    /// work; the last one made is kept.
+    boost::shared_ptr<RunLoopSourceSCDynamicStore> getUpdater();
+
     bool netBiosNameIs(const NetBiosName* name) const noexcept {
         return current_.load(std::memory_order_acquire) == name;
     }
 
   private:
     boost::mutex mutex_;
+    boost::shared_ptr<RunLoopSourceSCDynamicStore> updater_;
     boost::intrusive_ptr<NetBiosName> name_;
     std::atomic<const NetBiosName*> current_{nullptr};  ///< name_, for comparing only
 };
+
+extern template KX_EXPORT SystemInfo& GetSingletonInstance<SystemInfo, int>();
 
 }  // namespace KXCore

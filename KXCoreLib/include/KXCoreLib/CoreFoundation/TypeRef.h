@@ -107,6 +107,11 @@ class KX_EXPORT TypeRef {
         return a.object_ == b.object_ || (a.object_ && b.object_ && CFEqual(a.object_, b.object_));
     }
 
+    /// CFHash, and 0 for an empty wrapper: for Boost's hash containers.
+    friend std::size_t hash_value(const TypeRef& ref) noexcept {
+        return ref.object_ ? static_cast<std::size_t>(CFHash(ref.object_)) : 0;
+    }
+
   protected:
     /// assign() for an object that must be of the type `typeID`; anything else, null included, is reported as an
     /// unexpected pointer, and the wrapper keeps what it held.

@@ -2,18 +2,16 @@
 #include <KXCoreLib/PList.h>
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Command.h"
+#include "PropertyListText.h"
 #include "Streams.h"
 
 namespace kxtool {
@@ -27,212 +25,24 @@ constexpr std::size_t kLargestFile = std::size_t{1} << 30;
 
 // ---- Reading
 
-struct Document {
-    PropertyListRef list;
-    CFPropertyListFormat format{};
-    std::string fault;  ///< why there is no list
-};
-
-std::string ReasonOf(const ErrorRef& error) {
-    const DictionaryRef info = error.copyUserInfo();
-    CFStringRef reason = static_cast<CFStringRef>(CFDictionaryGetValue(info.get(), CFSTR("NSDebugDescription")));
-    return reason ? StringRef::retain(reason).copyStdString() : error.copyDescription().copyStdString();
-}
-
-Document ReadDocument(const std::string& bytes) {
-    const DataRef data = DataRef::createWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                                        static_cast<CFIndex>(bytes.size()), kCFAllocatorNull);
-    Document document;
-    ErrorRef error;
-    document.list =
-        PropertyListRef::createWithData(nullptr, data.get(), kCFPropertyListImmutable, &document.format, &error);
-    if (!document.list) document.fault = ReasonOf(error);
-    return document;
-}
-
 /// The list in a file, and the file's name for messages.
 std::pair<PropertyListRef, std::string> Load(const std::string& file) {
     Input input(file);
-    Document document = ReadDocument(input.readAll(kLargestFile));
+    Document document = ReadPropertyList(input.readAll(kLargestFile));
     if (!document.list) throw BadInput(fmt::format("{}: {}", input.name(), document.fault));
     return {std::move(document.list), input.name()};
 }
-
-// ---- Values
-
-enum class Kind { String, Data, Array, Dictionary, Number, Boolean, Date };
-
-Kind KindOf(CFTypeRef value) {
-    const CFTypeID type = CFGetTypeID(value);
-    if (type == CFStringGetTypeID()) return Kind::String;
-    if (type == CFDataGetTypeID()) return Kind::Data;
-    if (type == CFArrayGetTypeID()) return Kind::Array;
-    if (type == CFDictionaryGetTypeID()) return Kind::Dictionary;
-    if (type == CFNumberGetTypeID()) return Kind::Number;
-    return type == CFBooleanGetTypeID() ? Kind::Boolean : Kind::Date;
-}
-
-std::string TextOf(CFStringRef string) { return StringRef::retain(string).copyStdString(); }
-
-/// An integer, whatever its size, as the platform prints it.
-std::string IntegerText(CFNumberRef number) {
-    return StringRef::adopt(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@"), number)).copyStdString();
-}
-
-double RealOf(CFNumberRef number) {
-    double value = 0;
-    CFNumberGetValue(number, kCFNumberFloat64Type, &value);
-    return value;
-}
-
-std::string NumberText(CFNumberRef number) {
-    return CFNumberIsFloatType(number) ? fmt::format("{}", RealOf(number)) : IntegerText(number);
-}
-
-std::string DateText(CFDateRef date) {
-    const CFAbsoluteTime time = CFDateGetAbsoluteTime(date);
-    constexpr double kYears = 9000;
-    if (!(std::fabs(time) < kYears * 366 * 86400)) return fmt::format("{} seconds since 2001", time);
-    const CFGregorianDate day = CFAbsoluteTimeGetGregorianDate(std::floor(time), nullptr);
-    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", day.year, int{day.month}, int{day.day}, int{day.hour},
-                       int{day.minute}, static_cast<int>(day.second));
-}
-
-std::string Base64Text(CFDataRef data) {
-    constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const UInt8* const bytes = CFDataGetBytePtr(data);
-    const std::size_t size = static_cast<std::size_t>(CFDataGetLength(data));
-    std::string text;
-    for (std::size_t i = 0; i < size; i += 3) {
-        const auto byte = [&](std::size_t at) { return at < size ? unsigned{bytes[at]} : 0u; };
-        const unsigned group = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
-        text += kAlphabet[group >> 18];
-        text += kAlphabet[group >> 12 & 63];
-        text += i + 1 < size ? kAlphabet[group >> 6 & 63] : '=';
-        text += i + 2 < size ? kAlphabet[group & 63] : '=';
-    }
-    return text;
-}
-
-/// The keys of a dictionary with their values, in the order of the keys' bytes.
-std::vector<std::pair<std::string, CFTypeRef>> SortedEntries(CFDictionaryRef dictionary) {
-    const std::size_t count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
-    std::vector<const void*> keys(count);
-    std::vector<const void*> values(count);
-    CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
-    std::vector<std::pair<std::string, CFTypeRef>> entries;
-    for (std::size_t i = 0; i < count; ++i) entries.emplace_back(TextOf(static_cast<CFStringRef>(keys[i])), values[i]);
-    std::sort(entries.begin(), entries.end());
-    return entries;
-}
-
-// ---- print
-
-constexpr std::size_t kShownBytes = 16;
-
-std::string DataOutline(CFDataRef data) {
-    const std::size_t size = static_cast<std::size_t>(CFDataGetLength(data));
-    std::string text = fmt::format("data, {} bytes", size);
-    const std::size_t shown = std::min(size, kShownBytes);
-    for (std::size_t i = 0; i < shown; ++i) {
-        text += fmt::format("{}{:02x}", i == 0 ? ": " : " ", CFDataGetBytePtr(data)[i]);
-    }
-    return shown < size ? text + " ..." : text;
-}
-
-/// A line for the value, after `label`, and lines for what it holds, further in.
-void Outline(std::string& out, const std::string& label, CFTypeRef value, std::size_t indent) {
-    out.append(2 * indent, ' ');
-    if (!label.empty()) out += label + ": ";
-    switch (KindOf(value)) {
-        case Kind::String:
-            out += nlohmann::json(TextOf(static_cast<CFStringRef>(value))).dump() + "\n";
-            return;
-        case Kind::Number:
-            out += NumberText(static_cast<CFNumberRef>(value)) + "\n";
-            return;
-        case Kind::Boolean:
-            out += CFBooleanGetValue(static_cast<CFBooleanRef>(value)) ? "true\n" : "false\n";
-            return;
-        case Kind::Date:
-            out += DateText(static_cast<CFDateRef>(value)) + "\n";
-            return;
-        case Kind::Data:
-            out += DataOutline(static_cast<CFDataRef>(value)) + "\n";
-            return;
-        case Kind::Array: {
-            const CFArrayRef array = static_cast<CFArrayRef>(value);
-            out += fmt::format("array, {} items\n", CFArrayGetCount(array));
-            for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-                Outline(out, fmt::format("{}", i), CFArrayGetValueAtIndex(array, i), indent + 1);
-            }
-            return;
-        }
-        case Kind::Dictionary: {
-            const auto entries = SortedEntries(static_cast<CFDictionaryRef>(value));
-            out += fmt::format("dictionary, {} entries\n", entries.size());
-            for (const auto& [key, member] : entries) {
-                const bool isPlain = !key.empty() && std::all_of(key.begin(), key.end(), [](char c) {
-                    return static_cast<unsigned char>(c) > ' ' && c != ':' && c != '"' && c != '\x7F';
-                });
-                Outline(out, isPlain ? key : nlohmann::json(key).dump(), member, indent + 1);
-            }
-            return;
-        }
-    }
-}
-
-std::string OutlineOf(CFTypeRef value) {
-    std::string out;
-    Outline(out, "", value, 0);
-    return out;
-}
-
 // ---- convert
-
-/// Dates become text as in XML, data Base64.
-nlohmann::ordered_json JsonOf(CFTypeRef value) {
-    switch (KindOf(value)) {
-        case Kind::String:
-            return TextOf(static_cast<CFStringRef>(value));
-        case Kind::Boolean:
-            return CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;
-        case Kind::Date:
-            return DateText(static_cast<CFDateRef>(value));
-        case Kind::Data:
-            return Base64Text(static_cast<CFDataRef>(value));
-        case Kind::Number: {
-            const CFNumberRef number = static_cast<CFNumberRef>(value);
-            if (!CFNumberIsFloatType(number)) return nlohmann::ordered_json::parse(IntegerText(number));
-            const double real = RealOf(number);
-            if (!std::isfinite(real)) throw BadInput("JSON cannot hold nan and infinity");
-            return real;
-        }
-        case Kind::Array: {
-            nlohmann::ordered_json json = nlohmann::ordered_json::array();
-            const CFArrayRef array = static_cast<CFArrayRef>(value);
-            for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
-                json.push_back(JsonOf(CFArrayGetValueAtIndex(array, i)));
-            return json;
-        }
-        case Kind::Dictionary:
-            break;
-    }
-    nlohmann::ordered_json json = nlohmann::ordered_json::object();
-    for (auto& [key, member] : SortedEntries(static_cast<CFDictionaryRef>(value))) json[key] = JsonOf(member);
-    return json;
-}
 
 void RunConvert(const std::string& file, const std::string& format) {
     const auto [list, name] = Load(file);
-    if (format == "json") return Write(JsonOf(list.get()).dump(2) + "\n");
-    ErrorRef error;
-    const DataRef data = PropertyListRef::createData(
-        nullptr, list.get(), format == "xml" ? kCFPropertyListXMLFormat_v1_0 : kCFPropertyListBinaryFormat_v1_0, 0,
-        &error);
-    if (!data) throw BadInput(fmt::format("{}: {}", name, ReasonOf(error)));
-    Write(
-        std::as_bytes(std::span(CFDataGetBytePtr(data.get()), static_cast<std::size_t>(CFDataGetLength(data.get())))));
+    if (format == "json") return Write(JsonText(JsonOf(list.get()), 2) + "\n");
+    try {
+        Write(PropertyListBytes(list.get(),
+                                format == "xml" ? kCFPropertyListXMLFormat_v1_0 : kCFPropertyListBinaryFormat_v1_0));
+    } catch (const BadInput& error) {
+        throw BadInput(fmt::format("{}: {}", name, error.what()));
+    }
 }
 
 // ---- get
@@ -402,7 +212,7 @@ void RunLint(const std::vector<std::string>& files) {
     std::size_t faulty = 0;
     for (const std::string& file : files) {
         Input input(file);
-        const Document document = ReadDocument(input.readAll(kLargestFile));
+        const Document document = ReadPropertyList(input.readAll(kLargestFile));
         if (document.list) {
             Write(fmt::format("{}: OK, {}\n", input.name(), NameOf(document.format)));
         } else {

@@ -35,6 +35,9 @@ class BadUsage : public std::runtime_error {
 /// `text` in double quotes, with control characters escaped and long texts cut: for use in messages.
 std::string Quoted(const std::string& text);
 
+/// "1 item", "2 items": `count` with the noun's plural where it is due.
+std::string Counted(long long count, const std::string& noun);
+
 /// Adds all commands, in the order of the help.
 void AddCommands(CLI::App& tool);
 

@@ -43,6 +43,18 @@ std::string Input::readAll(std::size_t limit) {
     }
 }
 
+std::optional<std::string> Input::readLine(std::size_t limit) {
+    std::string line;
+    int c;
+    while ((c = getc_unlocked(file_)) != EOF && c != '\n') {
+        if (line.size() == limit) throw BadInput(fmt::format("{}: a line is longer than {} bytes", name_, limit));
+        line += static_cast<char>(c);
+    }
+    if (std::ferror(file_)) throw BadInput(fmt::format("cannot read {}: {}", name_, Reason(errno)));
+    if (c == EOF && line.empty()) return std::nullopt;
+    return line;
+}
+
 void Write(std::span<const std::byte> bytes) {
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) {
         throw BadInput(fmt::format("cannot write the output: {}", Reason(errno)));

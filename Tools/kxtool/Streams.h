@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,6 +23,9 @@ class Input {
 
     /// All that is left. Refuses more than `limit` bytes.
     std::string readAll(std::size_t limit);
+
+    /// The next line, without its newline; no value at the end. Refuses lines of more than `limit` bytes.
+    std::optional<std::string> readLine(std::size_t limit);
 
     /// For messages: the file's name, or "standard input".
     const std::string& name() const { return name_; }

@@ -66,6 +66,10 @@ std::string Quoted(const std::string& text) {
     return quoted + (text.size() > kShown ? "...\"" : "\"");
 }
 
+std::string Counted(long long count, const std::string& noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
 }  // namespace kxtool
 
 int main(int argc, char** argv) {

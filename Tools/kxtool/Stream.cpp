@@ -1,0 +1,337 @@
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Command.h"
+#include "Interruption.h"
+#include "Progress.h"
+#include "PropertyListText.h"
+#include "StreamFile.h"
+#include "StreamWriter.h"
+#include "Streams.h"
+
+namespace kxtool {
+namespace {
+
+using KXCore::CoreFoundation::PropertyListRef;
+
+constexpr std::size_t kLargestItem = std::size_t{1} << 28;
+
+/// The largest item that a cursor of the library returns.
+constexpr std::size_t kLargestReturned = 260'080;
+
+// ---- append
+
+[[noreturn]] void RefuseItem(const std::string& where, std::string_view why) {
+    throw BadInput(fmt::format("{}: {}", where, why));
+}
+
+PropertyListRef ListOfXml(const std::string& bytes, const std::string& where) {
+    Document document = ReadPropertyList(bytes);
+    if (!document.list) RefuseItem(where, document.fault);
+    return std::move(document.list);
+}
+
+/// JSON, or XML when it begins with '<'.
+PropertyListRef ListOfLine(const std::string& line, const std::string& where) {
+    if (line[line.find_first_not_of(" \t\r")] == '<') return ListOfXml(line, where);
+    try {
+        return PropertyListOfJson(nlohmann::json::parse(line));
+    } catch (const nlohmann::json::exception& error) {
+        const std::string_view text = error.what();  // "[json.exception.parse_error.101] parse error at ..."
+        RefuseItem(where, text.substr(text.find("] ") + 2));
+    } catch (const BadInput& error) {
+        RefuseItem(where, error.what());
+    }
+}
+
+void Append(StreamWriter& writer, CFPropertyListRef item, std::size_t size, const std::string& where) {
+    constexpr std::size_t kSpread = 64;  // how much longer XML may be than JSON
+    if (size > kLargestReturned / kSpread && StoredForm(item).size() > kLargestReturned) {
+        fmt::print(stderr, "kxtool stream append: warning: {}: readers pass over items of more than {} bytes\n", where,
+                   kLargestReturned);
+    }
+    try {
+        writer.append(item, size);
+    } catch (const BadInput&) {
+        throw;
+    } catch (const std::exception& error) {
+        RefuseItem(where, error.what());
+    }
+}
+
+void AppendLines(StreamWriter& writer, Input& input) {
+    Progress progress;
+    for (std::size_t number = 1;; ++number) {
+        const std::optional<std::string> line = input.readLine(kLargestItem);
+        if (!line) return writer.sync();
+        if (line->find_first_not_of(" \t\r") == std::string::npos) continue;
+        const std::string where = fmt::format("{}:{}", input.name(), number);
+        try {
+            Append(writer, ListOfLine(*line, where).get(), line->size(), where);
+        } catch (const BadInput& error) {
+            writer.sync();
+            throw BadInput(fmt::format("{} ({} before it appended)", error.what(), Counted(writer.stored(), "item")));
+        }
+        progress.advance();
+    }
+}
+
+void RunAppend(const std::string& path, const std::vector<std::string>& files) {
+    struct Item {
+        PropertyListRef list;
+        std::size_t size;
+        std::string where;
+    };
+    // All are read before the first is appended, so that a bad one leaves the stream as it was.
+    std::vector<Item> items;
+    for (const std::string& file : files) {
+        if (file == "-") continue;
+        Input input(file);
+        const std::string bytes = input.readAll(kLargestItem);
+        items.push_back({ListOfXml(bytes, input.name()), bytes.size(), input.name()});
+    }
+    StreamWriter writer(path, StreamWriter::Missing::Create);
+    std::size_t next = 0;
+    for (const std::string& file : files) {
+        if (file == "-") {
+            Input input(file);
+            AppendLines(writer, input);
+        } else {
+            Append(writer, items[next].list.get(), items[next].size, items[next].where);
+            ++next;
+        }
+    }
+    writer.sync();
+    if (writer.stored() == 0) return;
+    Write(writer.stored() == 1 ? fmt::format("appended item {}\n", writer.lastID())
+                               : fmt::format("appended {} items, the last as {}\n", writer.stored(), writer.lastID()));
+}
+
+// ---- list, follow
+
+/// Prints an item, or tells on the standard error why it cannot be; whether it could.
+bool PrintItem(const StreamItem& item, const std::string& format, const char* command) {
+    const Document document = ReadPropertyList(item.bytes);
+    std::string fault = document.fault;
+    try {
+        if (document.list && format == "json") {
+            Write(JsonText({{"id", item.id}, {"item", JsonOf(document.list.get())}}) + "\n");
+        } else if (document.list && format == "xml") {
+            Write(fmt::format("<!-- {} -->{}\n", item.id, XmlLine(document.list.get())));
+        } else if (document.list) {
+            Write(OutlineOf(document.list.get(), fmt::format("{}", item.id)));
+        }
+    } catch (const BadInput& error) {
+        fault = error.what();
+    }
+    if (fault.empty()) return true;
+    fmt::print(stderr, "kxtool stream {}: item {}: {}\n", command, item.id, fault);
+    return false;
+}
+
+struct ListOptions {
+    std::string file;
+    std::optional<long long> from;
+    std::optional<long long> limit;
+    bool back = false;
+    std::string format = "text";
+};
+
+void RunList(const ListOptions& options) {
+    const StreamFile file(options.file);
+    long long faulty = 0;
+    long long left = options.limit.value_or(-1);
+    if (left == 0) return;
+    file.visit(options.back ? StreamFile::Order::Descending : StreamFile::Order::Ascending, options.from,
+               [&](StreamItem&& item) {
+                   faulty += PrintItem(item, options.format, "list") ? 0 : 1;
+                   return --left != 0;
+               });
+    if (faulty != 0) throw BadInput(fmt::format("{}: {} cannot be shown", options.file, Counted(faulty, "item")));
+}
+
+/// Tells one file from another at the same path.
+std::optional<std::pair<dev_t, ino_t>> IdentityOf(const std::string& path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) return std::nullopt;
+    return std::pair{status.st_dev, status.st_ino};
+}
+
+void RunFollow(const ListOptions& options) {
+    constexpr int kLookEveryMilliseconds = 100;
+    const Interruption interruption;
+    auto identity = IdentityOf(options.file);
+    std::optional<StreamFile> file(options.file);
+    std::optional<long long> next = options.from;  // none: from the first item on
+    if (!next && file->lastID()) next = *file->lastID() + 1;
+
+    const auto printNew = [&] {
+        const std::optional<long long> last = file->lastID();
+        // A stream that was discarded down to nothing counts from 1 again.
+        if (next && (!last || *last < *next - 1) && next != options.from) next.reset();
+        file->visit(StreamFile::Order::Ascending, next, [&](StreamItem&& item) {
+            PrintItem(item, options.format, "follow");
+            next = item.id + 1;
+            return !interruption.wait(0);
+        });
+        Flush();
+    };
+    do {
+        try {
+            // A stream that was given up is a new file.
+            const auto found = IdentityOf(options.file);
+            if (found && found != identity) {
+                file.reset();
+                file.emplace(options.file);
+                identity = found;
+                next.reset();
+            }
+            if (file) printNew();
+        } catch (const StreamBusy&) {
+            // Later, then.
+        } catch (const BadInput&) {
+            if (file) throw;  // otherwise a new file that is no stream yet
+        }
+    } while (!interruption.wait(kLookEveryMilliseconds));
+}
+
+// ---- discard, info, verify, compact
+
+void RunDiscard(const std::string& path, long long through) {
+    StreamWriter writer(path, StreamWriter::Missing::Refuse);
+    Write(fmt::format("discarded {}\n", Counted(writer.discardThrough(through), "item")));
+}
+
+void RunInfo(const std::string& path, bool json) {
+    const StreamFile::Summary summary = StreamFile(path).summary();
+    if (json) {
+        return Write(JsonText({{"first", summary.first.value_or(0)},
+                               {"last", summary.last.value_or(0)},
+                               {"items", summary.count},
+                               {"itemBytes", summary.bytes},
+                               {"fileBytes", summary.fileBytes},
+                               {"freeBytes", summary.freeBytes}}) +
+                     "\n");
+    }
+    const auto id = [](std::optional<long long> value) { return value ? fmt::format("{}", *value) : "none"; };
+    Write(fmt::format(
+        "first id    {}\nlast id     {}\nitems       {}\nitem bytes  {}\nfile bytes  {}\nfree bytes  {}\n",
+        id(summary.first), id(summary.last), summary.count, summary.bytes, summary.fileBytes, summary.freeBytes));
+}
+
+void RunVerify(const std::string& path) {
+    const StreamFile file(path);
+    long long count = 0;
+    long long faulty = 0;
+    std::string where = "at its beginning";
+    const auto tell = [&](long long id, const std::string& fault) {
+        ++faulty;
+        Write(fmt::format("item {}: {}\n", id, fault));
+    };
+    try {
+        const std::optional<long long> first = file.firstID();
+        Progress progress(first ? *file.lastID() - *first + 1 : 0);
+        file.visit(StreamFile::Order::Ascending, std::nullopt, [&](StreamItem&& item) {
+            const Document document = ReadPropertyList(item.bytes);
+            if (!document.list) {
+                tell(item.id, document.fault);
+            } else if (item.bytes.size() > kLargestReturned) {
+                tell(item.id,
+                     fmt::format("{} bytes, readers pass over more than {}", item.bytes.size(), kLargestReturned));
+            }
+            ++count;
+            where = fmt::format("after item {}", item.id);
+            progress.advance();
+            return true;
+        });
+    } catch (const BadInput& error) {
+        throw BadInput(fmt::format("{} ({})", error.what(), where));
+    }
+    if (faulty != 0) throw BadInput(fmt::format("{}: {} of {} cannot be read", path, faulty, Counted(count, "item")));
+    Write(fmt::format("{}: OK, {}\n", path, Counted(count, "item")));
+}
+
+void RunCompact(const std::string& path) {
+    const StreamFile file(path, StreamFile::For::Writing);
+    const long long before = file.summary().fileBytes;
+    file.compact();
+    Write(fmt::format("{} bytes, {} before\n", file.summary().fileBytes, before));
+}
+
+// ---- The command line
+
+CLI::App* AddSubcommand(CLI::App* stream, const std::shared_ptr<ListOptions>& options, const char* name,
+                        const char* does, const char* example) {
+    CLI::App* const command = stream->add_subcommand(name, does);
+    command->add_option("FILE", options->file, "The stream's file")->required();
+    command->footer(fmt::format("Example:\n  {}\n", example));
+    return command;
+}
+
+void AddFormat(CLI::App* command, const std::shared_ptr<ListOptions>& options) {
+    command->add_option("--format", options->format, "text, json or xml; json and xml print one line an item")
+        ->check(CLI::IsMember({"text", "json", "xml"}));
+}
+
+}  // namespace
+
+void AddStream(CLI::App& tool) {
+    CLI::App* const stream = tool.add_subcommand("stream", "Look into stream files, append to them and discard");
+    stream->require_subcommand(1);
+    stream->footer(
+        "Only append makes a file, and no command deletes one. A file that is no stream is refused as it is.");
+    const auto options = std::make_shared<ListOptions>();
+
+    const auto lists = std::make_shared<std::vector<std::string>>();
+    CLI::App* const append = AddSubcommand(stream, options, "append", "Append items, and make the stream if needed",
+                                           "echo '{\"user\": \"alice\"}' | kxtool stream append agent.stream");
+    append->add_option("PLIST", *lists,
+                       "Property lists, an item each; '-', the default, is the standard input: an item a line, JSON or "
+                       "XML");
+    append->callback(
+        [options, lists] { RunAppend(options->file, lists->empty() ? std::vector<std::string>{"-"} : *lists); });
+
+    CLI::App* const list =
+        AddSubcommand(stream, options, "list", "Print items", "kxtool stream list agent.stream --back --limit 10");
+    list->add_option("--from", options->from, "The id to begin at")->check(CLI::NonNegativeNumber);
+    list->add_flag("--back", options->back, "From the last item to the first");
+    list->add_option("--limit", options->limit, "How many items to print at most")->check(CLI::NonNegativeNumber);
+    AddFormat(list, options);
+    list->callback([options] { RunList(*options); });
+
+    CLI::App* const follow = AddSubcommand(stream, options, "follow", "Print what is appended, until interrupted",
+                                           "kxtool stream follow agent.stream --format json");
+    follow->add_option("--from", options->from, "The id to begin at; otherwise after the last item")
+        ->check(CLI::NonNegativeNumber);
+    AddFormat(follow, options);
+    follow->callback([options] { RunFollow(*options); });
+
+    const auto through = std::make_shared<long long>(0);
+    CLI::App* const discard = AddSubcommand(stream, options, "discard", "Delete the oldest items",
+                                            "kxtool stream discard agent.stream --through 1000");
+    discard->add_option("--through", *through, "The last id to delete")->required()->check(CLI::NonNegativeNumber);
+    discard->callback([options, through] { RunDiscard(options->file, *through); });
+
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* const info = AddSubcommand(stream, options, "info", "Print what the stream holds and how large it is",
+                                         "kxtool stream info agent.stream");
+    info->add_flag("--json", *json, "Print it as JSON");
+    info->callback([options, json] { RunInfo(options->file, *json); });
+
+    AddSubcommand(stream, options, "verify", "Read every item and name those that readers pass over",
+                  "kxtool stream verify agent.stream")
+        ->callback([options] { RunVerify(options->file); });
+    AddSubcommand(stream, options, "compact", "Give the space of discarded items back",
+                  "kxtool stream compact agent.stream")
+        ->callback([options] { RunCompact(options->file); });
+}
+
+}  // namespace kxtool

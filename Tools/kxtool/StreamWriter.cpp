@@ -1,0 +1,91 @@
+#include "StreamWriter.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "PropertyListText.h"
+
+namespace kxtool {
+namespace {
+
+using KXCore::CoreFoundation::PropertyListRef;
+
+/// What one transaction holds at most: well below what SQLite keeps in memory before it locks the file for good.
+constexpr std::size_t kPendingItems = 1000;
+constexpr std::size_t kPendingBytes = std::size_t{1} << 19;
+
+/// Makes an empty file, with the system's word for why it cannot be: the library would end the process.
+void MakeEmptyFile(const std::string& path) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (file < 0) throw BadInput(fmt::format("cannot make {}: {}", path, std::generic_category().message(errno)));
+    close(file);
+}
+
+}  // namespace
+
+std::string StoredForm(CFPropertyListRef item) {
+    const std::string document = PropertyListBytes(item, kCFPropertyListXMLFormat_v1_0);
+    const std::size_t start = document.find("<plist");
+    return start == std::string::npos ? document : document.substr(start);
+}
+
+StreamWriter::StreamWriter(const std::string& path, Missing missing)
+    : path_(path), storage_((path.starts_with('/') ? path : "./" + path).c_str(), KXCore::FileAttributes{}) {
+    if (path.empty()) throw BadInput("the stream's name is empty");
+    if (missing == Missing::Create && HasRoomForStream(path)) {
+        MakeEmptyFile(path);
+        storage_.openStorage(KXCore::StreamModeReadWrite);
+        file_.emplace(path, StreamFile::For::Writing);
+        return;
+    }
+    file_.emplace(path, StreamFile::For::Writing);
+    file_->awaitWriters();
+    // A file that is locked at this moment would be taken for one that cannot be used.
+    const StreamFile::Hold hold(*file_);
+    storage_.openStorage(KXCore::StreamModeReadWrite);
+}
+
+void StreamWriter::append(CFPropertyListRef item, std::size_t size) {
+    if (pending_ == 0) file_->awaitWriters();
+    storage_.appendItem(item, 0);
+    lastPending_ = PropertyListRef::retain(item);
+    if (pending_ == 0) firstPending_ = lastPending_;
+    ++pending_;
+    pendingBytes_ += size;
+    if (pending_ == kPendingItems || pendingBytes_ >= kPendingBytes) sync();
+}
+
+void StreamWriter::sync() {
+    if (pending_ == 0) return;
+    const unsigned long long last = storage_.getLastItemID();  // before others can append
+    storage_.syncStorage();
+    // The ids of one transaction have no gaps: when both ends are there, so is all between.
+    confirm(last - pending_ + 1, firstPending_);
+    confirm(last, lastPending_);
+    lastID_ = last;
+    stored_ += static_cast<long long>(pending_);
+    pending_ = pendingBytes_ = 0;
+    firstPending_ = lastPending_ = PropertyListRef();
+}
+
+void StreamWriter::confirm(unsigned long long id, const PropertyListRef& item) const {
+    if (file_->item(static_cast<long long>(id)) == StoredForm(item.get())) return;
+    throw BadInput(fmt::format("{}: items were not stored: the disk is full, or another process came between", path_));
+}
+
+long long StreamWriter::discardThrough(long long id) {
+    const long long count = file_->countThrough(id);
+    file_->awaitWriters();
+    storage_.discardItemsWithIDLessThanOrEqualTo(static_cast<unsigned long long>(id));
+    if (id > 0 && file_->countThrough(id) != 0) {
+        throw BadInput(
+            fmt::format("{}: nothing was discarded: the disk is full, or another process came between", path_));
+    }
+    return count;
+}
+
+}  // namespace kxtool

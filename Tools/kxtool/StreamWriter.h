@@ -1,0 +1,60 @@
+#pragma once
+
+// Writing to a stream through the library, with the care that a file somebody named on a command line needs: the
+// library gives up a file that it cannot use and drops what it cannot store, both without asking. Here a foreign file
+// is refused before the library sees it, and what was stored is looked at afterwards.
+//
+// Every failure is a BadInput that begins with the file's name. One object serves one thread.
+
+#include <KXCoreLib/CoreFoundationWrappers.h>
+#include <KXCoreLib/StreamStorage.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "StreamFile.h"
+
+namespace kxtool {
+
+/// The bytes that the library stores for `item`.
+std::string StoredForm(CFPropertyListRef item);
+
+class StreamWriter {
+  public:
+    enum class Missing { Create, Refuse };
+
+    /// Opens the stream at `path`; where there is none, makes one or refuses.
+    StreamWriter(const std::string& path, Missing missing);
+
+    /// Appends an item that was made of about `size` bytes. It is stored after sync(), which comes by itself now and
+    /// then: large transactions would lock readers out.
+    void append(CFPropertyListRef item, std::size_t size);
+
+    /// Stores what was appended, and makes sure that it is there.
+    void sync();
+
+    /// Discards the items up to `id`, and returns how many they were.
+    long long discardThrough(long long id);
+
+    long long stored() const { return stored_; }
+    unsigned long long lastID() const { return lastID_; }
+
+  private:
+    void confirm(unsigned long long id, const KXCore::CoreFoundation::PropertyListRef& item) const;
+
+    std::string path_;
+    std::optional<StreamFile> file_;
+    KXCore::StreamStorage storage_;
+
+    // Since the last sync:
+    std::size_t pending_ = 0;
+    std::size_t pendingBytes_ = 0;
+    KXCore::CoreFoundation::PropertyListRef firstPending_;
+    KXCore::CoreFoundation::PropertyListRef lastPending_;
+
+    long long stored_ = 0;
+    unsigned long long lastID_ = 0;
+};
+
+}  // namespace kxtool

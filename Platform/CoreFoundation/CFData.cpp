@@ -1,11 +1,11 @@
 #include "Description.h"
+#include "Hashing.h"
 #include "Object.h"
 #include "Range.h"
 
 #include <CoreFoundation/CFData.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <memory>
 
@@ -84,23 +84,17 @@ bool equalData(const Object* object1, const Object* object2) {
 
 /// Of the length and of at most the first and the last 64 bytes, so that hashing large data stays cheap.
 CFHashCode hashData(const Object* object) {
-    constexpr CFIndex kEnd = 64;
+    constexpr std::size_t kEnd = 64;
     const __CFData* const data = static_cast<const __CFData*>(object);
-    std::uint64_t hash = static_cast<std::uint64_t>(data->length);
-    const auto take = [&hash](const UInt8* bytes, CFIndex length) {
-        for (; length > 0; bytes += 8, length -= 8) {
-            std::uint64_t word = 0;
-            std::memcpy(&word, bytes, static_cast<std::size_t>(std::min(length, CFIndex{8})));
-            hash = std::rotl((hash ^ word) * 0x9E3779B97F4A7C15u, 29);
-        }
-    };
-    if (data->length <= 2 * kEnd) {
-        take(data->bytes, data->length);
+    const std::size_t length = static_cast<std::size_t>(data->length);
+    Hasher hasher;
+    if (length <= 2 * kEnd) {
+        hasher.add(data->bytes, length);
     } else {
-        take(data->bytes, kEnd);
-        take(data->bytes + data->length - kEnd, kEnd);
+        hasher.add(data->bytes, kEnd);
+        hasher.add(data->bytes + length - kEnd, kEnd);
     }
-    return hash ^ (hash >> 32);
+    return hasher.result(length);
 }
 
 CFStringRef describeData(const Object* object) {

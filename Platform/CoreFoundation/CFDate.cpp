@@ -1,4 +1,5 @@
 #include "Description.h"
+#include "Hashing.h"
 #include "Object.h"
 
 #include <CoreFoundation/CFDate.h>
@@ -149,7 +150,9 @@ CFHashCode hashDate(const Object* object) {
     const double time = static_cast<const __CFDate*>(object)->time;
     // Both zeros are the same time.
     const std::uint64_t bits = time == 0 ? 0 : std::bit_cast<std::uint64_t>(time);
-    return bits ^ (bits >> 32);
+    Hasher hasher;
+    hasher.add(bits);
+    return hasher.result(sizeof bits);
 }
 
 CFStringRef describeDate(const Object* object) {

@@ -1,6 +1,7 @@
 #include "CFNumberObject.h"
 
 #include "Description.h"
+#include "Hashing.h"
 
 #include <algorithm>
 #include <array>
@@ -165,7 +166,9 @@ CFHashCode hashNumber(const Object* object) {
             bits = 0x7FF8000000000000u;
         }
     }
-    return bits * 0x9E3779B97F4A7C15u;
+    Hasher hasher;
+    hasher.add(bits);
+    return hasher.result(sizeof bits);
 }
 
 CFStringRef describeNumber(const Object* object) {

@@ -1,5 +1,6 @@
 #include "CFStringEncoding.h"
 #include "CFStringObject.h"
+#include "Hashing.h"
 
 #include <algorithm>
 #include <bit>
@@ -35,39 +36,6 @@ bool equalText(TextView a, TextView b) noexcept {
 bool equalStrings(const Object* a, const Object* b) {
     return equalText(view(static_cast<const __CFString*>(a)), view(static_cast<const __CFString*>(b)));
 }
-
-/// A multiplicative hash, eight bytes a step: the halves of a 128-bit product depend on every bit of both factors.
-class Hasher {
-  public:
-    void add(std::uint64_t word) noexcept { state_ = mix(state_ ^ word, 0xA24BAED4963EE407u); }
-    void add(const void* bytes, std::size_t size) noexcept {
-        auto* at = static_cast<const unsigned char*>(bytes);
-        for (; size >= 8; size -= 8, at += 8) {
-            std::uint64_t word;
-            std::memcpy(&word, at, 8);
-            add(word);
-        }
-        if (size > 0) add(tail(at, size));
-    }
-    CFHashCode result(std::size_t length) const noexcept { return mix(state_ ^ length, 0x9FB21C651E98DF25u); }
-
-  private:
-    /// One to seven bytes as a word: two loads that may overlap, or three that may be of one byte.
-    static std::uint64_t tail(const unsigned char* at, std::size_t size) noexcept {
-        if (size < 4) return at[0] | std::uint64_t{at[size / 2]} << 8 | std::uint64_t{at[size - 1]} << 16;
-        std::uint32_t first;
-        std::uint32_t last;
-        std::memcpy(&first, at, sizeof first);
-        std::memcpy(&last, at + size - 4, sizeof last);
-        return first | std::uint64_t{last} << 32;
-    }
-    static std::uint64_t mix(std::uint64_t a, std::uint64_t b) noexcept {
-        __extension__ using Wide = unsigned __int128;
-        const Wide product = static_cast<Wide>(a) * b;
-        return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
-    }
-    std::uint64_t state_ = 0x9E3779B97F4A7C15u;
-};
 
 /// Of the text alone, however it is kept: wide units that are ASCII are hashed as the bytes they would be.
 CFHashCode hashString(const Object* object) {

@@ -1,4 +1,5 @@
 #include "Description.h"
+#include "Hashing.h"
 #include "Object.h"
 
 #include <CoreFoundation/CFString.h>
@@ -6,8 +7,6 @@
 
 #include <uuid/uuid.h>
 
-#include <array>
-#include <bit>
 #include <cstring>
 #include <mutex>
 #include <unordered_map>
@@ -28,8 +27,9 @@ namespace {
 constexpr CFIndex kTextLength = 36;
 
 CFHashCode hashBytes(const CFUUIDBytes& bytes) noexcept {
-    const auto words = std::bit_cast<std::array<std::uint64_t, 2>>(bytes);
-    return (words[0] ^ std::rotl(words[1], 32)) * 0x9E3779B97F4A7C15u;
+    Hasher hasher;
+    hasher.add(&bytes, sizeof bytes);
+    return hasher.result(sizeof bytes);
 }
 
 bool equalBytes(const CFUUIDBytes& a, const CFUUIDBytes& b) noexcept { return std::memcmp(&a, &b, sizeof a) == 0; }

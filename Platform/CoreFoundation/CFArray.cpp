@@ -1,6 +1,7 @@
 #include "Adopting.h"
 #include "CallBacks.h"
 #include "Description.h"
+#include "Nesting.h"
 #include "Object.h"
 #include "Range.h"
 
@@ -121,6 +122,8 @@ bool equalArrays(const Object* object1, const Object* object2) {
     if (a->count != b->count) return false;
     if (a->count == 0) return true;
     if (a->callBacks->equal != b->callBacks->equal) return false;
+    const ComparedLevel level;
+    if (level.isTooDeep()) return false;
     for (CFIndex i = 0; i < a->count && i < b->count; ++i)
         if (!areEqual(a->callBacks, a->values[i], b->values[i])) return false;
     return true;

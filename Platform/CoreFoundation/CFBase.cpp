@@ -1,4 +1,5 @@
 #include "CFStringObject.h"
+#include "Nesting.h"
 #include "Object.h"
 
 #include <CoreFoundation/CFString.h>
@@ -280,8 +281,11 @@ CFHashCode CFHash(CFTypeRef cf) {
 
 CFStringRef CFCopyDescription(CFTypeRef cf) {
     if (!cf) return nullptr;
-    if (object(cf)->cls->copyDescription) return object(cf)->cls->copyDescription(object(cf));
-    return createDescriptionHead(cf);
+    const Class& cls = *object(cf)->cls;
+    if (!cls.copyDescription) return createDescriptionHead(cf);
+    if (cls.isLeaf) return cls.copyDescription(object(cf));
+    const DescribedObject described(cf);
+    return described.isByHeadOnly() ? createDescriptionHead(cf) : cls.copyDescription(object(cf));
 }
 
 CFStringRef CFCopyTypeIDDescription(CFTypeID type_id) {

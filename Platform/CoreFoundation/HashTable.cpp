@@ -1,6 +1,7 @@
 #include "HashTable.h"
 
 #include "Description.h"
+#include "Nesting.h"
 
 #include <algorithm>
 #include <bit>
@@ -299,6 +300,8 @@ bool HashTable::equal(const Object* object1, const Object* object2) {
     if (a->keyCallBacks->equal != b->keyCallBacks->equal || a->keyCallBacks->hash != b->keyCallBacks->hash)
         return false;
     if (a->valueCallBacks && a->valueCallBacks->equal != b->valueCallBacks->equal) return false;
+    const ComparedLevel level;
+    if (level.isTooDeep()) return false;
     for (std::uint32_t entry = 0; entry < a->count; ++entry) {
         // Hashes of equal call-backs are equal: the kept one serves.
         const std::uint32_t other = b->find(a->keys[entry], a->hashes()[entry]);

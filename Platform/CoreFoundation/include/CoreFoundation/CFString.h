@@ -340,15 +340,18 @@ CF_EXPORT void CFShowStr(CFStringRef str);
 /// Readies `buf` for reading `range` of `str`, which must stay as it is meanwhile. Indices then count from the range's
 /// start.
 CF_INLINE void CFStringInitInlineBuffer(CFStringRef str, CFStringInlineBuffer* buf, CFRange range) {
+    const CFIndex length = CFStringGetLength(str);
+    const Boolean fits = range.location >= 0 && range.length >= 0 && range.location <= length &&
+                         range.length <= length - range.location;
     buf->theString = str;
-    buf->rangeToBuffer = range;
+    buf->rangeToBuffer = fits ? range : CFRangeMake(0, 0);
     buf->directUniCharBuffer = CFStringGetCharactersPtr(str);
     buf->directCStringBuffer = buf->directUniCharBuffer ? NULL : CFStringGetCStringPtr(str, kCFStringEncodingASCII);
     buf->bufferedRangeStart = 0;
     buf->bufferedRangeEnd = 0;
 }
 
-/// The unit at `idx` of the buffer's range; 0 outside the range.
+/// The unit at `idx` of the buffer's range; 0 outside the range, and always where that did not lie in the string.
 CF_INLINE UniChar CFStringGetCharacterFromInlineBuffer(CFStringInlineBuffer* buf, CFIndex idx) {
     if (idx < 0 || idx >= buf->rangeToBuffer.length) return 0;
     if (buf->directUniCharBuffer) return buf->directUniCharBuffer[idx + buf->rangeToBuffer.location];
@@ -377,13 +380,11 @@ CF_INLINE UTF32Char CFStringGetLongCharacterForSurrogatePair(UniChar surrogateHi
 
 /// Writes the one or two UTF-16 units of `character`; true when it takes two.
 CF_INLINE Boolean CFStringGetSurrogatePairForLongCharacter(UTF32Char character, UniChar* surrogates) {
-    if (character < 0x10000u) {
-        surrogates[0] = (UniChar)character;
-        return false;
-    }
-    surrogates[0] = (UniChar)(0xD800u + ((character - 0x10000u) >> 10));
-    surrogates[1] = (UniChar)(0xDC00u + ((character - 0x10000u) & 0x3FFu));
-    return true;
+    const Boolean isPair = character >= 0x10000u;
+    if (!surrogates) return isPair;
+    surrogates[0] = isPair ? (UniChar)(0xD800u + ((character - 0x10000u) >> 10)) : (UniChar)character;
+    if (isPair) surrogates[1] = (UniChar)(0xDC00u + ((character - 0x10000u) & 0x3FFu));
+    return isPair;
 }
 
 #ifdef __cplusplus

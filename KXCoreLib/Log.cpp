@@ -1,11 +1,12 @@
 #include "Log.h"
 
+#include <pthread.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <mutex>
 
 namespace KXCore {
 namespace {
@@ -16,9 +17,11 @@ constexpr int kTimeLength = 24;
 /// A copy of the time text, taken while no other line is asking for it: ctime has one buffer for the whole process.
 struct TimeText {
     TimeText() noexcept {
-        static std::mutex mutex;
-        const std::lock_guard lock(mutex);
+        // Never destroyed, unlike a std::mutex on some systems: lines are written until the process has ended.
+        static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+        pthread_mutex_lock(&mutex);
         std::snprintf(text, sizeof text, "%.*s", kTimeLength, CurrentTimeCStr());
+        pthread_mutex_unlock(&mutex);
     }
 
     char text[kTimeLength + 1];

@@ -170,7 +170,11 @@ const PListNode& PListNode::operator/(CFStringRef key) const {
 }
 
 const PListNode& PListNode::operator/(const char* key) const {
-    return *this / StringRef::createWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8).get();
+    const StringRef utf8 =
+        StringRef::adopt(key ? CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8) : nullptr);
+    if (utf8 || !key || !navigator_) return *this / utf8.get();
+    StringRef shown = StringRef::createWithCString(kCFAllocatorDefault, key, kCFStringEncodingISOLatin1);
+    return navigator_->allocatePListNode(this, -1, std::move(shown), {});
 }
 
 bool PListNode::getArrayIter(PListArrayIter& out, ItemKind kind, CFStringRef labelKey) const {

@@ -99,7 +99,30 @@ TEST(PListArrayIter, StopsWhereAShortenedArrayEnds) {
     items.next();
     array.removeValueAtIndex(2);
     array.removeValueAtIndex(1);
+    const PListNode& end = items.next();
+    EXPECT_FALSE(end.value());
+    EXPECT_EQ(end.index(), -1);
+}
+
+TEST(PListArrayIter, StopsAtTheCountItWasFilledWith) {
+    MutableArrayRef array = ArrayRef::createMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
+    array.appendValue(number(0).get());
+    const PListNavigator list({PropertyListRef::retain(array.get()), L""});
+    PListArrayIter items(&list.root());
+    array.appendValue(number(1).get());
+    EXPECT_TRUE(items.next().value());
     EXPECT_FALSE(items.next().value());
+}
+
+TEST(PListArrayIter, HoldsItsLabelKey) {
+    const StringRef label = StringRef::createMutableCopy(kCFAllocatorDefault, 0, CFSTR("Name"));
+    const PListNavigator list(info(arrayOf(number(1))));
+    {
+        PListArrayIter items(&list.root(), label.get());
+        EXPECT_EQ(CFGetRetainCount(label.get()), 2);
+        EXPECT_EQ(items.next().key().get(), label.get());
+    }
+    EXPECT_EQ(CFGetRetainCount(label.get()), 2) << "the node holds it still";
 }
 
 // Locations.

@@ -41,12 +41,22 @@ TEST(PListNode, AKeyMayBeAnyUTF8) {
     EXPECT_TRUE((list.root() / "Größe 🎉").value());
 }
 
+TEST(PListNode, AKeyThatIsNoUTF8LeadsNowhere) {
+    const PListNavigator list(info(Dict().set("\xC3\xBF", text("x"))));
+    const PListNode& node = list.root() / "\xFF";
+    EXPECT_FALSE(node.value());
+    EXPECT_EQ(node.parent(), &list.root());
+    CFTypeRef raw = nullptr;
+    EXPECT_EQ(locationOf<PListItemMissingError>([&] { (node / "B").getValue(raw); }), L"info [/\u00FF]");
+}
+
 TEST(PListNode, AStepThatLeadsNowhereIsNoError) {
     const PListNavigator list(info(Dict().set("A", text("x"))));
     EXPECT_FALSE((list.root() / "B").value());
     EXPECT_FALSE((list.root() / "A" / "B").value());
     EXPECT_FALSE((list.root() / "B" / "C" / "D").value());
     EXPECT_FALSE((list.root() / static_cast<CFStringRef>(nullptr)).value());
+    EXPECT_FALSE((list.root() / static_cast<const char*>(nullptr)).value());
 }
 
 TEST(PListNode, StaysWhereItIsWhileMoreAreMade) {
@@ -115,8 +125,26 @@ TEST(PListGetValue, RequiresByDefault) {
 TEST(PListGetValue, TakesEveryKindButTwoForOptional) {
     const PListNavigator list(info(Dict()));
     CFTypeRef raw = nullptr;
-    for (int kind : {-1, 0, 1, 3, 100}) EXPECT_FALSE((list.root() / "A").getValue(raw, ItemKind(kind)));
+    for (int kind : {INT32_MIN, -1, 0, 1, 3, 100, INT32_MAX}) {
+        EXPECT_FALSE((list.root() / "A").getValue(raw, ItemKind(kind))) << kind;
+    }
     EXPECT_THROW((list.root() / "A").getValue(raw, ItemKind(2)), PListItemMissingError);
+}
+
+TEST(PListGetValue, TakesEveryKindButTwoForOptionalInEveryFailure) {
+    const PListNavigator list(info(Dict().set("A", real(0.5))));
+    const PListNode& node = list.root() / "A";
+    std::string text;
+    int number = 0;
+    PListArrayIter items;
+    for (int kind : {INT32_MIN, -1, 0, 3, INT32_MAX}) {
+        EXPECT_FALSE(node.getValue(text, ItemKind(kind))) << kind;
+        EXPECT_FALSE(node.getValue(number, ItemKind(kind))) << kind;
+        EXPECT_FALSE(node.getArrayIter(items, ItemKind(kind))) << kind;
+    }
+    EXPECT_THROW(node.getValue(text, ItemKind(2)), PListUnexpectedTypeError);
+    EXPECT_THROW(node.getValue(number, ItemKind(2)), PListConversionError);
+    EXPECT_THROW(node.getArrayIter(items, ItemKind(2)), PListUnexpectedTypeError);
 }
 
 TEST(PListGetValue, NamesTheFirstMissingStep) {
@@ -407,8 +435,8 @@ const NumberCase kNumberCases[] = {
      .fitsNot = [] { return real(2.25); },
      .leavesOutput = leaves<long, &PListNode::getLongValue>},
     {.name = "LongLong",
-     .fits = [] { return real(7.0); },
-     .getsIt = [](const PListNode& node) { return gets<long long, &PListNode::getLongLongValue>(node, 7); },
+     .fits = [] { return integer(-kLargest - 1); },
+     .getsIt = [](const PListNode& node) { return gets<long long, &PListNode::getLongLongValue>(node, -kLargest - 1); },
      .fitsNot = [] { return real(7.5); },
      .leavesOutput = leaves<long long, &PListNode::getLongLongValue>},
     {.name = "Float",
@@ -465,6 +493,16 @@ TEST(PListNumberValue, WithAFractionIsADoubleButNoInt) {
     EXPECT_THROW(list.root().getValue(asInt, Required), PListConversionError);
     EXPECT_TRUE(list.root().getValue(asDouble, Required));
     EXPECT_EQ(asDouble, 3.5);
+}
+
+TEST(PListNumberValue, ThatIsWholeIsAnIntWhateverItsType) {
+    const PListNavigator list(info(real(7.0)));
+    int small = 0;
+    long long large = 0;
+    EXPECT_TRUE(list.root().getValue(small));
+    EXPECT_TRUE(list.root().getLongLongValue(large));
+    EXPECT_EQ(small, 7);
+    EXPECT_EQ(large, 7);
 }
 
 TEST(PListNumberValue, IsRequiredByDefaultInTheNamedGetters) {

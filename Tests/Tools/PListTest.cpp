@@ -57,6 +57,8 @@ TEST(PListCommand, TellsWhereAPathLeadsNowhere) {
     EXPECT_EQ(
         get("/Devices/0/Colour/Red"),
         (ProgramOutcome{1, "", "kxtool plist get: standard input [/Devices/Item_0/Colour]: there is no such value\n"}));
+    EXPECT_EQ(get("/\xFF"),
+              (ProgramOutcome{1, "", "kxtool plist get: standard input [/\xC3\xBF]: there is no such value\n"}));
     EXPECT_EQ(get("/Devices/7"), (ProgramOutcome{1, "",
                                                  "kxtool plist get: standard input [/Devices]: \"7\" is no index of "
                                                  "an array of 2 items\n"}));

@@ -9,8 +9,9 @@
 ///     (devices.next() / "Permissions").getValue(permissions);
 ///
 /// A step that leads nowhere is no error: only asking for a value is. A required value that is missing, of another type
-/// or not convertible throws an error that names the place ("/etc/agent.plist
-/// [/Devices/Item_0{Name=USB}/Permissions]"); an optional one answers false and leaves the output as it was.
+/// or not convertible throws an error that names the place, for example
+/// "/etc/agent.plist [/Devices/Item_0{Name=USB}/Permissions]"; an optional one answers false and leaves the output as
+/// it was.
 ///
 /// A navigator owns a reference to the list and every node taken from it: nodes and iterators are valid while it lives,
 /// and nodes are freed with it, not before. Taking a step makes a node, so a navigator with its nodes and iterators is
@@ -68,8 +69,9 @@ class KX_EXPORT PListNode {
     PListNode(const PListNode&) = delete;
     PListNode& operator=(const PListNode&) = delete;
 
-    /// The entry of this node's dictionary for `key` (a const char* is UTF-8). Where this node has no dictionary, or
-    /// the dictionary no such key, a node without a value.
+    /// The entry of this node's dictionary for `key`. Where this node has no dictionary, or the dictionary no such key,
+    /// a node without a value. A const char* is UTF-8; other bytes are the key of nothing, and stand as Latin-1 in
+    /// locations.
     const PListNode& operator/(CFStringRef key) const;
     const PListNode& operator/(const char* key) const;
 

@@ -1,9 +1,11 @@
 #include "PropertyListText.h"
 
+#include <KXCoreLib/Codecs.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -217,18 +219,10 @@ std::string DateText(CFDateRef date) {
 }
 
 std::string Base64Text(CFDataRef data) {
-    constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const UInt8* const bytes = CFDataGetBytePtr(data);
     const std::size_t size = static_cast<std::size_t>(CFDataGetLength(data));
-    std::string text;
-    for (std::size_t i = 0; i < size; i += 3) {
-        const auto byte = [&](std::size_t at) { return at < size ? unsigned{bytes[at]} : 0u; };
-        const unsigned group = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
-        text += kAlphabet[group >> 18];
-        text += kAlphabet[group >> 12 & 63];
-        text += i + 1 < size ? kAlphabet[group >> 6 & 63] : '=';
-        text += i + 2 < size ? kAlphabet[group & 63] : '=';
-    }
+    std::string text((size + 2) / 3 * 4 + 1, '\0');
+    const ptrdiff_t length = kx_base64_encode(CFDataGetBytePtr(data), size, text.data(), text.size());
+    text.resize(static_cast<std::size_t>(length));
     return text;
 }
 

@@ -1,3 +1,4 @@
+#include <KXCoreLib/CoreFoundation/CFException.h>
 #include <fmt/format.h>
 
 #include <exception>
@@ -47,6 +48,8 @@ int Run(int argc, char** argv) {
     } catch (const BadUsage& error) {
         return Fail(tool, kFailedOnUsage, error.what());
     } catch (const std::exception& error) {
+        return Fail(tool, kFailedOnInput, error.what());
+    } catch (const KXCore::CoreFoundation::CFException& error) {
         return Fail(tool, kFailedOnInput, error.what());
     }
 }

@@ -213,6 +213,16 @@ TEST(Base64Decode, IgnoresTheUnusedBitsBeforePadding) {
     EXPECT_EQ(base64Decode("Zm9="), "fo");
 }
 
+TEST(Base64Decode, WritesZerosForThePaddingOfAGroup) {
+    for (const char* const text : {"////Zg==", "////Zh==", "////Zm8=", "////Zm9="}) {
+        std::string bytes(6, kUntouched);
+        const ptrdiff_t length = kx_base64_decode(text, 8, bytes.data(), bytes.size());
+        ASSERT_EQ(length, text[6] == '=' ? 4 : 5) << text;
+        const auto counted = static_cast<std::size_t>(length);
+        EXPECT_EQ(bytes.substr(counted), std::string(6 - counted, '\0')) << text;
+    }
+}
+
 TEST(Base64Decode, AcceptsWhiteSpaceAroundGroups) {
     EXPECT_EQ(base64Decode("Zm9v\n"), "foo");
     EXPECT_EQ(base64Decode(" \t\n\v\f\rZm9v \t\n\v\f\rYmFy "), "foobar");

@@ -43,7 +43,8 @@ KX_EXPORT ptrdiff_t kx_base64_encode(const void* bytes, size_t length, char* tex
 
 /// Reads groups of four characters, with white space before, between and after the groups but not inside one. The last
 /// group may be padded ("xxx=" is two bytes, "xx==" one); the unused low bits before the padding are not looked at.
-/// Returns the number of bytes; an empty or all-white text gives 0.
+/// Returns the number of bytes; an empty or all-white text gives 0. A padded group writes three bytes all the same, 0
+/// for each that is not counted.
 ///
 /// -1 when (length + 3) / 4 * 3 is more than `capacity` (so the space is asked for by whole groups, white space counted
 /// in), at a character outside the alphabet, at an incomplete group, at padding anywhere else, and at any group after a

@@ -338,6 +338,8 @@ TEST(AtomicInvalidateableRefDeathTest, BadStateEndsTheProcess) {
     *WordOf(&reference) = 0xFC000000;
     EXPECT_EXIT(reference.get_pointer(), testing::KilledBySignal(SIGABRT), kTwoLines);
     EXPECT_EXIT(reference.invalidate(), testing::KilledBySignal(SIGABRT), kTwoLines);
+    *WordOf(&reference) = 0x01FFFFFF;  // well-formed only while the reader is inside
+    EXPECT_EXIT(reference.get_pointer(), testing::KilledBySignal(SIGABRT), kTwoLines);
     *WordOf(&reference) = 0xFEFFFFFF;  // one reader too many
     EXPECT_EXIT(reference.get_pointer(), testing::KilledBySignal(SIGABRT), kTwoLines);
     *WordOf(&reference) = 0xFE000000;

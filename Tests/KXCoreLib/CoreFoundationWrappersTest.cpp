@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <thread>
@@ -356,6 +357,26 @@ TEST(CFExceptionThrown, IsNoStandardException) {
     testing::internal::CaptureStderr();
     EXPECT_STREQ(caughtBy(), "CFException");
     testing::internal::GetCapturedStderr();
+}
+
+/// Slot `slot` of the class's table, as the platform's C++ ABI lays it out.
+template <class Method>
+Method slotOf(const CFException& exception, int slot) {
+    const void* table = nullptr;
+    std::memcpy(&table, static_cast<const void*>(&exception), sizeof table);
+    Method method = nullptr;
+    std::memcpy(&method, static_cast<const char*>(table) + static_cast<std::size_t>(slot) * sizeof method,
+                sizeof method);
+    return method;
+}
+
+__attribute__((no_sanitize("undefined"))) const char* callFirstSlot(const CFException& exception) {
+    return slotOf<const char* (*)(const CFException*)>(exception, 0)(&exception);
+}
+
+TEST(CFExceptionThrown, HasItsTextInTheFirstSlot) {
+    static const char message[] = "a constant text";
+    EXPECT_EQ(callFirstSlot(CFExceptionImpl(message)), message);
 }
 
 TEST(CFExceptionThrown, KeepsTheTextItWasGiven) {

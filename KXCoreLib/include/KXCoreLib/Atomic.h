@@ -131,8 +131,8 @@ class KX_EXPORT atomic_invalidateable_ref_impl {
     void release_target(atomic_refcounted* expected) const noexcept;
 
     mutable std::atomic<atomic_refcounted*> target;
-    mutable std::atomic<std::uint32_t>
-        state;  // counts the threads inside get_pointer(); the tag is all ones when valid
+    // Counts the threads inside get_pointer(); the tag is all ones while the reference is valid, then all zeros.
+    mutable std::atomic<std::uint32_t> state;
 };
 
 static_assert(sizeof(atomic_invalidateable_ref_impl) == 2 * sizeof(void*));

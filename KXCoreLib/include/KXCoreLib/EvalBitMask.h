@@ -33,8 +33,7 @@ KX_EXTERN_C_BEGIN
 ///   a ^ b      exclusive or     ( a )
 ///
 /// Operands are unsigned 64-bit and wrap around.
-///  - Numbers: hexadecimal after "0x", octal when a leading "0" is followed by octal digits only, else decimal. A
-///  number
+///  - Numbers: hexadecimal after "0x", octal when a leading "0" is followed by octal digits only, else decimal. One
 ///    above 0x7fffffffffffffff counts as 0x7fffffffffffffff; masks with the top bit are written "-1" or "~0x7F...".
 ///  - Names: letters, digits and "_", not beginning with a digit. A name matches each row that it equals or begins,
 ///    whatever the case (of ASCII letters); the first such row counts.

@@ -1,6 +1,5 @@
 #include <KXCoreLib/AuditRecord.h>
 
-#include <strings.h>
 #include <uuid/uuid.h>
 #include <cstdio>
 #include <cstdlib>
@@ -27,7 +26,14 @@ constexpr NamedValue kTypeNames[] = {{1, "error"}, {2, "warning"}, {4, "info"}, 
 /// From 1601-01-01, where Windows counts from, to 1970-01-01, in intervals of 100 nanoseconds.
 constexpr std::uint64_t kWindowsEpochOffset = 116444736000000000;
 
-bool equalIgnoringCase(const char* a, const char* b) noexcept { return strcasecmp(a, b) == 0; }
+/// By the letters A to Z alone. strcasecmp follows the user's locale, and in a Turkish one "INFO" is not "info".
+bool equalIgnoringCase(const char* a, const char* b) noexcept {
+    const auto lower = [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    for (; lower(*a) == lower(*b); ++a, ++b) {
+        if (*a == '\0') return true;
+    }
+    return false;
+}
 
 /// The value of a type text. The sense of the comparisons is inverted, and stays so: what is stored carries the text,
 /// and readers go by it.

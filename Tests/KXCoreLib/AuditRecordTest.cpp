@@ -1,7 +1,11 @@
+#include "TemporaryFolder.h"
+
 #include <KXCoreLib/AuditRecord.h>
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -242,6 +246,19 @@ TEST(AuditRecord, DerivesTheTypeOnceAndKeepsIt) {
     EXPECT_EQ(record.get_type(), 26);
 }
 
+TEST(AuditRecord, DerivesIdentityAndDeviceTypeOnceAndKeepsThem) {
+    AuditRecord record;
+    std::string uuid = kUUIDText, deviceType = "USB port";
+    record.set_user_uuid_str(uuid.c_str());
+    record.set_device_type_str(deviceType.c_str());
+    EXPECT_EQ(record.get_user_uuid(), kUUID);
+    EXPECT_EQ(record.get_device_type(), 10);
+    uuid[0] = '0';
+    deviceType = "Floppy";
+    EXPECT_EQ(record.get_user_uuid(), kUUID);
+    EXPECT_EQ(record.get_device_type(), 10);
+}
+
 TEST(AuditRecord, MapsDeviceTypesToTexts) {
     EXPECT_EQ(textOfDeviceType(0), "Unknown");
     EXPECT_EQ(textOfDeviceType(1), "Floppy");
@@ -272,6 +289,22 @@ TEST(AuditRecord, FindsTheDeviceTypeOfATextWhateverItsCase) {
     EXPECT_EQ(deviceTypeOf("service"), 255);
     EXPECT_EQ(deviceTypeOf("usb"), 0);
     EXPECT_EQ(deviceTypeOf("10"), 0);
+}
+
+TEST(AuditRecord, ComparesTextsByTheLettersAToZInAnyLocale) {
+    // In a Turkish locale the small letter of I is another one than i.
+    const TemporaryFolder folder;
+    const std::string make = "localedef -i tr_TR -f UTF-8 '" + folder.path().string() + "/tr_TR.UTF-8' >/dev/null 2>&1";
+    if (std::system(make.c_str()) != 0) GTEST_SKIP() << "the sources of the Turkish locale are not installed";
+    setenv("LOCPATH", folder.path().c_str(), 1);
+    const std::string before = std::setlocale(LC_CTYPE, nullptr);
+    const bool turkish = std::setlocale(LC_CTYPE, "tr_TR.UTF-8") != nullptr;
+    const int type = typeOf("INFO"), deviceType = deviceTypeOf("SERIAL PORT");
+    std::setlocale(LC_CTYPE, before.c_str());
+    unsetenv("LOCPATH");
+    ASSERT_TRUE(turkish);
+    EXPECT_EQ(type, 0);
+    EXPECT_EQ(deviceType, 7);
 }
 
 TEST(AuditRecord, ADualFieldSetAsAValueIsSetBeforeItsTextIsMade) {
@@ -418,6 +451,26 @@ TEST(AuditRecord, AssignmentCopiesAValueOnlyWhereItIsValid) {
     target = source;
     EXPECT_EQ(target.get_type(), 32) << "the target's own value would be stale";
     EXPECT_EQ(target.get_device_type(), 1);
+}
+
+TEST(AuditRecord, ADateIsCopiedOnceItWasSetOrAskedFor) {
+    AuditRecord source;
+    source.set_date({77, 0});
+    source.set_date_str("yesterday");
+    AuditRecord target;
+    target.set_date({5, 0});
+    target = source;
+    EXPECT_EQ(target.get_date().tv_sec, 5) << "the source has a text and no value";
+    EXPECT_STREQ(target.get_date_str(), "yesterday");
+    source.get_date();
+    target = source;
+    EXPECT_EQ(target.get_date().tv_sec, 77) << "being asked for makes it valid";
+
+    source.set_date({78, 0});
+    source.set_date_str("today");
+    source.get_date_as_winnt_file_time();
+    target = source;
+    EXPECT_EQ(target.get_date().tv_sec, 78) << "in either form";
 }
 
 TEST(AuditRecord, SelfAssignmentChangesNothing) {

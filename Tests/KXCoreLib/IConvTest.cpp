@@ -4,8 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <langinfo.h>
+
 #include <algorithm>
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <memory>
@@ -242,6 +245,18 @@ TEST(IConvStock, TakesCharFromTheLocaleOfTheMoment) {
     EXPECT_EQ(convert(narrow, bytesOf(L"a\u00E9b"s)), (Outcome{"ab"}));
     IConv wide(IConv::CharToWide);
     EXPECT_EQ(convert(wide, "a\xC3\xA9z"), (Outcome{bytesOf(L"az"s)}));
+}
+
+TEST(IConvLocaleDeathTest, IsTakenFromTheEnvironmentWhenTheLibraryIsLoaded) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // starts the program, and so loads the library, anew
+    const auto encodingIs = [](const char* name) { std::_Exit(nl_langinfo(CODESET) == std::string(name) ? 0 : 1); };
+    const char* const found = std::getenv("LC_ALL");
+    const std::string before = found ? found : "";
+    setenv("LC_ALL", "C.UTF-8", 1);
+    EXPECT_EXIT(encodingIs("UTF-8"), testing::ExitedWithCode(0), "");
+    setenv("LC_ALL", "C", 1);
+    EXPECT_EXIT(encodingIs("ANSI_X3.4-1968"), testing::ExitedWithCode(0), "");
+    found ? setenv("LC_ALL", before.c_str(), 1) : unsetenv("LC_ALL");
 }
 
 TEST(IConv, MakesNothingOfNothing) {

@@ -1,7 +1,8 @@
 #pragma once
 
 // An SQLite VFS that stands before the system's own and becomes the default: it counts what is asked of the disk, makes
-// the n-th request of a kind fail, or cuts the power at the n-th write, after which the files hold what was synced.
+// the n-th request of a kind fail (or all from it on), or cuts the power at the n-th write, after which the files hold
+// what was synced.
 
 #include <sqlite3.h>
 
@@ -24,7 +25,8 @@ inline const char* nameOf(Request request) {
 
 struct Plan {
     Request request = Read;
-    int failAt = 0;      ///< the request of that kind that fails, from 1; 0 for none
+    int failAt = 0;  ///< the request of that kind that fails, from 1; 0 for none
+    bool failsFromThenOn = false;
     int cutAtWrite = 0;  ///< the write after which the power goes, from 1; 0 for never
 };
 
@@ -49,8 +51,9 @@ inline sqlite3_vfs* real() {
 /// Counts a request; true when it is the one to fail.
 inline bool fails(Request request) {
     State& s = state();
-    const bool now = s.plan.failAt != 0 && s.plan.request == request && s.counts[request] + 1 == s.plan.failAt;
-    ++s.counts[request];
+    const int number = ++s.counts[request];
+    const bool now = s.plan.failAt != 0 && s.plan.request == request &&
+                     (number == s.plan.failAt || (s.plan.failsFromThenOn && number > s.plan.failAt));
     s.hit |= now;
     return now;
 }

@@ -11,6 +11,7 @@
 
 #include <malloc.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -146,6 +147,57 @@ class StreamDistrust : public ::testing::Test {
 };
 
 }  // namespace
+
+TEST_F(StreamDistrust, ADiskThatIsFullFromAnyWriteOnLosesNothingThatWasSynced) {
+    for (int n = 1;; ++n) {
+        const std::string path = newFolder() + "/stream";
+        SharedProgress progress;
+        const int status = inAnotherProcess([&] {
+            faulty::install({.request = faulty::Write, .failAt = n, .failsFromThenOn = true});
+            work(path, *progress, 6);
+            progress->faultHit = faulty::state().hit;
+        });
+        const bool ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        ASSERT_TRUE(ended || (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT)) << n << ": " << status;
+        check(path, *progress, "a disk full from write " + std::to_string(n));
+        if (ended && !progress->faultHit) break;
+        if (HasFailure()) return;
+        ASSERT_LT(n, 1000);
+    }
+}
+
+TEST_F(StreamDistrust, GoesOnWhenAFullDiskHasRoomAgain) {
+    const std::string path = newFolder() + "/stream";
+    {
+        StreamStorage storage(path.c_str(), FileAttributes());
+        storage.openStorage(StreamModeReadWrite);
+        append(storage, 1);
+        storage.syncStorage();
+        rlimit before{};
+        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+        const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+        // No file may grow any more; what was appended meanwhile is lost, and says so by not being there.
+        rlimit full = before;
+        full.rlim_cur = 0;
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+        for (int payload = 2; payload < 6; ++payload) append(storage, payload);
+        storage.syncStorage();
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+        std::signal(SIGXFSZ, ignored);
+        const std::vector<int> held = payloads(storage);
+        append(storage, 6);
+        storage.syncStorage();
+        std::vector<int> expected = held;
+        expected.push_back(6);
+        EXPECT_EQ(payloads(storage), expected);
+    }
+    StreamStorage storage(path.c_str(), FileAttributes());
+    storage.openStorage(StreamModeReadWrite);
+    const std::vector<int> found = payloads(storage);
+    ASSERT_FALSE(found.empty());
+    EXPECT_EQ(found.front(), 1);
+    EXPECT_EQ(found.back(), 6);
+}
 
 TEST_F(StreamDistrust, AnyOneFailureOfTheDiskLosesNothingThatWasSynced) {
     for (int kind = 0; kind < faulty::RequestCount; ++kind) {

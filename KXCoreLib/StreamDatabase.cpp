@@ -3,8 +3,6 @@
 #include "Log.h"
 
 #include <unistd.h>
-#include <algorithm>
-#include <limits>
 
 namespace KXCore {
 namespace {
@@ -95,14 +93,17 @@ SQLiteStatement::SQLiteStatement(SQLiteDatabase& database, const char* sql) {
 
 SQLiteStatement::~SQLiteStatement() { sqlite3_finalize(handle_); }
 
-bool SQLiteStatement::bindID(unsigned long long id) noexcept {
-    constexpr unsigned long long largest = std::numeric_limits<sqlite3_int64>::max();
-    return sqlite3_bind_int64(handle_, 1, static_cast<sqlite3_int64>(std::min(id, largest))) == SQLITE_OK;
-}
-
 bool SQLiteStatement::bindBytes(const void* bytes, std::size_t length) noexcept {
     // A null destructor tells SQLite that the bytes are static: it makes no copy.
     return sqlite3_bind_blob64(handle_, 1, bytes, length, nullptr) == SQLITE_OK;
+}
+
+std::span<const unsigned char> SQLiteStatement::columnBytes(int column) noexcept {
+    // In this order: asking for the bytes may convert the value, and its length is that of what came of it. Null also
+    // when there was no memory for that.
+    const auto* const bytes = static_cast<const unsigned char*>(sqlite3_column_blob(handle_, column));
+    if (!bytes) return {};
+    return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle_, column))};
 }
 
 // ---- SQLiteSession
@@ -145,12 +146,9 @@ void SQLiteSessionIndirection::commitTransactionLocked(SQLiteSession* session) n
 unsigned long long SQLiteSessionIndirection::getMinMaxItemID(int which) {
     const boost::intrusive_ptr<SQLiteSession> session = this->session();
     if (!session) return 0;
-    SQLiteStatement& statement = which == Minimum ? session->selectMinimum : session->selectMaximum;
     const SQLiteExclusiveDatabaseLock lock(session->db);
-    statement.reset();
-    const long long id = statement.step() == SQLITE_ROW ? statement.columnID(0) : 0;
-    statement.reset();
-    return static_cast<unsigned long long>(id);
+    const SQLiteStatementUse select(which == Minimum ? session->selectMinimum : session->selectMaximum);
+    return select->step() == SQLITE_ROW ? static_cast<unsigned long long>(select->columnID(0)) : 0;
 }
 
 }  // namespace KXCore

@@ -12,6 +12,9 @@
 #include <sqlite3.h>
 #include <boost/core/noncopyable.hpp>
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cstddef>
+#include <limits>
+#include <span>
 
 namespace KXCore {
 
@@ -57,17 +60,38 @@ class SQLiteStatement : boost::noncopyable {
     int step() noexcept { return sqlite3_step(handle_); }
     void clearBindings() noexcept { sqlite3_clear_bindings(handle_); }
 
-    /// Binds an id. Ids beyond what SQLite counts to stand above every row.
-    bool bindID(unsigned long long id) noexcept;
+    bool bindID(sqlite3_int64 id) noexcept { return sqlite3_bind_int64(handle_, 1, id) == SQLITE_OK; }
     /// Binds bytes that stay where they are until the statement was stepped.
     bool bindBytes(const void* bytes, std::size_t length) noexcept;
 
-    long long columnID(int column) noexcept { return sqlite3_column_int64(handle_, column); }
-    sqlite3_stmt* handle() noexcept { return handle_; }
+    sqlite3_int64 columnID(int column) noexcept { return sqlite3_column_int64(handle_, column); }
+    /// The bytes of a column, whatever its type; they stay until the next step.
+    std::span<const unsigned char> columnBytes(int column) noexcept;
 
   private:
     sqlite3_stmt* handle_ = nullptr;
 };
+
+/// One use of a statement by a caller that holds the exclusive lock. However it ends, the statement is reset, as one
+/// that stays in the middle of its rows keeps the file locked, and no longer refers to what was bound.
+class SQLiteStatementUse : boost::noncopyable {
+  public:
+    explicit SQLiteStatementUse(SQLiteStatement& statement) noexcept : statement_(statement) { statement_.reset(); }
+    ~SQLiteStatementUse() {
+        statement_.reset();
+        statement_.clearBindings();
+    }
+    SQLiteStatement* operator->() const noexcept { return &statement_; }
+
+  private:
+    SQLiteStatement& statement_;
+};
+
+/// An id that a caller gives, as SQLite counts: what is beyond its largest stands above every row.
+constexpr sqlite3_int64 rowIDOf(unsigned long long id) noexcept {
+    constexpr sqlite3_int64 largest = std::numeric_limits<sqlite3_int64>::max();
+    return id < static_cast<unsigned long long>(largest) ? static_cast<sqlite3_int64>(id) : largest;
+}
 
 /// One open connection with its statements, prepared in this order.
 struct SQLiteSession : atomic_refcounted {

@@ -3,11 +3,15 @@
 #include <KXCoreLib/StreamStorage.h>
 
 #include <uuid/uuid.h>
+#include <algorithm>
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
+#include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace KXCore {
@@ -52,18 +56,21 @@ class Batch {
         position_ = kNone;
     }
 
+    /// Takes all its memory, so that filling it cannot fail half-way.
+    void reserve() { bytes_.reserve(kBudget); }
+
     bool fits(std::size_t length) const noexcept {
         const std::uint64_t size = sizeOf(length);
         return size <= kBudget && bytes_.size() <= kBudget - size;
     }
 
-    /// The item must fit.
-    void append(unsigned long long id, const void* bytes, std::size_t length) {
-        const Head head{id, length};
+    /// The item must fit, and the memory be there.
+    void append(unsigned long long id, std::span<const unsigned char> bytes) noexcept {
+        const Head head{id, bytes.size()};
         const std::size_t start = bytes_.size();
-        bytes_.resize(start + sizeOf(length));
+        bytes_.resize(start + sizeOf(bytes.size()));
         std::memcpy(bytes_.data() + start, &head, sizeof head);
-        if (length != 0) std::memcpy(bytes_.data() + start + sizeof head, bytes, length);
+        std::copy(bytes.begin(), bytes.end(), bytes_.data() + start + sizeof head);
         if (atEnd()) position_ = 0;
     }
 
@@ -96,7 +103,7 @@ class Batch {
 class SQLiteStreamCursor final : public StreamCursor {
   public:
     SQLiteStreamCursor(IndirectionPtr indirection, StreamCursorKind kind, unsigned long long start_id)
-        : indirection_(std::move(indirection)), kind_(kind), next_id_(start_id) {}
+        : indirection_(std::move(indirection)), kind_(kind), next_id_(rowIDOf(start_id)) {}
 
     unsigned long long getNextItem(const __CFAllocator* allocator, PropertyListRef& item) override {
         while (true) {
@@ -121,28 +128,30 @@ class SQLiteStreamCursor final : public StreamCursor {
     }
 
     /// Fills the batch from `next_id_` on, and returns the id at which the next one begins; 0 when there is none.
-    unsigned long long fetch(SQLiteSession& session) {
+    sqlite3_int64 fetch(SQLiteSession& session) {
         SQLiteStatement* const statement = selectOf(session);
         if (!statement) return 0;
+        batch_.reserve();
         const SQLiteExclusiveDatabaseLock lock(session.db);
-        statement->reset();
-        statement->bindID(next_id_);
-        unsigned long long next = 0;
-        while (statement->step() == SQLITE_ROW) {
-            const auto id = static_cast<unsigned long long>(statement->columnID(0));
-            const void* const bytes = sqlite3_column_blob(statement->handle(), 1);
-            const auto length = static_cast<std::size_t>(sqlite3_column_bytes(statement->handle(), 1));
-            if (batch_.fits(length)) {
-                batch_.append(id, bytes, length);
+        const SQLiteStatementUse select(*statement);
+        select->bindID(next_id_);
+        while (select->step() == SQLITE_ROW) {
+            const sqlite3_int64 id = select->columnID(0);
+            const std::span<const unsigned char> bytes = select->columnBytes(1);
+            if (batch_.fits(bytes.size())) {
+                batch_.append(static_cast<unsigned long long>(id), bytes);
             } else if (!batch_.empty()) {
-                next = id;
-                break;
+                return isFurther(id) ? id : 0;
             }
             // What is larger than a whole batch is passed over.
         }
-        statement->reset();
-        statement->clearBindings();
-        return next;
+        return 0;
+    }
+
+    /// Every batch begins further on than the one before it. Only in a table that somebody else made, whose ids are no
+    /// whole numbers, may it not: there the cursor ends rather than go round in circles.
+    bool isFurther(sqlite3_int64 id) const noexcept {
+        return kind_ == StreamCursorForward ? id > next_id_ : id < next_id_;
     }
 
     SQLiteStatement* selectOf(SQLiteSession& session) const noexcept {
@@ -157,7 +166,7 @@ class SQLiteStreamCursor final : public StreamCursor {
 
     const IndirectionPtr indirection_;
     const StreamCursorKind kind_;
-    unsigned long long next_id_;
+    sqlite3_int64 next_id_;  ///< signed, as SQLite counts: a file made elsewhere may hold ids below 0
     Batch batch_;
 };
 
@@ -187,7 +196,9 @@ class StreamStorageImpl : boost::noncopyable {
   private:
     bool hasPendingAppends() {
         const SessionPtr session = getSessionIndirection()->session();
-        return session && session->db.inTransaction();
+        if (!session) return false;
+        const SQLiteExclusiveDatabaseLock lock(session->db);
+        return session->db.inTransaction();
     }
 
     void install(SQLiteSession* session) {
@@ -220,10 +231,8 @@ void StreamStorage::appendItem(const void* item, double) {
         session->begin.reset();
         session->begin.step();
     }
-    session->insert.reset();
-    if (session->insert.bindBytes(stored.data(), stored.size())) session->insert.step();
-    session->insert.reset();
-    session->insert.clearBindings();
+    const SQLiteStatementUse insert(session->insert);
+    if (insert->bindBytes(stored.data(), stored.size())) insert->step();
 }
 
 void StreamStorage::syncStorage() { impl_->getSessionIndirection()->commitChanges(); }
@@ -245,11 +254,11 @@ void StreamStorage::discardItemsWithIDLessThanOrEqualTo(unsigned long long id) {
     const SessionPtr session = impl_->getSessionIndirection()->session();
     if (!session) return;
     const SQLiteExclusiveDatabaseLock lock(session->db);
-    session->remove.reset();
-    session->remove.bindID(id);
-    session->remove.step();
-    session->remove.reset();
-    session->remove.clearBindings();
+    {
+        const SQLiteStatementUse remove(session->remove);
+        remove->bindID(rowIDOf(id));
+        remove->step();
+    }
     SQLiteSessionIndirection::commitTransactionLocked(session.get());
 }
 

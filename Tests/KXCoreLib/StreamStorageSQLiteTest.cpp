@@ -1,3 +1,4 @@
+#include "FaultyFiles.h"
 #include "TemporaryFolder.h"
 
 #include <KXCoreLib/CoreFoundationWrappers.h>
@@ -7,6 +8,7 @@
 
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -675,6 +677,124 @@ TEST_F(StreamOpeningTest, GivesUpAFileThatAnotherConnectionHoldsLocked) {
     append("1");
     EXPECT_EQ(all(), range(1, 1));
     sqlite3_close(other);
+}
+
+TEST_F(StreamOpeningDeathTest, AFolderThatCannotBeWrittenToEndsTheProcess) {
+    std::filesystem::create_directory(folder / "closed");
+    const std::string inside = folder / "closed/stream";
+    const auto openThere = [&] {
+        chmod((folder / "closed").c_str(), 0555);
+        chmod(folder.path().c_str(), 0755);
+        if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) _exit(1);  // who is root writes anywhere
+        StreamStorage(inside.c_str(), FileAttributes()).openStorage(StreamModeReadWrite);
+    };
+    EXPECT_DEATH(openThere(),
+                 "failed to open an existing sqlite file \\(unable to open database file\\), removing the file "
+                 ".*/closed/stream\n.*failed to create new sqlite file \\(unable to open database file\\)\n"
+                 ".*StreamStorageSQLite:179: abort");
+}
+
+TEST_F(StreamOpeningTest, AFileThatMayOnlyBeReadIsOpenedAndKeepsItsItems) {
+    open();
+    appendNumbered(1, 3);
+    storage.reset();
+    const pid_t child = fork();
+    if (child == 0) {
+        chmod(path.c_str(), 0444);
+        chmod(folder.path().c_str(), 0555);
+        if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) _exit(2);
+        storage = std::make_unique<StreamStorage>(path.c_str(), FileAttributes());
+        open();
+        append("not stored");
+        storage->syncStorage();
+        storage->discardItemsWithIDLessThanOrEqualTo(2);
+        const bool kept = all() == range(1, 3);
+        storage.reset();
+        _exit(kept ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    chmod(folder.path().c_str(), 0755);
+    chmod(path.c_str(), 0644);
+    reopen();
+    EXPECT_EQ(all(), range(1, 3));
+}
+
+TEST_F(StreamOpeningDeathTest, ANewFileThatCannotBeOpenedInAGivenUpOnesPlaceEndsTheProcess) {
+    std::ofstream(path) << std::string(5000, 'g');
+    const auto openWithFailure = [&] {
+        faulty::install({.request = faulty::Open, .failAt = 2});
+        open();
+    };
+    EXPECT_DEATH(openWithFailure(),
+                 "\\]SQLiteDatabase::SQLiteDatabase failed to init database \\(file is not a database\\)\n"
+                 ".*\\]SQLiteDatabase::SQLiteDatabase failed to create new sqlite file \\(unable to open database "
+                 "file\\)\n.*\\]KXCoreLib/StreamStorageSQLite:199: abort\\(\\) called");
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(StreamOpeningDeathTest, ATableThatCannotBeMadeInANewFileEitherEndsTheProcess) {
+    std::ofstream(path) << std::string(5000, 'g');
+    const auto openOnAFullDisk = [&] {
+        faulty::install({.request = faulty::Write, .failAt = 1, .failsFromThenOn = true});
+        open();
+    };
+    EXPECT_DEATH(openOnAFullDisk(),
+                 "\\]SQLiteDatabase::SQLiteDatabase failed to init database \\(file is not a database\\)\n"
+                 ".*\\]SQLiteDatabase::SQLiteDatabase failed to init database \\(database or disk is full\\)\n"
+                 ".*\\]KXCoreLib/StreamStorageSQLite:209: abort\\(\\) called");
+}
+
+TEST_F(StreamOpeningDeathTest, AnSQLiteWithoutMutexesEndsTheProcess) {
+    open();
+    append("1");
+    storage.reset();
+    const auto openWithoutMutexes = [&] {
+        sqlite3_shutdown();
+        sqlite3_config(SQLITE_CONFIG_SINGLETHREAD);
+        reopen();
+        storage->getFirstItemID();
+    };
+    EXPECT_DEATH(openWithoutMutexes(), "\\]KXCoreLib/StreamStorageSQLite:250: abort\\(\\) called");
+}
+
+TEST_F(StreamOpeningTest, LeavesNoFileDescriptorBehind) {
+    const auto openFiles = [] {
+        const std::filesystem::directory_iterator files("/proc/self/fd");
+        return std::distance(begin(files), end(files));
+    };
+    open();
+    const auto before = openFiles();
+    for (int i = 0; i < 20; ++i) {
+        append(std::to_string(i));
+        const auto reader = cursor(StreamCursorForward, 1);
+        if (i % 3 == 0) storage->closeStorage();
+        if (i % 4 == 0) std::ofstream(path) << std::string(5000, 'g');
+        ::testing::internal::CaptureStderr();
+        open();
+        ::testing::internal::GetCapturedStderr();
+    }
+    append("20");
+    storage->syncStorage();
+    EXPECT_EQ(openFiles(), before);
+}
+
+TEST_F(StreamStorageTest, GoesOnWithTheOldFileWhenAnotherTakesItsPlaceAndWithTheNewOneOnceOpenedAgain) {
+    open();
+    appendNumbered(1, 3);
+    storage->syncStorage();
+    std::filesystem::rename(path, folder / "moved");
+    execute(
+        "CREATE TABLE stream01 (id INTEGER PRIMARY KEY, attributes BLOB);"
+        "INSERT INTO stream01 (id, attributes) VALUES (70, '<plist><string>other</string></plist>')");
+    append("4");
+    storage->syncStorage();
+    EXPECT_EQ(storage->getFirstItemID(), 1u);
+    storage->closeStorage();
+    open();
+    append("71");
+    EXPECT_EQ(all(), range(70, 71));
 }
 
 // ---- Threads

@@ -138,7 +138,7 @@ void AccountInfoCache::insert(const RecordPtr& record) {
     intrusive_ptr_add_ref(record.get());
 }
 
-AccountInfoCache::RecordPtr AccountInfoCache::takeOut(Set::const_iterator at) noexcept {
+AccountInfoCache::RecordPtr AccountInfoCache::takeOut(const Set::const_iterator& at) noexcept {
     AccountInfo2* const record = const_cast<AccountInfo2*>(&*at);
     set_.erase(at);
     return {record, /*add_ref=*/false};

@@ -59,7 +59,7 @@ class AccountInfoCache {
     static constexpr std::size_t kFirstBuckets = 32;
 
     void insert(const RecordPtr& record);
-    RecordPtr takeOut(Set::const_iterator at) noexcept;
+    RecordPtr takeOut(const Set::const_iterator& at) noexcept;
     RecordPtr evictOne() noexcept;
     void growByABucket();
 

@@ -50,7 +50,8 @@ const Encodings& encodingsOf(IConv::StockCvtSetup setup) {
 iconv_t open(const Encodings& encodings) {
     if (!encodings.to || !encodings.from) throw IConvOpenError();
     const iconv_t handle = iconv_open((std::string(encodings.to) + "//IGNORE").c_str(), encodings.from);
-    if (handle == reinterpret_cast<iconv_t>(-1)) throw IConvOpenError();
+    // The failure that iconv_open is defined to answer.
+    if (handle == reinterpret_cast<iconv_t>(-1)) throw IConvOpenError();  // NOLINT(performance-no-int-to-ptr)
     int discard = 1;
     iconvctl(handle, ICONV_SET_DISCARD_ILSEQ, &discard);
     return handle;

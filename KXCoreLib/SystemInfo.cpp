@@ -87,7 +87,7 @@ boost::shared_ptr<RunLoopSourceSCDynamicStore> SystemInfo::getUpdater() {
     SCDynamicStoreSetup setup;
     setup.registerKey(CFSTR("Setup:/System"), tracker);
     setup.registerKey(isLater ? CFSTR("State:/Network/NetBIOS") : CFSTR("State:/Network/Global/SMB"), tracker);
-    const auto made = create_run_loop_source<RunLoopSourceSCDynamicStore>(null_hook(), setup);
+    auto made = create_run_loop_source<RunLoopSourceSCDynamicStore>(null_hook(), setup);
 
     // Declared before the lock, so that another thread's updater goes after it.
     boost::shared_ptr<RunLoopSourceSCDynamicStore> old(made);

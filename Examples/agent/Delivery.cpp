@@ -2,6 +2,7 @@
 
 #include <KXCoreLib/AuditRecord.h>
 #include <KXCoreLib/CoreFoundationWrappers.h>
+#include <KXCoreLib/SystemInfo.h>
 
 #include <cstdio>
 #include <functional>
@@ -54,6 +55,9 @@ void Delivery::run() {
     const auto source = boost::make_shared<OnSignal>(arrivals_, [this] { deliver(); });
     OnSignal::initialize(source);
     source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
+    // The computer's name follows its changes on this loop.
+    const auto computer = GetSystemInfoUpdater();
+    computer->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
     ready_.signal();
 
     deliver();  // what an earlier process left

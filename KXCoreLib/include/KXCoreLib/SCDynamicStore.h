@@ -94,7 +94,7 @@ struct null_hook {};
 /// A new source, initialized.
 template <class Source, class Setup>
 boost::shared_ptr<Source> create_run_loop_source(const null_hook&, const Setup& setup) {
-    const boost::shared_ptr<Source> source = boost::make_shared<Source>(setup);
+    boost::shared_ptr<Source> source = boost::make_shared<Source>(setup);
     Source::initialize(source);
     return source;
 }

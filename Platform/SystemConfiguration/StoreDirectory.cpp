@@ -125,6 +125,17 @@ Entry readEntry(const std::string& path) {
     return list ? Entry{kind, std::move(list)} : Entry{};
 }
 
+/// The file that hides `published`.
+bool writeRemoved(CFDictionaryRef published, std::string& bytes) {
+    const auto data = Retained<const __CFData>::adopting(
+        CFPropertyListCreateData(nullptr, published, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+    if (!data) return false;
+    bytes = kRemoved;
+    bytes.append(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
+                 static_cast<std::size_t>(CFDataGetLength(data.get())));
+    return true;
+}
+
 Retained<const Object> effectiveValue(Entry entry, Retained<const __CFDictionary> published) {
     if (entry.kind == Entry::Value) return std::move(entry.list);
     if (entry.kind == Entry::Removed && published && CFEqual(entry.list.get(), published.get())) return {};
@@ -254,20 +265,18 @@ int StoreDirectory::plan(const Change& change, const SystemNames& names, Step& s
     }
     if (change.operation != Operation::Set) {
         const auto published = publishedValue(names, change.key);
-        const bool isThere = static_cast<bool>(effectiveValue(readEntry(step.target), published));
+        const Entry entry = readEntry(step.target);
+        const bool isThere = static_cast<bool>(effectiveValue(entry, published));
         if (change.operation == Operation::Add && isThere) return kSCStatusKeyExists;
         if (change.operation == Operation::Remove && !isThere) return kSCStatusNoKey;
         if (change.operation == Operation::RemoveIfThere && !isThere) return kSCStatusOK;
         if (change.operation != Operation::Add) {
-            step.kind = published ? Step::Replace : Step::Unlink;
-            if (!published) return kSCStatusOK;
-            const auto data = Retained<const __CFData>::adopting(
-                CFPropertyListCreateData(nullptr, published.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-            if (!data) return kSCStatusFailed;
-            step.bytes = std::string(kRemoved);
-            step.bytes.append(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
-                              static_cast<std::size_t>(CFDataGetLength(data.get())));
-            return kSCStatusOK;
+            if (entry.kind == Entry::Value) {
+                step.kind = Step::Unlink;
+                return kSCStatusOK;
+            }
+            step.kind = Step::Replace;
+            return writeRemoved(published.get(), step.bytes) ? kSCStatusOK : kSCStatusFailed;
         }
     }
     step.kind = Step::Replace;

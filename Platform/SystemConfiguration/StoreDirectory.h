@@ -10,8 +10,9 @@
 //
 // Files in values/ come and go by rename and unlink only, so that a reader, who takes no lock, sees a value as it was
 // or as it is and never a part. A key has the value of its file; where the file is missing, or not a property list, the
-// value that is published for the key. A file that begins with the line "removed" hides the published value that
-// follows the line, and no other: once the origin publishes something else, that is the key's value.
+// value that is published for the key. Removing a key removes its value's file; where only a published value is there,
+// a file is made that begins with the line "removed" and hides the published value that follows the line, and no other:
+// once the origin publishes something else, that is the key's value.
 //
 // Any thread may use one object.
 

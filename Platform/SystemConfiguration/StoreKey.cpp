@@ -34,6 +34,10 @@ std::optional<std::string> keyText(CFTypeRef key) {
 }
 
 Retained<const __CFString> keyString(std::string_view key) {
+    // The reader of UTF-8 drops a mark at the beginning; here it is a character like any other.
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    std::string marked;
+    if (key.starts_with(kMark)) key = marked.append(kMark).append(key);
     return Retained<const __CFString>::adopting(
         CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(key.data()), static_cast<CFIndex>(key.size()),
                                 kCFStringEncodingUTF8, false));

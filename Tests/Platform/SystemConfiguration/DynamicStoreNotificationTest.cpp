@@ -422,22 +422,27 @@ TEST_F(DynamicStoreNotification, LetsWhatAClientHasSetWin) {
     EXPECT_EQ(SCError(), kSCStatusKeyExists);
 }
 
+TEST_F(DynamicStoreNotification, ShowsWhatIsPublishedAgainWhenWhatAClientHasSetIsRemoved) {
+    ASSERT_TRUE(watch({kSystem}));
+    ASSERT_TRUE(session.setEntry(kSystem, "ComputerName", "set"));
+    EXPECT_EQ(allTold(), (std::vector<Told>{{kSystem}}));
+    ASSERT_TRUE(session.remove(kSystem));
+    EXPECT_EQ(allTold(), (std::vector<Told>{{kSystem}}));
+    EXPECT_EQ(session.read(kSystem, "ComputerName"), "host");
+}
+
 TEST_F(DynamicStoreNotification, HidesWhatWasPublishedForARemovedKeyUntilThatChanges) {
     ASSERT_TRUE(watch({kSystem}));
-    for (const bool set : {false, true}) {
-        if (set) {
-            ASSERT_TRUE(session.setEntry(kSystem, "ComputerName", "set"));
-        }
+    for (const char* const later : {"one", "two"}) {
         ASSERT_TRUE(session.remove(kSystem));
         EXPECT_EQ(allTold(), (std::vector<Told>{{kSystem}}));
         EXPECT_EQ(session.get(kSystem), nullptr);
         EXPECT_TRUE(session.list("Setup:.*").empty());
         EXPECT_FALSE(session.remove(kSystem));
         EXPECT_EQ(SCError(), kSCStatusNoKey);
-        const std::string other = set ? "later" : "sooner";
-        store.setPrettyName(other);
+        store.setPrettyName(later);
         EXPECT_EQ(allTold(), (std::vector<Told>{{kSystem}}));
-        EXPECT_EQ(session.read(kSystem, "ComputerName"), other);
+        EXPECT_EQ(session.read(kSystem, "ComputerName"), later);
     }
     ASSERT_TRUE(session.remove(kSystem));
     EXPECT_TRUE(SCDynamicStoreAddValue(session, text(kSystem), CFSTR("added")));

@@ -228,6 +228,16 @@ TEST_F(DynamicStore, KeepsKeysOfAnyText) {
     EXPECT_TRUE(filesIn(store.path() + "/values").empty());
 }
 
+TEST_F(DynamicStore, KeepsAByteOrderMarkAtTheBeginningOfAKey) {
+    const UniChar units[] = {0xFEFF, 'k'};
+    const auto marked = hold(CFStringCreateWithCharacters(nullptr, units, 2));
+    ASSERT_TRUE(SCDynamicStoreSetValue(session, marked, CFSTR("value")));
+    EXPECT_EQ(session.get("k"), nullptr);
+    const auto keys = hold(SCDynamicStoreCopyKeyList(session, CFSTR(".*k")));
+    ASSERT_EQ(CFArrayGetCount(keys), 1);
+    EXPECT_TRUE(CFEqual(CFArrayGetValueAtIndex(keys, 0), marked));
+}
+
 TEST_F(DynamicStore, RefusesKeysThatAreNoText) {
     const UniChar half[] = {'a', 0xD800};
     const auto broken = hold(CFStringCreateWithCharacters(nullptr, half, 2));

@@ -16,8 +16,8 @@
 ///     "State:/Network/NetBIOS"     RegisteredName    `netbios name` of /etc/samba/smb.conf, when it is there
 ///     "State:/Network/Global/SMB"  NetBIOSName       the same
 ///
-/// They follow their origin until a client sets or removes the key. A value that was set stays until it is removed; a
-/// key that was removed has no value until its origin changes.
+/// They follow their origin. A value that a client sets for such a key wins until it is removed; removing the key when
+/// no client has set it leaves it without a value until its origin changes.
 ///
 /// Where the store is: the folder that the environment variable KXPLATFORM_DYNAMIC_STORE names; without it the
 /// computer's one store, /run/kxplatform/dynamic-store. A user who finds none there and may not make one gets a store
@@ -88,7 +88,8 @@ CF_EXPORT Boolean SCDynamicStoreSetValue(SCDynamicStoreRef store, CFStringRef ke
 CF_EXPORT Boolean SCDynamicStoreSetMultiple(SCDynamicStoreRef store, CFDictionaryRef keysToSet, CFArrayRef keysToRemove,
                                             CFArrayRef keysToNotify);
 
-/// Takes a key out of the store; kSCStatusNoKey when it is not there.
+/// Takes the value of a key out of the store; kSCStatusNoKey when it has none. Where a client had set the value of a key
+/// that has one of the system's, the latter is seen again.
 CF_EXPORT Boolean SCDynamicStoreRemoveValue(SCDynamicStoreRef store, CFStringRef key);
 
 /// Has the sessions that watch the key told, as if its value had been set. The key need not be in the store.

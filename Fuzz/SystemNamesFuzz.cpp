@@ -1,0 +1,42 @@
+// The readers of the system's files and of file names in the store, on any bytes: names that come out are usable, and
+// a key and the name of its file always lead to each other.
+
+#include "SystemNames.h"
+
+#include "StoreKey.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+using namespace KXPlatform;
+
+namespace {
+
+void require(bool condition) {
+    if (!condition) std::abort();
+}
+
+void requireUsable(const std::string& name) {
+    require(name.size() <= 255 && keyString(name));
+    require(std::none_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const std::string_view input(reinterpret_cast<const char*>(data), size);
+    requireUsable(prettyHostName(input));
+    requireUsable(netbiosName(input, "host"));
+
+    if (const auto key = keyOfFileName(input)) require(fileNameOfKey(*key) == input);
+    if (const auto string = keyString(input)) {
+        require(keyText(string.get()) == input);
+        if (const auto name = fileNameOfKey(input)) {
+            require(name->find('/') == name->npos && *name != "." && *name != ".." && !name->empty());
+            require(keyOfFileName(*name) == input);
+        }
+    }
+    return 0;
+}

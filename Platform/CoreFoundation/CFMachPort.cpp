@@ -102,7 +102,11 @@ void* deliverMessage(void* message, CFIndex size, CFAllocatorRef, void* owner) {
     return nullptr;
 }
 
-bool portLives(mach_port_t port) noexcept { return static_cast<bool>(PortTable::shared().find(port)); }
+/// A dead name, which only counts rights to send, is no port any more.
+bool portLives(mach_port_t name) noexcept {
+    const LockedPort port = PortTable::shared().find(name);
+    return port && port->receive;
+}
 
 CFMachPortRef makePort(CFAllocatorRef allocator, mach_port_t name, bool owns, CFMachPortCallBack callout,
                        const CFMachPortContext* context, Boolean* shouldFreeInfo) {

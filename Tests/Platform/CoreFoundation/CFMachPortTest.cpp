@@ -262,6 +262,20 @@ TEST(CFMachPort, IsInvalidOnceItsPortHasDied) {
     CFRelease(port);
 }
 
+TEST(CFMachPort, OfADeadNameIsNeitherMadeNorValid) {
+    Inbox inbox;
+    CFMachPortContext context = inbox.context();
+    const mach_port_t name = newPort();
+    ASSERT_EQ(mach_port_insert_right(mach_task_self(), name, name, MACH_MSG_TYPE_MAKE_SEND), KERN_SUCCESS);
+    const CFMachPortRef port = CFMachPortCreateWithPort(nullptr, name, Inbox::take, &context, nullptr);
+    ASSERT_EQ(mach_port_mod_refs(mach_task_self(), name, MACH_PORT_RIGHT_RECEIVE, -1), KERN_SUCCESS);
+    EXPECT_FALSE(CFMachPortIsValid(port));
+    EXPECT_EQ(CFMachPortCreateWithPort(nullptr, name, Inbox::take, &context, nullptr), nullptr);
+    EXPECT_EQ(inbox.held, 0);
+    CFRelease(port);
+    EXPECT_EQ(mach_port_deallocate(mach_task_self(), name), KERN_SUCCESS);
+}
+
 TEST(CFMachPort, ACallBackThatThrowsLosesItsMessageOnly) {
     const mach_port_t name = newPort();
     CFMachPortContext context{};

@@ -215,16 +215,17 @@ bool contains(CFRunLoopRef loop, Item* item, CFStringRef name) {
     return mode && holds(*mode, *item);
 }
 
-/// Adds an item of a loop's common modes, of whatever type, to a mode that has become one.
-void addCommonItem(__CFRunLoop& loop, Mode& mode, CFTypeRef item, Deferred& deferred) {
+/// Shows an item of a loop's common modes as what it is.
+template <class Visit>
+void visitItem(CFTypeRef item, Visit visit) {
     void* const mutableItem = const_cast<void*>(item);
     switch (object(item)->cls->typeID) {
         case TypeID::RunLoopSource:
-            return addToMode(loop, mode, *static_cast<__CFRunLoopSource*>(mutableItem), deferred);
+            return visit(*static_cast<__CFRunLoopSource*>(mutableItem));
         case TypeID::RunLoopObserver:
-            return addToMode(loop, mode, *static_cast<__CFRunLoopObserver*>(mutableItem), deferred);
+            return visit(*static_cast<__CFRunLoopObserver*>(mutableItem));
         default:
-            return addToMode(loop, mode, *static_cast<__CFRunLoopTimer*>(mutableItem), deferred);
+            return visit(*static_cast<__CFRunLoopTimer*>(mutableItem));
     }
 }
 
@@ -300,8 +301,11 @@ void __CFRunLoop::close() {
                 detach(*this, last);
             }
         }
-        // An item is never in the common modes alone: the default mode is always one of them.
-        for (const CFTypeRef item : commonItems) deferred.drop(object(item));
+        // One that was taken out of each of the common modes is still among the items of all of them.
+        for (const CFTypeRef item : commonItems) {
+            visitItem(item, [&](auto& known) { detach(*this, known); });
+            deferred.drop(object(item));
+        }
         commonItems.clear();
     }
     deferred.call();
@@ -316,7 +320,9 @@ void CFRunLoopAddCommonMode(CFRunLoopRef rl, CFRunLoopMode mode) {
         Mode& common = rl->makeMode(mode);
         if (common.isCommon) return;
         common.isCommon = true;
-        for (const CFTypeRef item : rl->commonItems) addCommonItem(*rl, common, item, deferred);
+        for (const CFTypeRef item : rl->commonItems) {
+            visitItem(item, [&](auto& known) { addToMode(*rl, common, known, deferred); });
+        }
     }
     deferred.call();
     rl->noteChange();

@@ -44,6 +44,37 @@ TEST(CFRunLoop, EndsWithItsThreadAndLetsGoOfWhatItHeld) {
     CFRunLoopTimerInvalidate(keptTimer);
 }
 
+TEST(CFRunLoop, EndsWithItsThreadForItemsOfTheCommonModesThatLeftEachOfThem) {
+    Action action;
+    Own source(newSource(action));
+    Own timer(newTimer(action, 1000));
+    Own observer(newObserver(action, kCFRunLoopAllActivities));
+    onOwnLoop([&] {
+        const CFRunLoopRef next = CFRunLoopGetCurrent();
+        onOwnLoop([&] {
+            const CFRunLoopRef loop = CFRunLoopGetCurrent();
+            CFRunLoopAddSource(loop, source, kCFRunLoopCommonModes);
+            CFRunLoopAddTimer(loop, timer, kCFRunLoopCommonModes);
+            CFRunLoopAddObserver(loop, observer, kCFRunLoopCommonModes);
+            CFRunLoopRemoveSource(loop, source, kCFRunLoopDefaultMode);
+            CFRunLoopRemoveTimer(loop, timer, kCFRunLoopDefaultMode);
+            CFRunLoopRemoveObserver(loop, observer, kCFRunLoopDefaultMode);
+            EXPECT_TRUE(CFRunLoopContainsTimer(loop, timer, kCFRunLoopCommonModes));
+        });
+        // They belong to no loop any more: another one takes them.
+        CFRunLoopAddTimer(next, timer, kCFRunLoopDefaultMode);
+        CFRunLoopAddObserver(next, observer, kCFRunLoopDefaultMode);
+        CFRunLoopAddSource(next, source, kCFRunLoopDefaultMode);
+        EXPECT_TRUE(CFRunLoopContainsTimer(next, timer, kCFRunLoopDefaultMode));
+        EXPECT_TRUE(CFRunLoopContainsObserver(next, observer, kCFRunLoopDefaultMode));
+        CFRunLoopTimerSetNextFireDate(timer, 0);
+        CFRunLoopSourceSignal(source);
+    });
+    EXPECT_EQ(CFGetRetainCount(source), 1);
+    EXPECT_EQ(CFGetRetainCount(timer), 1);
+    EXPECT_EQ(CFGetRetainCount(observer), 1);
+}
+
 TEST(CFRunLoop, NullIsIgnored) {
     const CFRunLoopRef loop = CFRunLoopGetCurrent();
     CFRunLoopAddSource(loop, nullptr, kCFRunLoopDefaultMode);

@@ -75,6 +75,18 @@ void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept {
     }
 }
 
+void endFiring(__CFRunLoopTimer& timer) {
+    bool again = false;
+    const Retained<__CFRunLoop> loop = withLocks(timer, [&](__CFRunLoop* held) {
+        timer.firing = false;
+        again = timer.valid && timer.interval > 0;
+        if (again && !timer.moved) timer.advance(now());
+        if (again && held) unpark(*held, timer);
+    });
+    if (!again) CFRunLoopTimerInvalidate(&timer);
+    if (again && loop) loop->noteChange();  // the call may have given the timer to another thread's loop
+}
+
 }  // namespace KXPlatform
 
 __CFRunLoopTimer::__CFRunLoopTimer(CFTimeInterval i, CFIndex o, CFRunLoopTimerCallBack c) noexcept

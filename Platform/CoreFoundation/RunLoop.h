@@ -170,6 +170,10 @@ void removeEverywhere(__CFRunLoop& loop, __CFRunLoopTimer& timer);
 void park(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept;
 void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept;
 
+/// After a timer's call: a repeating one is put back with its next date, into the loop that holds it by now; another
+/// ends. Takes the locks.
+void endFiring(__CFRunLoopTimer& timer);
+
 // Waiting (RunLoopWait.cpp), on the loop's thread without its mutex. What descriptors have become ready is in the
 // mode's list afterwards.
 void waitForEvents(__CFRunLoop& loop, Mode& mode, std::int64_t until);

@@ -267,21 +267,9 @@ void Runner::fire(__CFRunLoopTimer& timer, std::int64_t due) {
         park(loop_, timer);
     }
     struct Finish {
-        __CFRunLoop& loop;
         __CFRunLoopTimer& timer;
-        ~Finish() {
-            bool again;
-            {
-                const std::lock_guard lock(loop.mutex);
-                const std::lock_guard timerLock(timer.mutex);
-                timer.firing = false;
-                again = timer.valid && timer.interval > 0;
-                if (again && !timer.moved) timer.advance(now());
-                if (again) unpark(loop, timer);
-            }
-            if (!again) CFRunLoopTimerInvalidate(&timer);
-        }
-    } const finish{loop_, timer};
+        ~Finish() { endFiring(timer); }
+    } const finish{timer};
     if (timer.callout) timer.callout(&timer, info.get());
 }
 

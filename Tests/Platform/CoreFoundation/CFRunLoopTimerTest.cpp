@@ -170,6 +170,45 @@ TEST(CFRunLoopTimer, BelongsToOneLoopAtATime) {
     EXPECT_EQ(tick.held, 0);
 }
 
+TEST(CFRunLoopTimer, MayGoToAnotherLoopInItsCall) {
+    LoopThread other;
+    Gate firedThere;
+    std::thread::id firedOn;
+    Action action;
+    Own timer(newTimer(action, -1, 0.001));
+    action.run = [&] {
+        if (action.calls > 2) return;
+        firedOn = std::this_thread::get_id();
+        if (action.calls == 2) return firedThere.open();
+        CFRunLoopRemoveTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
+        CFRunLoopAddTimer(other.loop, timer, kCFRunLoopDefaultMode);
+    };
+    onOwnLoop([&] {
+        CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
+        runOnce();
+        EXPECT_TRUE(firedThere.wait());
+        EXPECT_NE(firedOn, std::this_thread::get_id());
+    });
+    CFRunLoopTimerInvalidate(timer);
+    other.end();
+}
+
+TEST(CFRunLoopTimer, MayLeaveItsLoopAndComeBackInItsCall) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Action action;
+        Own timer(newTimer(action, -1, 0.001));
+        action.run = [&] {
+            if (action.calls > 1) return CFRunLoopStop(loop);
+            CFRunLoopRemoveTimer(loop, timer, kCFRunLoopDefaultMode);
+            CFRunLoopAddTimer(loop, timer, kCFRunLoopCommonModes);
+        };
+        CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunStopped);
+        EXPECT_EQ(action.calls, 2);
+    });
+}
+
 TEST(CFRunLoopTimer, WithADateThatIsNoNumberIsNotMade) {
     EXPECT_EQ(CFRunLoopTimerCreate(nullptr, kNaN, 0, 0, 0, Action::fire, nullptr), nullptr);
     EXPECT_EQ(CFRunLoopTimerCreate(nullptr, 0, kNaN, 0, 0, Action::fire, nullptr), nullptr);

@@ -94,13 +94,14 @@ void MutableStringRef::appendAny(CFDictionaryRef formatOptions, CFStringRef form
 }
 
 void StringRef::copyStdString(std::string& out) const {
+    const CFIndex length = getLength();
     if (const char* const text = getCStringPtr(kCFStringEncodingUTF8)) {
-        out = text;
+        // Kept as ASCII: a byte for each unit, a NUL within the text among them.
+        out.assign(text, static_cast<std::size_t>(length));
         return;
     }
     out.clear();
     std::array<UInt8, 512> buffer;
-    const CFIndex length = getLength();
     for (CFIndex location = 0; location < length;) {
         CFIndex used = 0;
         const CFIndex converted = getBytes(CFRangeMake(location, length - location), kCFStringEncodingUTF8, 0, false,

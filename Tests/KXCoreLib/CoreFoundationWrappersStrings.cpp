@@ -149,6 +149,13 @@ TEST(StringRefCopyStdString, IsTheSameForAnEmptyString) {
     EXPECT_EQ(out, "");
 }
 
+TEST(StringRefCopyStdString, KeepsANulWithinTheTextOnBothWays) {
+    const std::string direct("a\0b", 3);
+    const std::string converted("\xC3\xBC\0b", 4);
+    EXPECT_EQ(text(direct).copyStdString(), direct);
+    EXPECT_EQ(text(converted).copyStdString(), converted);
+}
+
 TEST(StringRefCopyStdString, EndsBeforeHalfOfASurrogatePair) {
     const UniChar units[] = {0x20AC, 'b', 0xDC00, 'c'};
     EXPECT_EQ(StringRef::createWithCharacters(nullptr, units, 4).copyStdString(), "€b");

@@ -5,6 +5,7 @@
 int EvalBitMaskFromC(uint64_t* result, const char* text);
 
 int EvalBitMaskFromC(uint64_t* result, const char* text) {
-    static const struct BitMaskConstant names[] = {{"read", 0x1}, {"write", 0x2}, {0, 0}};
-    return EvalBitMask(result, text, names);
+    static const BitMaskConstant names[] = {{"read", 0x1}, {"write", 0x2}, {0, 0}};
+    const struct BitMaskConstant* const table = names;
+    return EvalBitMask(result, text, table);
 }

@@ -12,10 +12,10 @@
 
 /// A name that a text may use, and the mask it stands for. A table of names is an array of these that ends with a row
 /// whose `name` is null. The order of the rows counts: see EvalBitMask.
-struct BitMaskConstant {
+typedef struct BitMaskConstant {
     const char* name;
     uint64_t value;
-};
+} BitMaskConstant;
 
 KX_EXTERN_C_BEGIN
 
@@ -48,10 +48,10 @@ KX_EXTERN_C_BEGIN
 /// text is read where it stands, never copied, so that running out of memory can end no more than the call.
 ///
 /// Example:
-///     static const struct BitMaskConstant names[] = {{"read", 1}, {"write", 2}, {0, 0}};
+///     static const BitMaskConstant names[] = {{"read", 1}, {"write", 2}, {0, 0}};
 ///     uint64_t mask;
 ///     if (EvalBitMask(&mask, "read | 0x10", names) == 0) use(mask);   // 0x11
-KX_EXPORT int EvalBitMask(uint64_t* result, const char* text, const struct BitMaskConstant* table) KX_NOEXCEPT;
+KX_EXPORT int EvalBitMask(uint64_t* result, const char* text, const BitMaskConstant* table) KX_NOEXCEPT;
 
 KX_EXTERN_C_END
 

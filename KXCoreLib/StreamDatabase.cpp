@@ -11,6 +11,11 @@ constexpr const char* kSource = "KXCoreLib/StreamStorageSQLite";
 
 constexpr const char* kCreateTable = "CREATE TABLE IF NOT EXISTS stream01 (id INTEGER PRIMARY KEY, attributes BLOB)";
 
+/// How long an operation waits, in milliseconds, for another connection that holds the file locked: a commit of a
+/// session that is being replaced, or another process. Without it, opening would give up a file in which somebody just
+/// commits, and an append, a commit or a read at that moment would be lost without a word.
+constexpr int kPatience = 1000;
+
 int flagsOf(StreamMode mode) noexcept {
     switch (mode) {
         case StreamModeReadOnly:
@@ -57,7 +62,9 @@ SQLiteDatabase::SQLiteDatabase(const char* path, StreamMode mode) {
 SQLiteDatabase::~SQLiteDatabase() { close(); }
 
 bool SQLiteDatabase::open(const char* path, int flags) noexcept {
-    return sqlite3_open_v2(path, &handle_, flags | SQLITE_OPEN_FULLMUTEX, nullptr) == SQLITE_OK;
+    if (sqlite3_open_v2(path, &handle_, flags | SQLITE_OPEN_FULLMUTEX, nullptr) != SQLITE_OK) return false;
+    sqlite3_busy_timeout(handle_, kPatience);
+    return true;
 }
 
 void SQLiteDatabase::close() noexcept {

@@ -51,7 +51,7 @@ class StreamStorageImpl;
 ///
 /// **Errors.** A file that cannot be opened is deleted and made anew, with a line on the standard error stream; when
 /// that fails too, the process ends. Later failures of the disk are silent: what was not stored is not there on
-/// reading.
+/// reading. An operation waits up to a second for a file that another process holds locked, before that is a failure.
 class KX_EXPORT StreamStorage : boost::noncopyable {
   public:
     /// A closed stream in the file at `path` (copied). Opens nothing.

@@ -6,13 +6,15 @@
 // the tool: its options, an example (footer "Example:\n  kxtool ..."), and a callback that does the work. It is listed
 // in CMakeLists.txt, and nowhere else.
 //
-// A command prints its result on the standard output, and nothing else there. It ends in one of three ways:
+// A command prints its result on the standard output, and nothing else there. It ends in one of four ways:
 //   it returns            exit status 0;
+//   it throws AnswerIsNo  exit status 1, for a question whose answer was printed and is no;
 //   it throws BadInput    one line on the standard error, "kxtool mask: ...", exit status 1;
 //   it throws BadUsage    the same and how to get help, exit status 2, as for options that CLI11 refuses.
 // Any other exception counts as bad input: what() is the line.
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -25,6 +27,9 @@ class BadInput : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
+
+/// The answer was printed, and it is no.
+class AnswerIsNo : public std::exception {};
 
 /// The command line asks for something that does not exist or contradicts itself. Thrown from a command's callback.
 class BadUsage : public std::runtime_error {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "PListFile.h"
 #include "PropertyListText.h"
 #include "Streams.h"
 
@@ -20,19 +21,6 @@ namespace {
 using KXCore::PListArrayIter;
 using KXCore::PListNode;
 using namespace KXCore::CoreFoundation;
-
-constexpr std::size_t kLargestFile = std::size_t{1} << 30;
-
-// ---- Reading
-
-/// The list in a file, and the file's name for messages.
-std::pair<PropertyListRef, std::string> Load(const std::string& file) {
-    Input input(file);
-    Document document = ReadPropertyList(input.readAll(kLargestFile));
-    if (!document.list) throw BadInput(fmt::format("{}: {}", input.name(), document.fault));
-    return {std::move(document.list), input.name()};
-}
-// ---- convert
 
 void RunConvert(const std::string& file, const std::string& format) {
     const auto [list, name] = Load(file);
@@ -80,40 +68,6 @@ const PListNode& ElementAt(const PListNode& node, const std::string& step, std::
     node.getArrayIter(iterator);
     for (; index > 0; --index) iterator.next();
     return iterator.next();
-}
-
-std::string Narrow(const std::wstring& text) {
-    std::string result;
-    for (const wchar_t c : text) {
-        const auto point = static_cast<char32_t>(c);
-        const auto tail = [&](unsigned shift) { result += static_cast<char>(0x80 | ((point >> shift) & 0x3F)); };
-        if (point < 0x80) {
-            result += static_cast<char>(point);
-        } else if (point < 0x800) {
-            result += static_cast<char>(0xC0 | point >> 6);
-            tail(0);
-        } else if (point < 0x10000) {
-            result += static_cast<char>(0xE0 | point >> 12);
-            tail(6);
-            tail(0);
-        } else {
-            result += static_cast<char>(0xF0 | point >> 18);
-            tail(12);
-            tail(6);
-            tail(0);
-        }
-    }
-    return result;
-}
-
-std::wstring Wide(const std::string& utf8) {
-    const StringRef string =
-        StringRef::adopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(utf8.data()),
-                                                 static_cast<CFIndex>(utf8.size()), kCFStringEncodingUTF8, false));
-    if (!string) return L"the list";
-    std::vector<wchar_t> units;
-    KXCore::_GetStringData(units, string.get());
-    return {units.begin(), units.end()};
 }
 
 /// The value at `node` as text. `type` says what it must be; empty takes anything.
@@ -212,7 +166,7 @@ void RunLint(const std::vector<std::string>& files) {
     std::size_t faulty = 0;
     for (const std::string& file : files) {
         Input input(file);
-        const Document document = ReadPropertyList(input.readAll(kLargestFile));
+        const Document document = ReadPropertyList(input.readAll(kLargestListFile));
         if (document.list) {
             Write(fmt::format("{}: OK, {}\n", input.name(), NameOf(document.format)));
         } else {

@@ -34,10 +34,15 @@ int Run(int argc, char** argv) {
     tool.footer("Exit status: 0 done, 1 bad input, 2 bad usage.");
     AddCommands(tool);
     try {
-        tool.parse(argc, argv);
+        ExitStatus status = kDone;
+        try {
+            tool.parse(argc, argv);
+        } catch (const AnswerIsNo&) {
+            status = kFailedOnInput;
+        }
         if (tool.get_subcommands().empty()) throw BadUsage("which command?");
         Flush();
-        return kDone;
+        return status;
     } catch (const CLI::ParseError& error) {
         // Asking for help or the version ends parsing too, but is no failure.
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {

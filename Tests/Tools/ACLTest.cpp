@@ -1,0 +1,137 @@
+#include <string>
+
+#include "NamedPeople.h"
+
+namespace {
+
+using ACLCommand = NamedPeople;
+
+constexpr const char* kNames = "read=1,write=2,execute=4";
+constexpr const char* kList = "bob:deny:write/%staff:allow:read|write/ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000C::execute";
+
+TEST_F(ACLCommand, GrantsAndTellsWhichEntryDecided) {
+    EXPECT_EQ(run({"acl", "check", "--acl", kList, "--user", "bob", "--mask", "read|execute", "--names", kNames}),
+              (ProgramOutcome{0,
+                              "granted\n"
+                              "  read: allowed by entry 2 (allow group HOST\\staff: read | write)\n"
+                              "  execute: allowed by entry 3 (allow everybody: execute)\n",
+                              ""}));
+}
+
+TEST_F(ACLCommand, RefusesAndTellsWhichEntryDecided) {
+    EXPECT_EQ(run({"acl", "check", "--acl", kList, "--user", "bob", "--mask", "7|8", "--names", kNames}),
+              (ProgramOutcome{1,
+                              "refused\n"
+                              "  read: allowed by entry 2 (allow group HOST\\staff: read | write)\n"
+                              "  write: denied by entry 1 (deny user HOST\\bob: write)\n"
+                              "  execute: allowed by entry 3 (allow everybody: execute)\n"
+                              "  0x8: allowed by no entry\n",
+                              ""}));
+}
+
+TEST_F(ACLCommand, ABitThatWasAllowedIsNotTakenBack) {
+    EXPECT_EQ(run({"acl", "check", "--acl", "alice:allow:3/alice:deny:2", "--user", "alice", "--mask", "2"}),
+              (ProgramOutcome{0, "granted\n  0x2: allowed by entry 1 (allow user HOST\\alice: 0x3)\n", ""}));
+}
+
+TEST_F(ACLCommand, ChecksAUserGivenByUUID) {
+    // Nobody known: whether this is a member of staff cannot be found out, and the entry that denies counts.
+    EXPECT_EQ(run({"acl", "check", "--acl", "%staff:deny:1/ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000C::3", "--user",
+                   "12345678-1234-1234-1234-123456789012", "--mask", "3"}),
+              (ProgramOutcome{1,
+                              "refused\n"
+                              "  0x1: denied by entry 1 (deny group HOST\\staff: 0x1)\n"
+                              "  0x2: allowed by entry 2 (allow everybody: 0x3)\n",
+                              ""}));
+}
+
+TEST_F(ACLCommand, AnEmptyListGrantsTheRequestForNothing) {
+    EXPECT_EQ(run({"acl", "check", "--acl", "", "--user", "alice", "--mask", "0"}),
+              (ProgramOutcome{0, "granted\n", ""}));
+    EXPECT_EQ(run({"acl", "check", "--acl", "/", "--user", "alice", "--mask", "1"}),
+              (ProgramOutcome{1, "refused\n  0x1: allowed by no entry\n", ""}));
+}
+
+TEST_F(ACLCommand, ReadsAPropertyList) {
+    const std::string file =
+        folder.write("list.plist",
+                     "<plist version=\"1.0\"><array>"
+                     "<dict><key>Type</key><string>deny</string><key>UserName</key><string>DOMAIN\\carol</string>"
+                     "<key>AccessMask</key><integer>4294967298</integer></dict>"
+                     "<dict><key>Type</key><string>allow</string><key>GroupName</key><string>users</string>"
+                     "<key>AccessMask</key><string>read|write</string></dict>"
+                     "</array></plist>");
+    EXPECT_EQ(run({"acl", "show", "--file", file, "--names", kNames}),
+              (ProgramOutcome{0,
+                              "1  deny   user DOMAIN\\carol: write\n"
+                              "2  allow  group HOST\\users: read | write\n",
+                              ""}));
+    EXPECT_EQ(
+        run({"acl", "check", "--file", file, "--user", "DOMAIN\\carol", "--mask", "write", "--names", kNames}).status,
+        1);
+    EXPECT_EQ(run({"acl", "check", "--file", file, "--user", "alice", "--mask", "write", "--names", kNames}).status, 0);
+}
+
+TEST_F(ACLCommand, TellsWhereAPropertyListIsWrong) {
+    const auto refused = [this](const std::string& body) {
+        return run({"acl", "show", "--file", "-"}, "<plist version=\"1.0\">" + body + "</plist>");
+    };
+    EXPECT_EQ(refused("<integer>1</integer>"), (ProgramOutcome{1, "", "kxtool acl show: standard input: bad ACL\n"}));
+    EXPECT_EQ(refused("<array><dict><key>Type</key><string>permit</string></dict></array>"),
+              (ProgramOutcome{1, "", "kxtool acl show: standard input [/Item_0/Type]: bad type of ACL entry\n"}));
+    EXPECT_EQ(refused("<array><dict><key>Type</key><string>deny</string><key>SID</key><true/></dict></array>"),
+              (ProgramOutcome{1, "", "kxtool acl show: standard input [/Item_0/SID]: the value is not a string\n"}));
+    EXPECT_EQ(refused("<array>").status, 1);
+    EXPECT_EQ(run({"acl", "show", "--file", ""}).status, 1) << "a file without a name";
+}
+
+TEST_F(ACLCommand, ShowsEntriesOfEveryKind) {
+    EXPECT_EQ(run({"acl", "show", "--acl",
+                   "alice:deny:~0/S-1-22-2-70200::0/ABCDEFAB-CDEF-ABCD-EFAB-CDEFFFFFFFFE::1/"
+                   "12345678-1234-1234-1234-123456789012::read|8/FFFFEEEE-DDDD-CCCC-BBBB-AAAA0000FFFF::1",
+                   "--names", kNames}),
+              (ProgramOutcome{0,
+                              "1  deny   user HOST\\alice: read | write | execute | 0xfffffff8\n"
+                              "2  allow  group HOST\\staff: 0x0\n"
+                              "3  allow  nobody: read\n"
+                              "4  allow  12345678-1234-1234-1234-123456789012: read | 0x8\n"
+                              "5  allow  user 65535: read\n",
+                              ""}));
+    EXPECT_EQ(run({"acl", "show", "--acl", "/"}), (ProgramOutcome{0, "no entries: nothing is granted\n", ""}));
+}
+
+TEST_F(ACLCommand, ReportsWhatIsWrongWithATextInOneLine) {
+    const auto refused = [this](const char* text) { return run({"acl", "show", "--acl", text}); };
+    EXPECT_EQ(refused("alice:allow"),
+              (ProgramOutcome{1, "", "kxtool acl show: syntax error in ACL string, position 1: alice:allow\n"}));
+    EXPECT_EQ(refused("alice:permit:1"), (ProgramOutcome{1, "", "kxtool acl show: unrecognized ACE type permit\n"}));
+    EXPECT_EQ(refused("alice:allow:read"),
+              (ProgramOutcome{1, "", "kxtool acl show: unknown ID: read; syntax error\n"}));
+    const ProgramOutcome unknown = refused("mallory:allow:1");
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_EQ(unknown.out, "");
+    EXPECT_TRUE(unknown.err.starts_with("kxtool acl show: user mallory unknown: ")) << unknown.err;
+}
+
+TEST_F(ACLCommand, KeepsUnknownNamesWhenAskedTo) {
+    const ProgramOutcome outcome = run({"acl", "show", "--tolerant", "--acl", "mallory:deny:1/alice:allow:2"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "1  deny   (unresolved): 0x1\n2  allow  user HOST\\alice: 0x2\n");
+    EXPECT_TRUE(outcome.err.starts_with("kxtool acl show: warning: user mallory unknown: ")) << outcome.err;
+}
+
+TEST_F(ACLCommand, AnUnknownUserAndABadMaskAreBadInput) {
+    EXPECT_EQ(run({"acl", "check", "--acl", "", "--user", "mallory", "--mask", "1"}),
+              (ProgramOutcome{1, "", "kxtool acl check: there is no user \"mallory\"\n"}));
+    EXPECT_EQ(run({"acl", "check", "--acl", "", "--user", "alice", "--mask", "1|"}),
+              (ProgramOutcome{1, "", "kxtool acl check: \"1|\": syntax error\n"}));
+}
+
+TEST_F(ACLCommand, NeedsExactlyOneList) {
+    EXPECT_EQ(run({"acl", "show"}).status, 2);
+    EXPECT_EQ(run({"acl", "show", "--acl", "", "--file", "x"}).status, 2);
+    EXPECT_EQ(run({"acl", "check", "--acl", ""}).status, 2);
+    EXPECT_EQ(run({"acl"}).status, 2);
+}
+
+}  // namespace

@@ -1,0 +1,22 @@
+#pragma once
+
+// Property lists in files, and the names of places in them, for the commands that read them.
+
+#include <KXCoreLib/CoreFoundationWrappers.h>
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace kxtool {
+
+inline constexpr std::size_t kLargestListFile = std::size_t{1} << 30;
+
+/// The list in a file, and the file's name for messages. Throws BadInput.
+std::pair<KXCore::CoreFoundation::PropertyListRef, std::string> Load(const std::string& file);
+
+/// Between UTF-8 and code points, for locations.
+std::string Narrow(const std::wstring& text);
+std::wstring Wide(const std::string& utf8);
+
+}  // namespace kxtool

@@ -7,9 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-#include <sys/resource.h>
+#include <sys/inotify.h>
 
 #include <atomic>
+#include <cerrno>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -24,9 +25,18 @@ namespace {
 /// Whether the platform is to refuse the keys that a session wants to hear of.
 bool keysAreRefused = false;
 
+/// Whether the system is to have no inotify descriptor left.
+bool watchesAreRefused = false;
+
 }  // namespace
 
-/// Stands before the platform's.
+/// These stand before the system's and the platform's.
+extern "C" __attribute__((visibility("default"))) int inotify_init1(int flags) noexcept {
+    static const auto next = reinterpret_cast<decltype(&inotify_init1)>(dlsym(RTLD_NEXT, "inotify_init1"));
+    if (!watchesAreRefused) return next(flags);
+    errno = EMFILE;
+    return -1;
+}
 extern "C" __attribute__((visibility("default"))) Boolean SCDynamicStoreSetNotificationKeys(SCDynamicStoreRef store,
                                                                                             CFArrayRef keys,
                                                                                             CFArrayRef patterns) {
@@ -405,17 +415,14 @@ TEST_F(DynamicStoreSource, EndsTheProcessWhenItsKeysCannotBeWatched) {
 TEST_F(DynamicStoreSource, ThrowsWhenThePlatformHasNoDescriptorForIt) {
     const ClientPointer client = add({"a"});
     const auto source = boost::make_shared<RunLoopSourceSCDynamicStore>(setup);
-    rlimit before;
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    watchesAreRefused = true;
     bool thrown = false;
     try {
         RunLoopSourceSCDynamicStore::initialize(source);
     } catch (const CoreFoundation::CFException&) {
         thrown = true;
     }
-    setrlimit(RLIMIT_NOFILE, &before);
+    watchesAreRefused = false;
     EXPECT_TRUE(thrown);
     EXPECT_EQ(client->calls, 0);
     RunLoopSourceSCDynamicStore::initialize(source);

@@ -35,9 +35,9 @@ ProgramOutcome Print(const std::string& records, std::vector<std::string> option
 }
 
 TEST(AuditCommand, EncodesTheBytesOfARecord) {
-    EXPECT_EQ(
-        Encoded("{\"record_id\": 2, \"pid\": 5, \"name\": \"x\"}"),
-        "AUDITREC\x38\0\0\0\x28\0\0\0\2\0\0\0\0\0\0\0\0\0\0\0\5\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0x\0\0\0\0\0\0"s);
+    EXPECT_EQ(Encoded("{\"record_id\": 2, \"pid\": 5, \"name\": \"x\"}"),
+              "AUDITREC\x38\0\0\0\x28\0\0\0"s + "\2\0\0\0\0\0\0\0\0\0\0\0\5\0\0\0"s + std::string(8, '\0') +
+                  std::string(9, '\0') + "x" + std::string(6, '\0'));
     EXPECT_EQ(Encoded("\n{}\n \n{}").size(), 2 * 56u);
     EXPECT_EQ(Encoded(""), "");
 }
@@ -88,7 +88,7 @@ TEST(AuditCommand, PrintsALineAFieldThatIsSet) {
                               "  date          2026-11-15T16:02:42.123Z\n"
                               "  reason        a\\nb\n"
                               "\n"
-                              "byte 84\n"
+                              "byte 80\n"
                               "  record_id     0\n"
                               "  event_id      0\n"
                               "  status        0\n"

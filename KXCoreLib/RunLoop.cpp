@@ -76,102 +76,102 @@ void RunLoopSource::enumerateSubComponents(const Enumerator&, int) {}
 
 // ---- Timers
 
-RunLoopSourceTimer::RunLoopSourceTimer(double date, double seconds) : fireDate(date), interval(seconds) {}
+RunLoopSourceTimer::RunLoopSourceTimer(double fireDate, double interval) : fireDate_(fireDate), interval_(interval) {}
 
 RunLoopSourceTimer::~RunLoopSourceTimer() {
-    if (timer) timer.invalidate();
+    if (timer_) timer_.invalidate();
 }
 
 void RunLoopSourceTimer::initialize(const boost::shared_ptr<RunLoopSourceTimer>& source) {
-    if (source->timer) return;
+    if (source->timer_) return;
     const auto bridge = rl_bridge<RunLoopSourceTimer>::make_bridge(source);
     auto context = contextOf<CFRunLoopTimerContext>(bridge);
-    source->timer = RunLoopTimerRef::create(kCFAllocatorDefault, source->fireDate, source->interval, 0, 0,
-                                            _TimerCallBack, &context);
+    source->timer_ = RunLoopTimerRef::create(kCFAllocatorDefault, source->fireDate_, source->interval_, 0, 0,
+                                             _TimerCallBack, &context);
 }
 
 void RunLoopSourceTimer::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopAddTimer(runLoop, timer.get(), mode);
+    CFRunLoopAddTimer(runLoop, timer_.get(), mode);
 }
 
 void RunLoopSourceTimer::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopRemoveTimer(runLoop, timer.get(), mode);
+    CFRunLoopRemoveTimer(runLoop, timer_.get(), mode);
 }
 
 // ---- Event ports
 
-RunLoopSourceEventPort::RunLoopSourceEventPort(unsigned int name) : port(name) {}
-RunLoopSourceEventPort::RunLoopSourceEventPort(const EventPort& eventPort) : port(eventPort.getPort()) {}
+RunLoopSourceEventPort::RunLoopSourceEventPort(unsigned int port) : port_(port) {}
+RunLoopSourceEventPort::RunLoopSourceEventPort(const EventPort& port) : port_(port.getPort()) {}
 
 RunLoopSourceEventPort::~RunLoopSourceEventPort() {
-    if (machPort) machPort.invalidate();
+    if (machPort_) machPort_.invalidate();
 }
 
 void RunLoopSourceEventPort::initialize(const boost::shared_ptr<RunLoopSourceEventPort>& source) {
-    if (source->machPort) return;
-    MachPortRef made = makeMachPort(source, source->port, _EventPortCallBack, 179);
-    source->runLoopSource = MachPortRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
-    source->machPort = std::move(made);
+    if (source->machPort_) return;
+    MachPortRef made = makeMachPort(source, source->port_, _EventPortCallBack, 179);
+    source->runLoopSource_ = MachPortRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
+    source->machPort_ = std::move(made);
 }
 
 void RunLoopSourceEventPort::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopAddSource(runLoop, runLoopSource.get(), mode);
+    CFRunLoopAddSource(runLoop, runLoopSource_.get(), mode);
 }
 
 void RunLoopSourceEventPort::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopRemoveSource(runLoop, runLoopSource.get(), mode);
+    CFRunLoopRemoveSource(runLoop, runLoopSource_.get(), mode);
 }
 
 // ---- Ports
 
-RunLoopSourceMachPort::RunLoopSourceMachPort(unsigned int name) : port(name) {}
-RunLoopSourceMachPort::RunLoopSourceMachPort(const MachPort& machPortOwner) : port(machPortOwner.getPort()) {}
+RunLoopSourceMachPort::RunLoopSourceMachPort(unsigned int port) : port_(port) {}
+RunLoopSourceMachPort::RunLoopSourceMachPort(const MachPort& port) : port_(port.getPort()) {}
 
 RunLoopSourceMachPort::~RunLoopSourceMachPort() {
-    if (machPort) machPort.invalidate();
+    if (machPort_) machPort_.invalidate();
 }
 
 void RunLoopSourceMachPort::initialize(const boost::shared_ptr<RunLoopSourceMachPort>& source) {
-    if (source->machPort) return;
-    MachPortRef made = makeMachPort(source, source->port, _MachPortCallBack, 261);
-    source->runLoopSource = MachPortRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
-    source->machPort = std::move(made);
+    if (source->machPort_) return;
+    MachPortRef made = makeMachPort(source, source->port_, _MachPortCallBack, 261);
+    source->runLoopSource_ = MachPortRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
+    source->machPort_ = std::move(made);
 }
 
 void RunLoopSourceMachPort::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopAddSource(runLoop, runLoopSource.get(), mode);
+    CFRunLoopAddSource(runLoop, runLoopSource_.get(), mode);
 }
 
 void RunLoopSourceMachPort::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopRemoveSource(runLoop, runLoopSource.get(), mode);
+    CFRunLoopRemoveSource(runLoop, runLoopSource_.get(), mode);
 }
 
 // ---- Descriptors
 
-RunLoopSourceFileDescriptor::RunLoopSourceFileDescriptor(int descriptor) : fd(descriptor) {}
+RunLoopSourceFileDescriptor::RunLoopSourceFileDescriptor(int fd) : fd_(fd) {}
 
 RunLoopSourceFileDescriptor::~RunLoopSourceFileDescriptor() {
-    if (!fileDescriptor) return;
-    runLoopSource.invalidate();
-    fileDescriptor.invalidate();
+    if (!fileDescriptor_) return;
+    runLoopSource_.invalidate();
+    fileDescriptor_.invalidate();
 }
 
 void RunLoopSourceFileDescriptor::initialize(const boost::shared_ptr<RunLoopSourceFileDescriptor>& source) {
-    if (source->fileDescriptor) return;
+    if (source->fileDescriptor_) return;
     const auto bridge = rl_bridge<RunLoopSourceFileDescriptor>::make_bridge(source);
     const auto context = contextOf<CFFileDescriptorContext>(bridge);
     FileDescriptorRef made =
-        FileDescriptorRef::create(kCFAllocatorDefault, source->fd, false, _FileDescriptorCallBack, &context);
-    source->runLoopSource = FileDescriptorRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
-    source->fileDescriptor = std::move(made);
+        FileDescriptorRef::create(kCFAllocatorDefault, source->fd_, false, _FileDescriptorCallBack, &context);
+    source->runLoopSource_ = FileDescriptorRef::createRunLoopSource(kCFAllocatorDefault, made.get(), 0);
+    source->fileDescriptor_ = std::move(made);
 }
 
 void RunLoopSourceFileDescriptor::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopAddSource(runLoop, runLoopSource.get(), mode);
+    CFRunLoopAddSource(runLoop, runLoopSource_.get(), mode);
 }
 
 void RunLoopSourceFileDescriptor::unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
-    CFRunLoopRemoveSource(runLoop, runLoopSource.get(), mode);
+    CFRunLoopRemoveSource(runLoop, runLoopSource_.get(), mode);
 }
 
 }  // namespace KXCore

@@ -26,7 +26,7 @@ class OnReadable final : public RunLoopSourceFileDescriptor {
   public:
     OnReadable(int descriptor, std::function<void()> function)
         : RunLoopSourceFileDescriptor(descriptor), function_(std::move(function)) {}
-    void enable() { fileDescriptor.enableCallBacks(kCFFileDescriptorReadCallBack); }
+    void enable() { fileDescriptor_.enableCallBacks(kCFFileDescriptorReadCallBack); }
     void callback() override {
         function_();
         enable();

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -70,7 +71,7 @@ class Probe final : public Leaf {
 struct TimerProbe final : RunLoopSourceTimer {
     using RunLoopSourceTimer::RunLoopSourceTimer;
     void callback() override {}
-    CFRunLoopTimerRef platformTimer() const { return timer.get(); }
+    CFRunLoopTimerRef platformTimer() const { return timer_.get(); }
 };
 
 template <class Leaf, class... Args>
@@ -590,6 +591,35 @@ TEST_F(RunLoopSources, EndOnAnyThreadWhileTheirEventsArrive) {
     EXPECT_EQ(countOf("/proc/self/fd"), descriptors);
     EXPECT_EQ(countOf("/proc/self/task"), threadCount);
     EXPECT_GT(calls, 0);
+}
+
+TEST_F(RunLoopSources, EverySignalIsFollowedByACallWhoeverSignals) {
+    // Each producer signals and waits until it has been heard: one signal lost and it waits for good.
+    const LoopThread runner;
+    constexpr int kProducers = 4, kSignals = 2000;
+    const EventPort port(0);
+    std::atomic<int> posted[kProducers] = {}, heard[kProducers] = {};
+    const auto source = make<Event>(port);
+    source->action = [&] {
+        for (int p = 0; p < kProducers; ++p) heard[p] = posted[p].load();
+    };
+    Event::initialize(source);
+    source->scheduleWithRunLoop(runner.loop(), kCFRunLoopDefaultMode, 0);
+    std::vector<std::thread> producers;
+    for (int p = 0; p < kProducers; ++p) {
+        producers.emplace_back([&, p] {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+            for (int i = 1; i <= kSignals; ++i) {
+                posted[p] = i;
+                port.signal();
+                while (heard[p] < i) {
+                    ASSERT_LT(std::chrono::steady_clock::now(), end) << "signal " << i << " was lost";
+                    std::this_thread::yield();
+                }
+            }
+        });
+    }
+    for (std::thread& producer : producers) producer.join();
 }
 
 TEST_F(RunLoopSources, TheLastPointerMayGoToAThreadThatRacesWithTheCall) {

@@ -82,12 +82,15 @@ class KX_EXPORT RunLoopSourceTimer : public RunLoopSource {
     void unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int depth) override;
     virtual void callback() = 0;
 
+    /// The platform's object, borrowed; null until initialize().
+    CFRunLoopTimerRef getTimer() const noexcept { return timer_.get(); }
+
   protected:
     ~RunLoopSourceTimer();
 
-    double fireDate;
-    double interval;
-    CoreFoundation::RunLoopTimerRef timer;
+    double fireDate_;
+    double interval_;
+    CoreFoundation::RunLoopTimerRef timer_;
 };
 
 /// Is called when an event port has been signalled. There can be one source for a port at a time: initializing another
@@ -105,14 +108,14 @@ class KX_EXPORT RunLoopSourceEventPort : public RunLoopSource {
     virtual void callback() = 0;
 
     /// The platform's object, borrowed; null until initialize().
-    CFMachPortRef getMachPort() const noexcept { return machPort.get(); }
+    CFMachPortRef getMachPort() const noexcept { return machPort_.get(); }
 
   protected:
     ~RunLoopSourceEventPort();
 
-    unsigned int port;
-    CoreFoundation::MachPortRef machPort;
-    CoreFoundation::RunLoopSourceRef runLoopSource;
+    unsigned int port_;
+    CoreFoundation::MachPortRef machPort_;
+    CoreFoundation::RunLoopSourceRef runLoopSource_;
 };
 
 /// Is called when a port has a message, once for each; the message itself is not handed on.
@@ -131,13 +134,13 @@ class KX_EXPORT RunLoopSourceMachPort : public RunLoopSource {
   protected:
     ~RunLoopSourceMachPort();
 
-    unsigned int port;
-    CoreFoundation::MachPortRef machPort;
-    CoreFoundation::RunLoopSourceRef runLoopSource;
+    unsigned int port_;
+    CoreFoundation::MachPortRef machPort_;
+    CoreFoundation::RunLoopSourceRef runLoopSource_;
 };
 
 /// Is called when a descriptor is ready for what is enabled. Nothing is enabled to begin with, and each call disables
-/// what it was for: the derived class enables the platform's object (fileDescriptor) for reading or writing.
+/// what it was for: the derived class enables the platform's object (fileDescriptor_) for reading or writing.
 class KX_EXPORT RunLoopSourceFileDescriptor : public RunLoopSource {
   public:
     /// The descriptor is not owned.
@@ -150,14 +153,14 @@ class KX_EXPORT RunLoopSourceFileDescriptor : public RunLoopSource {
     virtual void callback() = 0;
 
     /// The platform's object, borrowed; null until initialize().
-    CFFileDescriptorRef getFileDescriptor() const noexcept { return fileDescriptor.get(); }
+    CFFileDescriptorRef getFileDescriptor() const noexcept { return fileDescriptor_.get(); }
 
   protected:
     ~RunLoopSourceFileDescriptor();
 
-    int fd;
-    CoreFoundation::FileDescriptorRef fileDescriptor;
-    CoreFoundation::RunLoopSourceRef runLoopSource;
+    int fd_;
+    CoreFoundation::FileDescriptorRef fileDescriptor_;
+    CoreFoundation::RunLoopSourceRef runLoopSource_;
 };
 
 /// What the platform's objects hold in a source's place: counted by them, from any thread, and referring to the source

@@ -110,10 +110,11 @@ void __CFRunLoopTimer::advance(std::int64_t now) noexcept {
     date = firstDate + ahead;
 }
 
-std::int64_t __CFRunLoopTimer::slack() const noexcept {
+std::int64_t __CFRunLoopTimer::latest() const noexcept {
     // A repeating timer served later than half of its interval would come nearer to its next date than to its own.
     const CFTimeInterval most = interval > 0 ? std::min(tolerance, interval / 2) : tolerance;
-    return timeAfter(0, most);
+    const std::int64_t slack = timeAfter(0, most);
+    return deadline > kForever - slack ? kForever : deadline + slack;
 }
 
 CFTypeID CFRunLoopTimerGetTypeID() { return number(TypeID::RunLoopTimer); }
@@ -142,7 +143,7 @@ CFAbsoluteTime CFRunLoopTimerGetNextFireDate(CFRunLoopTimerRef timer) {
 
 void CFRunLoopTimerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireDate) {
     if (!timer || std::isnan(fireDate)) return;
-    bool isNext = false;
+    bool isSooner = false;
     const Retained<__CFRunLoop> loop = withLocks(*timer, [&](__CFRunLoop* held) {
         if (!timer->valid) return;
         timer->moveTo(fireDate);
@@ -152,10 +153,10 @@ void CFRunLoopTimerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireD
             const auto found = mode->timers.find(timer);
             if (found == mode->timers.end()) continue;
             mode->schedule.move(found->second, timer->deadline);
-            isNext |= mode->schedule.first().timer == timer;
         }
+        isSooner = timer->latest() < held->wakesAt;
     });
-    if (isNext) loop->noteChange();
+    if (isSooner) loop->noteChange();
 }
 
 CFTimeInterval CFRunLoopTimerGetInterval(CFRunLoopTimerRef timer) { return timer ? timer->interval : 0; }
@@ -197,8 +198,12 @@ CFTimeInterval CFRunLoopTimerGetTolerance(CFRunLoopTimerRef timer) {
 
 void CFRunLoopTimerSetTolerance(CFRunLoopTimerRef timer, CFTimeInterval tolerance) {
     if (!timer) return;
-    const std::lock_guard lock(timer->mutex);
-    timer->tolerance = tolerance > 0 ? tolerance : 0;
+    bool isSooner = false;
+    const Retained<__CFRunLoop> loop = withLocks(*timer, [&](__CFRunLoop* held) {
+        timer->tolerance = tolerance > 0 ? tolerance : 0;
+        isSooner = held && timer->latest() < held->wakesAt;
+    });
+    if (isSooner) loop->noteChange();
 }
 
 CFAbsoluteTime CFRunLoopGetNextTimerFireDate(CFRunLoopRef rl, CFRunLoopMode mode) {

@@ -145,7 +145,8 @@ struct __CFRunLoop : KXPlatform::Object {
     std::vector<std::unique_ptr<Mode>> modes;
     std::unordered_set<CFTypeRef> commonItems;  ///< retained
     KXPlatform::Run* current = nullptr;
-    std::atomic<std::uint64_t> signals{1};  ///< counts signals to sources that this loop holds
+    std::int64_t wakesAt = KXPlatform::kForever;  ///< by itself, as its timers were when it went to wait
+    std::atomic<std::uint64_t> signals{1};        ///< counts signals to sources that this loop holds
 
     // The loop's thread alone:
     int timer = -1;

@@ -104,8 +104,8 @@ struct __CFRunLoopTimer : KXPlatform::Object {
     void moveTo(CFAbsoluteTime date) noexcept;
     /// Moves a repeating timer to the first of its dates that is later than `now`.
     void advance(std::int64_t now) noexcept;
-    /// How long after its date the timer may be served, in nanoseconds.
-    std::int64_t slack() const noexcept;
+    /// When the timer must be served at the latest: its deadline and its tolerance.
+    std::int64_t latest() const noexcept;
 
     const CFTimeInterval interval;  ///< 0: fires once
     const CFIndex order;

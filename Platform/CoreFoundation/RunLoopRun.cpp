@@ -84,10 +84,10 @@ std::int64_t Runner::nextWakeUp() {
     mode_.schedule.descend([&](const TimerKey& key) {
         if (key.deadline >= latest) return false;
         const std::lock_guard timerLock(key.timer->mutex);
-        const std::int64_t slack = key.timer->slack();
-        latest = std::min(latest, key.deadline > kForever - slack ? kForever : key.deadline + slack);
+        latest = std::min(latest, key.timer->latest());
         return true;
     });
+    loop_.wakesAt = latest;
     return latest;
 }
 

@@ -268,6 +268,38 @@ TEST(CFRunLoopTimer, IsServedWithinItsTolerance) {
     });
 }
 
+TEST(CFRunLoopTimer, IsServedInTimeBesideOneThatMayBeServedLater) {
+    // The loop sleeps until the tolerance of the first is used up; the others must be seen all the same.
+    LoopThread thread;
+    Action first, moved, stricter;
+    Gate firstFired, movedFired, stricterFired;
+    first.run = [&] { firstFired.open(); };
+    moved.run = [&] { movedFired.open(); };
+    stricter.run = [&] { stricterFired.open(); };
+    Own patient(newTimer(first, 0.02)), later(newTimer(moved, 1000)), lazy(newTimer(stricter, 0.05));
+    CFRunLoopTimerSetTolerance(patient, 1000);
+    CFRunLoopTimerSetTolerance(lazy, 1000);
+    for (const CFRunLoopTimerRef timer : {patient.ref, later.ref, lazy.ref}) {
+        CFRunLoopAddTimer(thread.loop, timer, kCFRunLoopDefaultMode);
+    }
+    while (!CFRunLoopIsWaiting(thread.loop)) std::this_thread::yield();
+    CFRunLoopTimerSetNextFireDate(later, CFAbsoluteTimeGetCurrent() + 0.1);
+    EXPECT_TRUE(movedFired.wait());
+    EXPECT_TRUE(firstFired.wait());
+    EXPECT_TRUE(stricterFired.wait());
+
+    Action last;
+    Gate lastFired;
+    last.run = [&] { lastFired.open(); };
+    Own loose(newTimer(last, 0.01));
+    CFRunLoopTimerSetTolerance(loose, 1000);
+    CFRunLoopAddTimer(thread.loop, loose, kCFRunLoopDefaultMode);
+    while (!CFRunLoopIsWaiting(thread.loop)) std::this_thread::yield();
+    CFRunLoopTimerSetTolerance(loose, 0);
+    EXPECT_TRUE(lastFired.wait());
+    thread.end();
+}
+
 TEST(CFRunLoopTimer, KnowsItsContext) {
     Action tick;
     Own timer(newTimer(tick, 1000));

@@ -190,6 +190,8 @@ TEST(PropertyListXMLReader, AcceptsBase64WithForeignCharactersAndWithoutPadding)
     EXPECT_EQ(reread("<data>QUJDRA==</data>"), "<data>\nQUJDRA==\n</data>\n");
     EXPECT_EQ(reread("<data>QUI=</data>"), "<data>\nQUI=\n</data>\n");
     EXPECT_EQ(reread("<data>QUJDREVG</data>"), "<data>\nQUJDREVG\n</data>\n");
+    EXPECT_EQ(reread("<data>QUJDR\nEVGQUJD*REVG+/+/\n</data>"), "<data>\nQUJDREVGQUJDREVG+/+/\n</data>\n");
+    EXPECT_EQ(reread("<data>QUI=QUJDQUI=QUJD</data>"), "<data>\nQUJBQkNBQkFCQw==\n</data>\n");
 }
 
 TEST(PropertyListXMLReader, DropsAnIncompleteLastGroupOfBase64) {
@@ -307,7 +309,8 @@ TEST(PropertyListXMLReader, RefusesMalformedDates) {
     for (const char* const content :
          {"", "2001-01-01", "2001-01-01T00:00:00", "2001-01-01T00:00:00ZZ", "2001-1-01T00:00:00Z", "01-01-01T00:00:00Z",
           "2001/01/01T00:00:00Z", " 2001-01-01T00:00:00Z", "2001-01-01 00:00:00Z", "2001-01-01T00:00:00.5Z",
-          "9999999999-01-01T00:00:00Z", "99999999999-01-01T00:00:00Z", "2001-01-01T00:00Z", "-", "+2001-01-01T00:00:00Z"}) {
+          "9999999999-01-01T00:00:00Z", "99999999999-01-01T00:00:00Z", "2001-01-01T00:00Z", "-",
+          "+2001-01-01T00:00:00Z"}) {
         EXPECT_TRUE(isRefused("<date>" + std::string(content) + "</date>", "on line 1")) << content;
     }
 }

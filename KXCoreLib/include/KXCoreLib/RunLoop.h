@@ -3,7 +3,7 @@
 /// Sources of a run loop: each delivers one kind of the platform's events to a callback() on the thread of the run loop
 /// that it is scheduled on.
 ///
-///     class Watcher : public RunLoopSourceFileDescriptor {
+///     class Watcher final : public RunLoopSourceFileDescriptor {  // final: see RunLoopSource on destructors
 ///       public:
 ///         using RunLoopSourceFileDescriptor::RunLoopSourceFileDescriptor;
 ///         void callback() override { ... }
@@ -42,7 +42,7 @@ namespace KXCore {
 
 /// What can be scheduled on a run loop. A composite source overrides enumerateSubComponents() and is scheduled by
 /// scheduling its parts; a leaf overrides the first two. There is no virtual destructor: the shared pointer that a
-/// source was made with destroys it as what it is.
+/// source was made with destroys it as what it is. (Declare the class that is made final, or clang warns of that.)
 class KX_EXPORT RunLoopSource : private boost::noncopyable {
   public:
     /// Is shown the parts of a composite one by one.

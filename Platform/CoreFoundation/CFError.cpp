@@ -6,7 +6,7 @@
 
 #include <climits>
 #include <cstring>
-#include <vector>
+#include <utility>
 
 using namespace KXPlatform;
 
@@ -149,18 +149,21 @@ CFStringRef describeError(const Object* object) {
     CFRelease(message);
     description.format("\"");
 
-    const std::size_t count = static_cast<std::size_t>(CFDictionaryGetCount(error->userInfo));
-    if (count > 0) {
-        std::vector<const void*> keys(count), values(count);
-        CFDictionaryGetKeysAndValues(error->userInfo, keys.data(), values.data());
-        for (std::size_t i = 0; i < count; ++i) {
-            description.format(i == 0 ? " UserInfo={" : ", ");
-            appendValue(description, keys[i]);
-            description.format("=");
-            appendValue(description, values[i]);
-        }
-        description.format("}");
-    }
+    struct Walk {
+        Description& description;
+        const char* before;
+    } walk{description, " UserInfo={"};
+    CFDictionaryApplyFunction(
+        error->userInfo,
+        [](const void* key, const void* value, void* context) {
+            Walk& w = *static_cast<Walk*>(context);
+            w.description.format("%s", std::exchange(w.before, ", "));
+            appendValue(w.description, key);
+            w.description.format("=");
+            appendValue(w.description, value);
+        },
+        &walk);
+    if (CFDictionaryGetCount(error->userInfo) > 0) description.format("}");
     return description.take();
 }
 

@@ -7,6 +7,7 @@
 // stays wide. An immutable string and its text share one allocation, unless the text is memory that somebody provided.
 
 #include "Object.h"
+#include "Range.h"
 
 #include <CoreFoundation/CFString.h>
 
@@ -100,12 +101,6 @@ inline TextView view(CFStringRef string) noexcept {
     if (!string || string->length == 0) return {"", nullptr, 0};
     return string->isWide() ? TextView{nullptr, string->text.wide, string->length}
                             : TextView{string->text.ascii, nullptr, string->length};
-}
-
-/// Whether `range` lies within `length` units.
-inline bool isWithin(CFRange range, CFIndex length) noexcept {
-    return range.location >= 0 && range.length >= 0 && range.location <= length &&
-           range.length <= length - range.location;
 }
 
 /// UTF-16 units by the two names they have: the platform's and C++'s, which ICU follows.

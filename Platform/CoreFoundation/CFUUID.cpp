@@ -7,8 +7,10 @@
 
 #include <uuid/uuid.h>
 
+#include <cstddef>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 
 using namespace KXPlatform;
@@ -60,7 +62,7 @@ bool isUUID(CFUUIDRef uuid) noexcept { return uuid && uuid->cls == &kUUIDClass; 
 class Constants {
   public:
     /// Any thread may ask. Null when there is no memory.
-    CFUUIDRef get(CFAllocatorRef allocator, const CFUUIDBytes& bytes) {
+    CFUUIDRef get(CFAllocatorRef allocator, const CFUUIDBytes& bytes) noexcept try {
         const std::lock_guard lock(mutex_);
         const auto [at, isNew] = byBytes_.try_emplace(bytes, nullptr);
         if (isNew) {
@@ -73,6 +75,8 @@ class Constants {
             at->second = made;
         }
         return at->second;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
     }
 
   private:
@@ -88,7 +92,8 @@ class Constants {
 
 Constants& constants() {
     // Never destroyed: a constant may be asked for while the process ends.
-    static Constants* const all = new Constants;
+    alignas(Constants) static std::byte place[sizeof(Constants)];
+    static Constants* const all = ::new (place) Constants;
     return *all;
 }
 

@@ -341,8 +341,8 @@ CF_EXPORT void CFShowStr(CFStringRef str);
 /// start.
 CF_INLINE void CFStringInitInlineBuffer(CFStringRef str, CFStringInlineBuffer* buf, CFRange range) {
     const CFIndex length = CFStringGetLength(str);
-    const Boolean fits = range.location >= 0 && range.length >= 0 && range.location <= length &&
-                         range.length <= length - range.location;
+    const Boolean fits =
+        range.location >= 0 && range.length >= 0 && range.location <= length && range.length <= length - range.location;
     buf->theString = str;
     buf->rangeToBuffer = fits ? range : CFRangeMake(0, 0);
     buf->directUniCharBuffer = CFStringGetCharactersPtr(str);

@@ -1,4 +1,5 @@
 #include "CFStringObject.h"
+#include "Retained.h"
 
 #include <cstdio>
 #include <new>
@@ -36,9 +37,9 @@ void CFShow(CFTypeRef obj) try {
         line = "(null)";
     } else if (isOfType(obj, TypeID::String)) {
         appendEscaped(line, view(static_cast<CFStringRef>(obj)));
-    } else if (const CFStringRef description = CFCopyDescription(obj)) {
-        appendEscaped(line, view(description));
-        CFRelease(description);
+    } else {
+        const auto description = Retained<const __CFString>::adopting(CFCopyDescription(obj));
+        appendEscaped(line, view(description.get()));
     }
     writeToStandardError(line += '\n');
 } catch (const std::bad_alloc&) {

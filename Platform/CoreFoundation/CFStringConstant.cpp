@@ -51,9 +51,14 @@ CFStringRef __CFStringMakeConstantString(const char* utf8) try {
     }
     const std::unique_lock lock(all.mutex);
     if (const auto found = all.byText.find(text); found != all.byText.end()) return found->second;
-    const CFStringRef made = makeImmortal(utf8);
     // The key is a copy: the literal may stand in a library that is unloaded one day.
-    if (made) all.byText.emplace(text, made);
+    const auto at = all.byText.emplace(text, nullptr).first;
+    const CFStringRef made = makeImmortal(utf8);
+    if (made) {
+        at->second = made;
+    } else {
+        all.byText.erase(at);
+    }
     return made;
 } catch (const std::bad_alloc&) {
     return nullptr;

@@ -29,7 +29,7 @@ class ComparedLevel {
 };
 
 /// One collection that the calling thread is describing, for as long as it stands. What is too deep, what holds itself,
-/// and what comes after a hundred thousand others (a few objects that share each other can stand for millions) is to be
+/// and what comes after twenty thousand others (a few objects that share each other can stand for millions) is to be
 /// described by its head alone.
 class DescribedObject {
   public:
@@ -50,7 +50,7 @@ class DescribedObject {
     }
 
   private:
-    static constexpr std::int64_t kMaximumDescribed = 100'000;
+    static constexpr std::int64_t kMaximumDescribed = 20'000;
 
     [[gnu::tls_model("initial-exec")]] static inline constinit thread_local const DescribedObject* innermost = nullptr;
     [[gnu::tls_model("initial-exec")]] static inline constinit thread_local std::int64_t described = 0;

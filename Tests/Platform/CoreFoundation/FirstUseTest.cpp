@@ -109,7 +109,7 @@ TEST(FirstUse, FormatsReadsAndWritesAtOnce) {
                                                   &kCFTypeDictionaryValueCallBacks));
         const auto data = hold(CFPropertyListCreateData(nullptr, list, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
         const auto read = hold(CFPropertyListCreateWithData(nullptr, data, 0, nullptr, nullptr));
-        return CFEqual(read, list) && CFHash(read) == CFHash(list);
+        return CFEqual(read, list) && CFHash(read) == CFHash(list) ? 1 : 0;
     });
 }
 

@@ -163,7 +163,7 @@ CF_EXPORT Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
 /// Equal objects have equal hashes. Another process has other hashes, so none is worth keeping.
 CF_EXPORT CFHashCode CFHash(CFTypeRef cf);
 /// A text about the object for people who debug; null for null. Its form may change, so nothing should read it. Of
-/// collections in collections it tells 1,024 levels and 100,000 in all; the others, and those that stand within
+/// collections in collections it tells 1,024 levels and 20,000 in all; the others, and those that stand within
 /// themselves, by their type and address.
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef cf);
 /// The allocator that gave the object its memory, borrowed.

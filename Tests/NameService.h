@@ -7,6 +7,9 @@
 
 #include "TemporaryFolder.h"
 
+#include <grp.h>
+#include <pwd.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -16,25 +19,39 @@
 #if defined(__SANITIZE_THREAD__)
 /// The wrapper's own locks and memory are not what the tests look at.
 extern "C" __attribute__((used, visibility("default"))) inline const char* __tsan_default_suppressions() {
-    return "called_from_lib:libnss_wrapper.so\nmutex:libnss_wrapper.so\nmutex:_dl_call_fini\nrace:libnss_wrapper.so\n";
+    return "called_from_lib:libnss_wrapper.so\nmutex:libnss_wrapper.so\nmutex:_dl_call_fini\nmutex:__run_postfork_"
+           "handlers\nrace:libnss_wrapper.so\n";
 }
 #endif
 
 class NameService {
   public:
     NameService(const std::string& users, const std::string& groups) {
-        setUsers(users);
-        setGroups(groups);
         setenv("NSS_WRAPPER_PASSWD", (folder() / "passwd").c_str(), 1);
         setenv("NSS_WRAPPER_GROUP", (folder() / "group").c_str(), 1);
+        write("passwd", users);
+        write("group", groups);
+        readNow();
     }
 
     /// Lines of passwd(5).
-    void setUsers(const std::string& lines) { write("passwd", lines); }
+    void setUsers(const std::string& lines) {
+        write("passwd", lines);
+        readNow();
+    }
     /// Lines of group(5).
-    void setGroups(const std::string& lines) { write("group", lines); }
+    void setGroups(const std::string& lines) {
+        write("group", lines);
+        readNow();
+    }
 
   private:
+    /// Has the wrapper read its files: threads that ask while it reads find half of them.
+    static void readNow() {
+        getpwuid(0);
+        getgrgid(0);
+    }
+
     static const TemporaryFolder& folder() {
         static const TemporaryFolder folder;
         return folder;

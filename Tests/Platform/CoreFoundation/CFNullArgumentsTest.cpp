@@ -135,6 +135,8 @@ T* orNull(bool isNull, T* pointer) {
 /// AddressSanitizer ends the process on sizes that no computer has, where malloc gives null.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options();
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 
 TEST(NullArguments, OfObjects) {
     EXPECT_EQ(CFRetain(nullptr), nullptr);

@@ -151,10 +151,4 @@ void finalizeAs(Object* object) noexcept {
 /// Releases what the calling thread gave up with CFAutorelease; its run loop calls this as it ends a pass.
 void drainAutoreleased() noexcept;
 
-/// Frees memory of a type's own (buffers) through an allocator, holding on to what the platform's allocators are.
-struct AllocatorDelete {
-    CFAllocatorRef allocator;
-    void operator()(void* memory) const noexcept { CFAllocatorDeallocate(allocator, memory); }
-};
-
 }  // namespace KXPlatform

@@ -456,3 +456,43 @@ TEST(UUIDRef, IsMadeOfATextAndOfBytes) {
               uuid);
     EXPECT_NE(UUIDRef::create(kCFAllocatorDefault), UUIDRef::create(kCFAllocatorDefault));
 }
+
+// What creates from an object of the class does so from the held one too.
+
+template <class Ref>
+class CopiedByItself : public testing::Test {};
+using CopiedClasses = testing::Types<ArrayRef, DataRef, DictionaryRef, SetRef, StringRef>;
+TYPED_TEST_SUITE(CopiedByItself, CopiedClasses);
+
+TYPED_TEST(CopiedByItself, IsEqualToWhatItIsACopyOf) {
+    const TypeParam object = sample<TypeParam>();
+    EXPECT_EQ(object.createCopy(kCFAllocatorDefault), object);
+    EXPECT_EQ(object.createMutableCopy(kCFAllocatorDefault, 0), object);
+    EXPECT_NE(object.createMutableCopy(kCFAllocatorDefault, 0).get(), object.get());
+    EXPECT_EQ(CFGetRetainCount(object.get()), 1);
+}
+
+TEST(StringRef, MakesOtherThingsOfItself) {
+    const StringRef string = text("a,ü");
+    EXPECT_EQ(string.createWithSubstring(nullptr, CFRangeMake(2, 1)), text("ü"));
+    EXPECT_EQ(string.createExternalRepresentation(nullptr, kCFStringEncodingUTF8, 0).getLength(), 4);
+    EXPECT_EQ(string.createArrayBySeparatingStrings(nullptr, text(",").get()).getCount(), 2);
+    EXPECT_EQ(string.createArrayWithFindResults(nullptr, text("ü").get(), CFRangeMake(0, 3), 0).getCount(), 1);
+}
+
+TEST(UUIDRef, MakesATextOfItself) {
+    const StringRef string = text("68753A44-4D6F-1226-9C60-0050E4C00067");
+    EXPECT_EQ(UUIDRef::createFromString(nullptr, string.get()).createString(nullptr), string);
+}
+
+TEST(PropertyListRef, IsWrittenAndCopiedByItself) {
+    const PropertyListRef list = PropertyListRef::retain(numbers({1, 2}).get());
+    const DataRef xml = list.createXMLData(nullptr);
+    EXPECT_EQ(PropertyListRef::createFromXMLData(nullptr, xml.get(), kCFPropertyListImmutable), list);
+    EXPECT_EQ(list.createData(nullptr, kCFPropertyListXMLFormat_v1_0, 0), xml);
+    EXPECT_EQ(list.createDeepCopy(nullptr, kCFPropertyListMutableContainers), list);
+    EXPECT_NE(list.createDeepCopy(nullptr, kCFPropertyListMutableContainers).get(), list.get());
+    ErrorRef error;
+    EXPECT_FALSE(PropertyListRef::retain(kCFNull).createData(nullptr, kCFPropertyListXMLFormat_v1_0, 0, &error));
+    EXPECT_TRUE(error);
+}

@@ -45,19 +45,45 @@ template <class R, class C, class... A, class FR, class... FA>
 constexpr bool forwards<R (C::*)(A...), FR (*)(FA...)> =
     sameResult<R, FR>&& sameArguments<List<typename C::RawType, A...>, List<FA...>>;
 
+// Of an operation that has both forms, the one or the other.
+template <class R, class... A>
+constexpr auto staticForm(R (*form)(A...)) {
+    return form;
+}
+template <class R, class C, class... A>
+constexpr auto memberForm(R (C::*form)(A...) const) {
+    return form;
+}
+
+/// The arguments without the first that is an `Object`.
+template <class Object, class Before, class After>
+struct Without;
+template <class Object, class... Before, class... After>
+struct Without<Object, List<Before...>, List<Object, After...>> {
+    using Type = List<Before..., After...>;
+};
+template <class Object, class... Before, class First, class... After>
+struct Without<Object, List<Before...>, List<First, After...>>
+    : Without<Object, List<Before..., First>, List<After...>> {};
+
+/// Whether a member creates from its object what the function creates from an object among its arguments.
+template <class Operation, class Function>
+constexpr bool forwardsItself = false;
+template <class R, class C, class... A, class FR, class... FA>
+constexpr bool forwardsItself<R (C::*)(A...) const, FR (*)(FA...)> =
+    sameResult<R, FR>&& sameArguments<List<A...>, typename Without<typename C::RawType, List<>, List<FA...>>::Type>;
+
 // The check itself tells apart what it must.
 static_assert(!forwards<CFIndex (*)(), decltype(&CFArrayGetCount)>);
 static_assert(!forwards<CFIndex (DataRef::*)() const, decltype(&CFArrayGetCount)>);
 static_assert(!forwards<DataRef (*)(CFAllocatorRef), decltype(&CFUUIDCreate)>);
 static_assert(!forwards<void (MutableArrayRef::*)(CFIndex), decltype(&CFArrayAppendValue)>);
+static_assert(!forwardsItself<ArrayRef (ArrayRef::*)() const, decltype(&CFArrayCreateCopy)>);
+static_assert(!forwardsItself<DataRef (ArrayRef::*)(CFAllocatorRef) const, decltype(&CFArrayCreateCopy)>);
 
 // What has two forms.
-static_assert(
-    forwards<decltype(static_cast<AllocatorRef (*)(CFAllocatorRef, CFAllocatorContext*)>(&AllocatorRef::create)),
-             decltype(&CFAllocatorCreate)>);
-static_assert(
-    forwards<decltype(static_cast<AllocatorRef (AllocatorRef::*)(CFAllocatorContext*) const>(&AllocatorRef::create)),
-             decltype(&CFAllocatorCreate)>);
+static_assert(forwards<decltype(staticForm(&AllocatorRef::create)), decltype(&CFAllocatorCreate)>);
+static_assert(forwardsItself<decltype(memberForm(&AllocatorRef::create)), decltype(&CFAllocatorCreate)>);
 static_assert(
     forwards<decltype(static_cast<DictionaryRef (*)(CFAllocatorRef, const void**, const void**, CFIndex,
                                                     const CFDictionaryKeyCallBacks*,
@@ -86,9 +112,11 @@ static_assert(forwards<decltype(&AllocatorRef::getContext), decltype(&CFAllocato
 // <CoreFoundation/CFArray.h>
 static_assert(forwards<decltype(&ArrayRef::getTypeID), decltype(&CFArrayGetTypeID)>);
 static_assert(forwards<decltype(&ArrayRef::create), decltype(&CFArrayCreate)>);
-static_assert(forwards<decltype(&ArrayRef::createCopy), decltype(&CFArrayCreateCopy)>);
+static_assert(forwards<decltype(staticForm(&ArrayRef::createCopy)), decltype(&CFArrayCreateCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&ArrayRef::createCopy)), decltype(&CFArrayCreateCopy)>);
 static_assert(forwards<decltype(&ArrayRef::createMutable), decltype(&CFArrayCreateMutable)>);
-static_assert(forwards<decltype(&ArrayRef::createMutableCopy), decltype(&CFArrayCreateMutableCopy)>);
+static_assert(forwards<decltype(staticForm(&ArrayRef::createMutableCopy)), decltype(&CFArrayCreateMutableCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&ArrayRef::createMutableCopy)), decltype(&CFArrayCreateMutableCopy)>);
 static_assert(forwards<decltype(&ArrayRef::getCount), decltype(&CFArrayGetCount)>);
 static_assert(forwards<decltype(&ArrayRef::getCountOfValue), decltype(&CFArrayGetCountOfValue)>);
 static_assert(forwards<decltype(&ArrayRef::containsValue), decltype(&CFArrayContainsValue)>);
@@ -123,9 +151,11 @@ static_assert(forwards<decltype(&NumberRef::compare), decltype(&CFNumberCompare)
 static_assert(forwards<decltype(&DataRef::getTypeID), decltype(&CFDataGetTypeID)>);
 static_assert(forwards<decltype(&DataRef::create), decltype(&CFDataCreate)>);
 static_assert(forwards<decltype(&DataRef::createWithBytesNoCopy), decltype(&CFDataCreateWithBytesNoCopy)>);
-static_assert(forwards<decltype(&DataRef::createCopy), decltype(&CFDataCreateCopy)>);
+static_assert(forwards<decltype(staticForm(&DataRef::createCopy)), decltype(&CFDataCreateCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&DataRef::createCopy)), decltype(&CFDataCreateCopy)>);
 static_assert(forwards<decltype(&DataRef::createMutable), decltype(&CFDataCreateMutable)>);
-static_assert(forwards<decltype(&DataRef::createMutableCopy), decltype(&CFDataCreateMutableCopy)>);
+static_assert(forwards<decltype(staticForm(&DataRef::createMutableCopy)), decltype(&CFDataCreateMutableCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&DataRef::createMutableCopy)), decltype(&CFDataCreateMutableCopy)>);
 static_assert(forwards<decltype(&DataRef::getLength), decltype(&CFDataGetLength)>);
 static_assert(forwards<decltype(&DataRef::getBytePtr), decltype(&CFDataGetBytePtr)>);
 static_assert(forwards<decltype(&MutableDataRef::getMutableBytePtr), decltype(&CFDataGetMutableBytePtr)>);
@@ -156,8 +186,12 @@ static_assert(forwards<decltype(&DateRef::absoluteTimeGetWeekOfYear), decltype(&
 
 // <CoreFoundation/CFDictionary.h>
 static_assert(forwards<decltype(&DictionaryRef::getTypeID), decltype(&CFDictionaryGetTypeID)>);
-static_assert(forwards<decltype(&DictionaryRef::createCopy), decltype(&CFDictionaryCreateCopy)>);
-static_assert(forwards<decltype(&DictionaryRef::createMutableCopy), decltype(&CFDictionaryCreateMutableCopy)>);
+static_assert(forwards<decltype(staticForm(&DictionaryRef::createCopy)), decltype(&CFDictionaryCreateCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&DictionaryRef::createCopy)), decltype(&CFDictionaryCreateCopy)>);
+static_assert(
+    forwards<decltype(staticForm(&DictionaryRef::createMutableCopy)), decltype(&CFDictionaryCreateMutableCopy)>);
+static_assert(
+    forwardsItself<decltype(memberForm(&DictionaryRef::createMutableCopy)), decltype(&CFDictionaryCreateMutableCopy)>);
 static_assert(forwards<decltype(&DictionaryRef::getCount), decltype(&CFDictionaryGetCount)>);
 static_assert(forwards<decltype(&DictionaryRef::getCountOfKey), decltype(&CFDictionaryGetCountOfKey)>);
 static_assert(forwards<decltype(&DictionaryRef::getCountOfValue), decltype(&CFDictionaryGetCountOfValue)>);
@@ -187,22 +221,30 @@ static_assert(forwards<decltype(&ErrorRef::copyRecoverySuggestion), decltype(&CF
 
 // <CoreFoundation/CFPropertyList.h>
 static_assert(forwards<decltype(&PropertyListRef::createFromXMLData), decltype(&CFPropertyListCreateFromXMLData)>);
-static_assert(forwards<decltype(&PropertyListRef::createXMLData), decltype(&CFPropertyListCreateXMLData)>);
-static_assert(forwards<decltype(&PropertyListRef::createDeepCopy), decltype(&CFPropertyListCreateDeepCopy)>);
+static_assert(forwards<decltype(staticForm(&PropertyListRef::createXMLData)), decltype(&CFPropertyListCreateXMLData)>);
+static_assert(
+    forwardsItself<decltype(memberForm(&PropertyListRef::createXMLData)), decltype(&CFPropertyListCreateXMLData)>);
+static_assert(
+    forwards<decltype(staticForm(&PropertyListRef::createDeepCopy)), decltype(&CFPropertyListCreateDeepCopy)>);
+static_assert(
+    forwardsItself<decltype(memberForm(&PropertyListRef::createDeepCopy)), decltype(&CFPropertyListCreateDeepCopy)>);
 static_assert(forwards<decltype(&PropertyListRef::isValid), decltype(&CFPropertyListIsValid)>);
 static_assert(forwards<decltype(&PropertyListRef::writeToStream), decltype(&CFPropertyListWriteToStream)>);
 static_assert(forwards<decltype(&PropertyListRef::createFromStream), decltype(&CFPropertyListCreateFromStream)>);
 static_assert(forwards<decltype(&PropertyListRef::createWithData), decltype(&CFPropertyListCreateWithData)>);
 static_assert(forwards<decltype(&PropertyListRef::createWithStream), decltype(&CFPropertyListCreateWithStream)>);
 static_assert(forwards<decltype(&PropertyListRef::write), decltype(&CFPropertyListWrite)>);
-static_assert(forwards<decltype(&PropertyListRef::createData), decltype(&CFPropertyListCreateData)>);
+static_assert(forwards<decltype(staticForm(&PropertyListRef::createData)), decltype(&CFPropertyListCreateData)>);
+static_assert(forwardsItself<decltype(memberForm(&PropertyListRef::createData)), decltype(&CFPropertyListCreateData)>);
 
 // <CoreFoundation/CFSet.h>
 static_assert(forwards<decltype(&SetRef::getTypeID), decltype(&CFSetGetTypeID)>);
 static_assert(forwards<decltype(&SetRef::create), decltype(&CFSetCreate)>);
-static_assert(forwards<decltype(&SetRef::createCopy), decltype(&CFSetCreateCopy)>);
+static_assert(forwards<decltype(staticForm(&SetRef::createCopy)), decltype(&CFSetCreateCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&SetRef::createCopy)), decltype(&CFSetCreateCopy)>);
 static_assert(forwards<decltype(&SetRef::createMutable), decltype(&CFSetCreateMutable)>);
-static_assert(forwards<decltype(&SetRef::createMutableCopy), decltype(&CFSetCreateMutableCopy)>);
+static_assert(forwards<decltype(staticForm(&SetRef::createMutableCopy)), decltype(&CFSetCreateMutableCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&SetRef::createMutableCopy)), decltype(&CFSetCreateMutableCopy)>);
 static_assert(forwards<decltype(&SetRef::getCount), decltype(&CFSetGetCount)>);
 static_assert(forwards<decltype(&SetRef::getCountOfValue), decltype(&CFSetGetCountOfValue)>);
 static_assert(forwards<decltype(&SetRef::containsValue), decltype(&CFSetContainsValue)>);
@@ -228,14 +270,19 @@ static_assert(forwards<decltype(&StringRef::createWithCStringNoCopy), decltype(&
 static_assert(forwards<decltype(&StringRef::createWithBytesNoCopy), decltype(&CFStringCreateWithBytesNoCopy)>);
 static_assert(
     forwards<decltype(&StringRef::createWithCharactersNoCopy), decltype(&CFStringCreateWithCharactersNoCopy)>);
-static_assert(forwards<decltype(&StringRef::createWithSubstring), decltype(&CFStringCreateWithSubstring)>);
-static_assert(forwards<decltype(&StringRef::createCopy), decltype(&CFStringCreateCopy)>);
+static_assert(forwards<decltype(staticForm(&StringRef::createWithSubstring)), decltype(&CFStringCreateWithSubstring)>);
+static_assert(
+    forwardsItself<decltype(memberForm(&StringRef::createWithSubstring)), decltype(&CFStringCreateWithSubstring)>);
+static_assert(forwards<decltype(staticForm(&StringRef::createCopy)), decltype(&CFStringCreateCopy)>);
+static_assert(forwardsItself<decltype(memberForm(&StringRef::createCopy)), decltype(&CFStringCreateCopy)>);
 static_assert(
     forwards<decltype(&StringRef::createWithFormatAndArguments), decltype(&CFStringCreateWithFormatAndArguments)>);
 static_assert(forwards<decltype(&StringRef::createStringWithValidatedFormatAndArguments),
                        decltype(&CFStringCreateStringWithValidatedFormatAndArguments)>);
 static_assert(forwards<decltype(&StringRef::createMutable), decltype(&CFStringCreateMutable)>);
-static_assert(forwards<decltype(&StringRef::createMutableCopy), decltype(&CFStringCreateMutableCopy)>);
+static_assert(forwards<decltype(staticForm(&StringRef::createMutableCopy)), decltype(&CFStringCreateMutableCopy)>);
+static_assert(
+    forwardsItself<decltype(memberForm(&StringRef::createMutableCopy)), decltype(&CFStringCreateMutableCopy)>);
 static_assert(forwards<decltype(&StringRef::createMutableWithExternalCharactersNoCopy),
                        decltype(&CFStringCreateMutableWithExternalCharactersNoCopy)>);
 static_assert(forwards<decltype(&StringRef::getLength), decltype(&CFStringGetLength)>);
@@ -249,8 +296,10 @@ static_assert(forwards<decltype(&StringRef::getCharactersPtr), decltype(&CFStrin
 static_assert(forwards<decltype(&StringRef::getBytes), decltype(&CFStringGetBytes)>);
 static_assert(forwards<decltype(&StringRef::createFromExternalRepresentation),
                        decltype(&CFStringCreateFromExternalRepresentation)>);
-static_assert(
-    forwards<decltype(&StringRef::createExternalRepresentation), decltype(&CFStringCreateExternalRepresentation)>);
+static_assert(forwards<decltype(staticForm(&StringRef::createExternalRepresentation)),
+                       decltype(&CFStringCreateExternalRepresentation)>);
+static_assert(forwardsItself<decltype(memberForm(&StringRef::createExternalRepresentation)),
+                             decltype(&CFStringCreateExternalRepresentation)>);
 static_assert(forwards<decltype(&StringRef::getSmallestEncoding), decltype(&CFStringGetSmallestEncoding)>);
 static_assert(forwards<decltype(&StringRef::getFastestEncoding), decltype(&CFStringGetFastestEncoding)>);
 static_assert(forwards<decltype(&StringRef::getSystemEncoding), decltype(&CFStringGetSystemEncoding)>);
@@ -267,8 +316,10 @@ static_assert(forwards<decltype(&StringRef::compareWithOptions), decltype(&CFStr
 static_assert(forwards<decltype(&StringRef::compare), decltype(&CFStringCompare)>);
 static_assert(forwards<decltype(&StringRef::findWithOptionsAndLocale), decltype(&CFStringFindWithOptionsAndLocale)>);
 static_assert(forwards<decltype(&StringRef::findWithOptions), decltype(&CFStringFindWithOptions)>);
-static_assert(
-    forwards<decltype(&StringRef::createArrayWithFindResults), decltype(&CFStringCreateArrayWithFindResults)>);
+static_assert(forwards<decltype(staticForm(&StringRef::createArrayWithFindResults)),
+                       decltype(&CFStringCreateArrayWithFindResults)>);
+static_assert(forwardsItself<decltype(memberForm(&StringRef::createArrayWithFindResults)),
+                             decltype(&CFStringCreateArrayWithFindResults)>);
 static_assert(forwards<decltype(&StringRef::find), decltype(&CFStringFind)>);
 static_assert(forwards<decltype(&StringRef::hasPrefix), decltype(&CFStringHasPrefix)>);
 static_assert(forwards<decltype(&StringRef::hasSuffix), decltype(&CFStringHasSuffix)>);
@@ -282,8 +333,10 @@ static_assert(forwards<decltype(&StringRef::getHyphenationLocationBeforeIndex),
 static_assert(forwards<decltype(&StringRef::isHyphenationAvailableForLocale),
                        decltype(&CFStringIsHyphenationAvailableForLocale)>);
 static_assert(forwards<decltype(&StringRef::createByCombiningStrings), decltype(&CFStringCreateByCombiningStrings)>);
-static_assert(
-    forwards<decltype(&StringRef::createArrayBySeparatingStrings), decltype(&CFStringCreateArrayBySeparatingStrings)>);
+static_assert(forwards<decltype(staticForm(&StringRef::createArrayBySeparatingStrings)),
+                       decltype(&CFStringCreateArrayBySeparatingStrings)>);
+static_assert(forwardsItself<decltype(memberForm(&StringRef::createArrayBySeparatingStrings)),
+                             decltype(&CFStringCreateArrayBySeparatingStrings)>);
 static_assert(forwards<decltype(&StringRef::getIntValue), decltype(&CFStringGetIntValue)>);
 static_assert(forwards<decltype(&StringRef::getDoubleValue), decltype(&CFStringGetDoubleValue)>);
 static_assert(forwards<decltype(&MutableStringRef::append), decltype(&CFStringAppend)>);
@@ -343,10 +396,91 @@ static_assert(forwards<decltype(&UUIDRef::getTypeID), decltype(&CFUUIDGetTypeID)
 static_assert(forwards<decltype(&UUIDRef::create), decltype(&CFUUIDCreate)>);
 static_assert(forwards<decltype(&UUIDRef::createWithBytes), decltype(&CFUUIDCreateWithBytes)>);
 static_assert(forwards<decltype(&UUIDRef::createFromString), decltype(&CFUUIDCreateFromString)>);
-static_assert(forwards<decltype(&UUIDRef::createString), decltype(&CFUUIDCreateString)>);
+static_assert(forwards<decltype(staticForm(&UUIDRef::createString)), decltype(&CFUUIDCreateString)>);
+static_assert(forwardsItself<decltype(memberForm(&UUIDRef::createString)), decltype(&CFUUIDCreateString)>);
 static_assert(forwards<decltype(&UUIDRef::getConstantUUIDWithBytes), decltype(&CFUUIDGetConstantUUIDWithBytes)>);
 static_assert(forwards<decltype(&UUIDRef::getUUIDBytes), decltype(&CFUUIDGetUUIDBytes)>);
 static_assert(forwards<decltype(&UUIDRef::createFromUUIDBytes), decltype(&CFUUIDCreateFromUUIDBytes)>);
+
+// <CoreFoundation/CFFileDescriptor.h>
+static_assert(forwards<decltype(&FileDescriptorRef::getTypeID), decltype(&CFFileDescriptorGetTypeID)>);
+static_assert(forwards<decltype(&FileDescriptorRef::create), decltype(&CFFileDescriptorCreate)>);
+static_assert(
+    forwards<decltype(&FileDescriptorRef::getNativeDescriptor), decltype(&CFFileDescriptorGetNativeDescriptor)>);
+static_assert(forwards<decltype(&FileDescriptorRef::getContext), decltype(&CFFileDescriptorGetContext)>);
+static_assert(forwards<decltype(&FileDescriptorRef::enableCallBacks), decltype(&CFFileDescriptorEnableCallBacks)>);
+static_assert(forwards<decltype(&FileDescriptorRef::disableCallBacks), decltype(&CFFileDescriptorDisableCallBacks)>);
+static_assert(forwards<decltype(&FileDescriptorRef::invalidate), decltype(&CFFileDescriptorInvalidate)>);
+static_assert(forwards<decltype(&FileDescriptorRef::isValid), decltype(&CFFileDescriptorIsValid)>);
+static_assert(forwards<decltype(staticForm(&FileDescriptorRef::createRunLoopSource)),
+                       decltype(&CFFileDescriptorCreateRunLoopSource)>);
+static_assert(forwardsItself<decltype(memberForm(&FileDescriptorRef::createRunLoopSource)),
+                             decltype(&CFFileDescriptorCreateRunLoopSource)>);
+
+// <CoreFoundation/CFMachPort.h>
+static_assert(forwards<decltype(&MachPortRef::getTypeID), decltype(&CFMachPortGetTypeID)>);
+static_assert(forwards<decltype(&MachPortRef::create), decltype(&CFMachPortCreate)>);
+static_assert(forwards<decltype(&MachPortRef::createWithPort), decltype(&CFMachPortCreateWithPort)>);
+static_assert(forwards<decltype(&MachPortRef::getPort), decltype(&CFMachPortGetPort)>);
+static_assert(forwards<decltype(&MachPortRef::getContext), decltype(&CFMachPortGetContext)>);
+static_assert(forwards<decltype(&MachPortRef::invalidate), decltype(&CFMachPortInvalidate)>);
+static_assert(forwards<decltype(&MachPortRef::isValid), decltype(&CFMachPortIsValid)>);
+static_assert(forwards<decltype(&MachPortRef::getInvalidationCallBack), decltype(&CFMachPortGetInvalidationCallBack)>);
+static_assert(forwards<decltype(&MachPortRef::setInvalidationCallBack), decltype(&CFMachPortSetInvalidationCallBack)>);
+static_assert(
+    forwards<decltype(staticForm(&MachPortRef::createRunLoopSource)), decltype(&CFMachPortCreateRunLoopSource)>);
+static_assert(
+    forwardsItself<decltype(memberForm(&MachPortRef::createRunLoopSource)), decltype(&CFMachPortCreateRunLoopSource)>);
+
+// <CoreFoundation/CFRunLoop.h>
+static_assert(forwards<decltype(&RunLoopRef::getTypeID), decltype(&CFRunLoopGetTypeID)>);
+static_assert(forwards<decltype(&RunLoopRef::getCurrent), decltype(&CFRunLoopGetCurrent)>);
+static_assert(forwards<decltype(&RunLoopRef::getMain), decltype(&CFRunLoopGetMain)>);
+static_assert(forwards<decltype(&RunLoopRef::copyCurrentMode), decltype(&CFRunLoopCopyCurrentMode)>);
+static_assert(forwards<decltype(&RunLoopRef::copyAllModes), decltype(&CFRunLoopCopyAllModes)>);
+static_assert(forwards<decltype(&RunLoopRef::addCommonMode), decltype(&CFRunLoopAddCommonMode)>);
+static_assert(forwards<decltype(&RunLoopRef::getNextTimerFireDate), decltype(&CFRunLoopGetNextTimerFireDate)>);
+static_assert(forwards<decltype(&RunLoopRef::run), decltype(&CFRunLoopRun)>);
+static_assert(forwards<decltype(&RunLoopRef::runInMode), decltype(&CFRunLoopRunInMode)>);
+static_assert(forwards<decltype(&RunLoopRef::isWaiting), decltype(&CFRunLoopIsWaiting)>);
+static_assert(forwards<decltype(&RunLoopRef::wakeUp), decltype(&CFRunLoopWakeUp)>);
+static_assert(forwards<decltype(&RunLoopRef::stop), decltype(&CFRunLoopStop)>);
+static_assert(forwards<decltype(&RunLoopRef::containsSource), decltype(&CFRunLoopContainsSource)>);
+static_assert(forwards<decltype(&RunLoopRef::addSource), decltype(&CFRunLoopAddSource)>);
+static_assert(forwards<decltype(&RunLoopRef::removeSource), decltype(&CFRunLoopRemoveSource)>);
+static_assert(forwards<decltype(&RunLoopRef::containsObserver), decltype(&CFRunLoopContainsObserver)>);
+static_assert(forwards<decltype(&RunLoopRef::addObserver), decltype(&CFRunLoopAddObserver)>);
+static_assert(forwards<decltype(&RunLoopRef::removeObserver), decltype(&CFRunLoopRemoveObserver)>);
+static_assert(forwards<decltype(&RunLoopRef::containsTimer), decltype(&CFRunLoopContainsTimer)>);
+static_assert(forwards<decltype(&RunLoopRef::addTimer), decltype(&CFRunLoopAddTimer)>);
+static_assert(forwards<decltype(&RunLoopRef::removeTimer), decltype(&CFRunLoopRemoveTimer)>);
+static_assert(forwards<decltype(&RunLoopSourceRef::getTypeID), decltype(&CFRunLoopSourceGetTypeID)>);
+static_assert(forwards<decltype(&RunLoopSourceRef::create), decltype(&CFRunLoopSourceCreate)>);
+static_assert(forwards<decltype(&RunLoopSourceRef::getOrder), decltype(&CFRunLoopSourceGetOrder)>);
+static_assert(forwards<decltype(&RunLoopSourceRef::invalidate), decltype(&CFRunLoopSourceInvalidate)>);
+static_assert(forwards<decltype(&RunLoopSourceRef::isValid), decltype(&CFRunLoopSourceIsValid)>);
+static_assert(forwards<decltype(&RunLoopSourceRef::getContext), decltype(&CFRunLoopSourceGetContext)>);
+static_assert(forwards<decltype(&RunLoopSourceRef::signal), decltype(&CFRunLoopSourceSignal)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::getTypeID), decltype(&CFRunLoopObserverGetTypeID)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::create), decltype(&CFRunLoopObserverCreate)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::getActivities), decltype(&CFRunLoopObserverGetActivities)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::doesRepeat), decltype(&CFRunLoopObserverDoesRepeat)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::getOrder), decltype(&CFRunLoopObserverGetOrder)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::invalidate), decltype(&CFRunLoopObserverInvalidate)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::isValid), decltype(&CFRunLoopObserverIsValid)>);
+static_assert(forwards<decltype(&RunLoopObserverRef::getContext), decltype(&CFRunLoopObserverGetContext)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::getTypeID), decltype(&CFRunLoopTimerGetTypeID)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::create), decltype(&CFRunLoopTimerCreate)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::getNextFireDate), decltype(&CFRunLoopTimerGetNextFireDate)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::setNextFireDate), decltype(&CFRunLoopTimerSetNextFireDate)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::getInterval), decltype(&CFRunLoopTimerGetInterval)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::doesRepeat), decltype(&CFRunLoopTimerDoesRepeat)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::getOrder), decltype(&CFRunLoopTimerGetOrder)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::invalidate), decltype(&CFRunLoopTimerInvalidate)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::isValid), decltype(&CFRunLoopTimerIsValid)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::getContext), decltype(&CFRunLoopTimerGetContext)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::getTolerance), decltype(&CFRunLoopTimerGetTolerance)>);
+static_assert(forwards<decltype(&RunLoopTimerRef::setTolerance), decltype(&CFRunLoopTimerSetTolerance)>);
 
 // What takes any number of arguments.
 static_assert(requires(CFStringRef format) { StringRef::createWithFormat(nullptr, nullptr, format, 1, 2.5, format); });
@@ -356,6 +490,7 @@ static_assert(requires(CFStringRef format, ErrorRef* error) {
 static_assert(requires(CFStringRef format, MutableStringRef string) { string.appendFormat(nullptr, format, 1, 'c'); });
 
 // Error holders may be left out.
+static_assert(requires(PropertyListRef list) { list.createData(nullptr, kCFPropertyListXMLFormat_v1_0, 0); });
 static_assert(requires(CFDataRef data) { PropertyListRef::createWithData(nullptr, data, 0, nullptr); });
 static_assert(requires(CFPropertyListRef list) {
     PropertyListRef::createData(nullptr, list, kCFPropertyListXMLFormat_v1_0, 0);

@@ -193,6 +193,7 @@ TEST(RunLoopWrappers, PortsAndDescriptorsTellWhatTheyAre) {
     port.setInvalidationCallBack(end);
     EXPECT_EQ(port.getInvalidationCallBack(), end);
     const RunLoopSourceRef source = MachPortRef::createRunLoopSource(kCFAllocatorDefault, port.get(), 0);
+    EXPECT_EQ(port.createRunLoopSource(kCFAllocatorDefault, 0), source);
     CFMachPortContext portInfo{};
     port.getContext(&portInfo);
     port.invalidate();
@@ -205,6 +206,7 @@ TEST(RunLoopWrappers, PortsAndDescriptorsTellWhatTheyAre) {
         FileDescriptorRef::create(kCFAllocatorDefault, ends[1], true, nullptr, nullptr);
     EXPECT_EQ(descriptor.getNativeDescriptor(), ends[1]);
     const RunLoopSourceRef watched = FileDescriptorRef::createRunLoopSource(kCFAllocatorDefault, descriptor.get(), 0);
+    EXPECT_EQ(descriptor.createRunLoopSource(kCFAllocatorDefault, 0), watched);
     descriptor.enableCallBacks(kCFFileDescriptorWriteCallBack);
     descriptor.disableCallBacks(kCFFileDescriptorWriteCallBack);
     CFFileDescriptorContext descriptorInfo{};

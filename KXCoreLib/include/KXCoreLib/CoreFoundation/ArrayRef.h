@@ -24,8 +24,10 @@ class KX_EXPORT ArrayRef : public TypedRef<ArrayRef, CFArrayRef> {
     static ArrayRef createCopy(CFAllocatorRef allocator, CFArrayRef array) {
         return created(CFArrayCreateCopy(allocator, array), "CFArrayCreateCopy");
     }
+    ArrayRef createCopy(CFAllocatorRef allocator) const { return createCopy(allocator, get()); }
     static MutableArrayRef createMutable(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callBacks);
     static MutableArrayRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity, CFArrayRef array);
+    MutableArrayRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const;
 
     CFIndex getCount() const { return CFArrayGetCount(get()); }
     CFIndex getCountOfValue(CFRange range, const void* value) const {
@@ -80,6 +82,10 @@ inline MutableArrayRef ArrayRef::createMutable(CFAllocatorRef allocator, CFIndex
 
 inline MutableArrayRef ArrayRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity, CFArrayRef array) {
     return MutableArrayRef::created(CFArrayCreateMutableCopy(allocator, capacity, array), "CFArrayCreateMutableCopy");
+}
+
+inline MutableArrayRef ArrayRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const {
+    return createMutableCopy(allocator, capacity, get());
 }
 
 }  // namespace KXCore::CoreFoundation

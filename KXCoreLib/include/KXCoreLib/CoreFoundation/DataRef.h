@@ -33,9 +33,11 @@ class KX_EXPORT DataRef : public TypedRef<DataRef, CFDataRef> {
     static DataRef createCopy(CFAllocatorRef allocator, CFDataRef data) {
         return created(CFDataCreateCopy(allocator, data), "CFDataCreateCopy");
     }
+    DataRef createCopy(CFAllocatorRef allocator) const { return createCopy(allocator, get()); }
     /// A `capacity` of 0 sets no limit.
     static MutableDataRef createMutable(CFAllocatorRef allocator, CFIndex capacity);
     static MutableDataRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity, CFDataRef data);
+    MutableDataRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const;
 
     CFIndex getLength() const { return CFDataGetLength(get()); }
     const UInt8* getBytePtr() const { return CFDataGetBytePtr(get()); }
@@ -79,6 +81,10 @@ inline MutableDataRef DataRef::createMutable(CFAllocatorRef allocator, CFIndex c
 
 inline MutableDataRef DataRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity, CFDataRef data) {
     return MutableDataRef::created(CFDataCreateMutableCopy(allocator, capacity, data), "CFDataCreateMutableCopy");
+}
+
+inline MutableDataRef DataRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const {
+    return createMutableCopy(allocator, capacity, get());
 }
 
 }  // namespace KXCore::CoreFoundation

@@ -29,6 +29,7 @@ class KX_EXPORT DictionaryRef : public TypedRef<DictionaryRef, CFDictionaryRef> 
     static DictionaryRef createCopy(CFAllocatorRef allocator, CFDictionaryRef dictionary) {
         return created(CFDictionaryCreateCopy(allocator, dictionary), "CFDictionaryCreateCopy");
     }
+    DictionaryRef createCopy(CFAllocatorRef allocator) const { return createCopy(allocator, get()); }
     /// A `capacity` of 0 sets no limit.
     static MutableDictionaryRef createMutable(CFAllocatorRef allocator, CFIndex capacity,
                                               const CFDictionaryKeyCallBacks* keyCallBacks,
@@ -36,6 +37,7 @@ class KX_EXPORT DictionaryRef : public TypedRef<DictionaryRef, CFDictionaryRef> 
     static MutableDictionaryRef createMutable(CFAllocatorRef allocator, CFIndex capacity);
     static MutableDictionaryRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
                                                   CFDictionaryRef dictionary);
+    MutableDictionaryRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const;
 
     CFIndex getCount() const { return CFDictionaryGetCount(get()); }
     CFIndex getCountOfKey(const void* key) const { return CFDictionaryGetCountOfKey(get(), key); }
@@ -86,6 +88,10 @@ inline MutableDictionaryRef DictionaryRef::createMutableCopy(CFAllocatorRef allo
                                                              CFDictionaryRef dictionary) {
     return MutableDictionaryRef::created(CFDictionaryCreateMutableCopy(allocator, capacity, dictionary),
                                          "CFDictionaryCreateMutableCopy");
+}
+
+inline MutableDictionaryRef DictionaryRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const {
+    return createMutableCopy(allocator, capacity, get());
 }
 
 }  // namespace KXCore::CoreFoundation

@@ -25,6 +25,9 @@ class KX_EXPORT FileDescriptorRef : public TypedRef<FileDescriptorRef, CFFileDes
         return RunLoopSourceRef::created(CFFileDescriptorCreateRunLoopSource(allocator, f, order),
                                          "CFFileDescriptorCreateRunLoopSource");
     }
+    RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFIndex order) const {
+        return createRunLoopSource(allocator, get(), order);
+    }
 
     CFFileDescriptorNativeDescriptor getNativeDescriptor() const { return CFFileDescriptorGetNativeDescriptor(get()); }
     void getContext(CFFileDescriptorContext* context) const { CFFileDescriptorGetContext(get(), context); }

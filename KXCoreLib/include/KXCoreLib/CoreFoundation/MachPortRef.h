@@ -30,6 +30,9 @@ class KX_EXPORT MachPortRef : public TypedRef<MachPortRef, CFMachPortRef> {
         return RunLoopSourceRef::created(CFMachPortCreateRunLoopSource(allocator, port, order),
                                          "CFMachPortCreateRunLoopSource");
     }
+    RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFIndex order) const {
+        return createRunLoopSource(allocator, get(), order);
+    }
 
     mach_port_t getPort() const { return CFMachPortGetPort(get()); }
     void getContext(CFMachPortContext* context) const { CFMachPortGetContext(get(), context); }

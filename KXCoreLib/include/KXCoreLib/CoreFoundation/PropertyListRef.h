@@ -35,6 +35,10 @@ class KX_EXPORT PropertyListRef : public HeldRef<PropertyListRef, CFPropertyList
         ErrorOutlet outlet(error);
         return outlet.adopt<DataRef>(CFPropertyListCreateData(allocator, list, format, options, outlet.out()));
     }
+    DataRef createData(CFAllocatorRef allocator, CFPropertyListFormat format, CFOptionFlags options,
+                       ErrorRef* error = nullptr) const {
+        return createData(allocator, get(), format, options, error);
+    }
     /// How many bytes were written; 0 is a failure.
     CFIndex write(CFWriteStreamRef stream, CFPropertyListFormat format, CFOptionFlags options,
                   ErrorRef* error = nullptr) const {
@@ -45,6 +49,9 @@ class KX_EXPORT PropertyListRef : public HeldRef<PropertyListRef, CFPropertyList
     static PropertyListRef createDeepCopy(CFAllocatorRef allocator, CFPropertyListRef list,
                                           CFOptionFlags mutabilityOption) {
         return created(CFPropertyListCreateDeepCopy(allocator, list, mutabilityOption), "CFPropertyListCreateDeepCopy");
+    }
+    PropertyListRef createDeepCopy(CFAllocatorRef allocator, CFOptionFlags mutabilityOption) const {
+        return createDeepCopy(allocator, get(), mutabilityOption);
     }
     /// Whether the list can be written in `format`.
     Boolean isValid(CFPropertyListFormat format) const { return CFPropertyListIsValid(get(), format); }
@@ -68,6 +75,7 @@ class KX_EXPORT PropertyListRef : public HeldRef<PropertyListRef, CFPropertyList
     static DataRef createXMLData(CFAllocatorRef allocator, CFPropertyListRef list) {
         return DataRef::created(CFPropertyListCreateXMLData(allocator, list), "CFPropertyListCreateXMLData");
     }
+    DataRef createXMLData(CFAllocatorRef allocator) const { return createXMLData(allocator, get()); }
     CFIndex writeToStream(CFWriteStreamRef stream, CFPropertyListFormat format,
                           StringRef* errorString = nullptr) const {
         ErrorTextOutlet outlet("CFPropertyListWriteToStream", errorString);

@@ -23,9 +23,11 @@ class KX_EXPORT SetRef : public TypedRef<SetRef, CFSetRef> {
     static SetRef createCopy(CFAllocatorRef allocator, CFSetRef set) {
         return created(CFSetCreateCopy(allocator, set), "CFSetCreateCopy");
     }
+    SetRef createCopy(CFAllocatorRef allocator) const { return createCopy(allocator, get()); }
     /// A `capacity` of 0 sets no limit.
     static MutableSetRef createMutable(CFAllocatorRef allocator, CFIndex capacity, const CFSetCallBacks* callBacks);
     static MutableSetRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity, CFSetRef set);
+    MutableSetRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const;
 
     CFIndex getCount() const { return CFSetGetCount(get()); }
     CFIndex getCountOfValue(const void* value) const { return CFSetGetCountOfValue(get(), value); }
@@ -64,6 +66,10 @@ inline MutableSetRef SetRef::createMutable(CFAllocatorRef allocator, CFIndex cap
 
 inline MutableSetRef SetRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity, CFSetRef set) {
     return MutableSetRef::created(CFSetCreateMutableCopy(allocator, capacity, set), "CFSetCreateMutableCopy");
+}
+
+inline MutableSetRef SetRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const {
+    return createMutableCopy(allocator, capacity, get());
 }
 
 }  // namespace KXCore::CoreFoundation

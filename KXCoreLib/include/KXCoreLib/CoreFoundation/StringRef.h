@@ -88,8 +88,12 @@ class KX_EXPORT StringRef : public TypedRef<StringRef, CFStringRef> {
     static StringRef createCopy(CFAllocatorRef allocator, CFStringRef string) {
         return created(CFStringCreateCopy(allocator, string), "CFStringCreateCopy");
     }
+    StringRef createCopy(CFAllocatorRef allocator) const { return createCopy(allocator, get()); }
     static StringRef createWithSubstring(CFAllocatorRef allocator, CFStringRef string, CFRange range) {
         return created(CFStringCreateWithSubstring(allocator, string, range), "CFStringCreateWithSubstring");
+    }
+    StringRef createWithSubstring(CFAllocatorRef allocator, CFRange range) const {
+        return createWithSubstring(allocator, get(), range);
     }
     /// The array's strings, one after the other, with the separator between them.
     static StringRef createByCombiningStrings(CFAllocatorRef allocator, CFArrayRef strings, CFStringRef separator) {
@@ -127,6 +131,7 @@ class KX_EXPORT StringRef : public TypedRef<StringRef, CFStringRef> {
     /// A `maxLength` of 0 sets no limit.
     static MutableStringRef createMutable(CFAllocatorRef allocator, CFIndex maxLength);
     static MutableStringRef createMutableCopy(CFAllocatorRef allocator, CFIndex maxLength, CFStringRef string);
+    MutableStringRef createMutableCopy(CFAllocatorRef allocator, CFIndex maxLength) const;
     static MutableStringRef createMutableWithExternalCharactersNoCopy(CFAllocatorRef allocator, UniChar* characters,
                                                                       CFIndex numCharacters, CFIndex capacity,
                                                                       CFAllocatorRef externalCharactersAllocator);
@@ -136,10 +141,16 @@ class KX_EXPORT StringRef : public TypedRef<StringRef, CFStringRef> {
         return DataRef::created(CFStringCreateExternalRepresentation(allocator, string, encoding, lossByte),
                                 "CFStringCreateExternalRepresentation");
     }
+    DataRef createExternalRepresentation(CFAllocatorRef allocator, CFStringEncoding encoding, UInt8 lossByte) const {
+        return createExternalRepresentation(allocator, get(), encoding, lossByte);
+    }
     static ArrayRef createArrayBySeparatingStrings(CFAllocatorRef allocator, CFStringRef string,
                                                    CFStringRef separator) {
         return ArrayRef::created(CFStringCreateArrayBySeparatingStrings(allocator, string, separator),
                                  "CFStringCreateArrayBySeparatingStrings");
+    }
+    ArrayRef createArrayBySeparatingStrings(CFAllocatorRef allocator, CFStringRef separator) const {
+        return createArrayBySeparatingStrings(allocator, get(), separator);
     }
     /// An array of CFRange pointers. Nothing found is null on the platform, and so a failure to create.
     static ArrayRef createArrayWithFindResults(CFAllocatorRef allocator, CFStringRef string, CFStringRef stringToFind,
@@ -147,6 +158,10 @@ class KX_EXPORT StringRef : public TypedRef<StringRef, CFStringRef> {
         return ArrayRef::created(
             CFStringCreateArrayWithFindResults(allocator, string, stringToFind, rangeToSearch, compareOptions),
             "CFStringCreateArrayWithFindResults");
+    }
+    ArrayRef createArrayWithFindResults(CFAllocatorRef allocator, CFStringRef stringToFind, CFRange rangeToSearch,
+                                        CFStringCompareFlags compareOptions) const {
+        return createArrayWithFindResults(allocator, get(), stringToFind, rangeToSearch, compareOptions);
     }
 
     /// Replaces `out` by the string's text in UTF-8. The text ends before a unit that has no UTF-8 form (half of a
@@ -363,6 +378,10 @@ inline MutableStringRef StringRef::createMutable(CFAllocatorRef allocator, CFInd
 inline MutableStringRef StringRef::createMutableCopy(CFAllocatorRef allocator, CFIndex maxLength, CFStringRef string) {
     return MutableStringRef::created(CFStringCreateMutableCopy(allocator, maxLength, string),
                                      "CFStringCreateMutableCopy");
+}
+
+inline MutableStringRef StringRef::createMutableCopy(CFAllocatorRef allocator, CFIndex maxLength) const {
+    return createMutableCopy(allocator, maxLength, get());
 }
 
 inline MutableStringRef StringRef::createMutableWithExternalCharactersNoCopy(

@@ -14,8 +14,9 @@
 /// Every operation is named after its platform function without "CF" and the type ("CFArrayGetCount" is
 /// ArrayRef::getCount; what collides with a word of the language has its second letter raised: dElete) and takes the
 /// same arguments. Where the first of them is an object of the class, the operation is a member and the held object
-/// stands for it; every other operation is static. Arguments and what a plain forwarder returns are the platform's raw,
-/// borrowed types. Beyond that:
+/// stands for it; every other operation is static. What creates from an allocator and an object of the class has both
+/// forms: StringRef::createCopy(nullptr, raw), name.createCopy(nullptr). Arguments and what a plain forwarder returns
+/// are the platform's raw, borrowed types. Beyond that:
 ///
 ///  - create... and copy... return a wrapper that owns the new object. When the platform gives none they throw a
 ///    CFException ("failed to create object"): they never return an empty wrapper;

@@ -33,6 +33,7 @@ class KX_EXPORT UUIDRef : public TypedRef<UUIDRef, CFUUIDRef> {
     static StringRef createString(CFAllocatorRef allocator, CFUUIDRef uuid) {
         return StringRef::created(CFUUIDCreateString(allocator, uuid), "CFUUIDCreateString");
     }
+    StringRef createString(CFAllocatorRef allocator) const { return createString(allocator, get()); }
     /// The process-wide object of an identifier that is a constant of the program; never freed.
     static UUIDRef getConstantUUIDWithBytes(CFAllocatorRef allocator, UInt8 byte0, UInt8 byte1, UInt8 byte2,
                                             UInt8 byte3, UInt8 byte4, UInt8 byte5, UInt8 byte6, UInt8 byte7,

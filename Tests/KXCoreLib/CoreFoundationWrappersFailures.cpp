@@ -211,6 +211,17 @@ TEST(CreationFailure, AnErrorWithoutAReason) {
               "failed to create object: CFErrorCopyRecoverySuggestion\n");
 }
 
+TEST(CreationFailure, OfACopyOfNothing) {
+    const auto failed = [](const char* function) { return std::string("failed to create object: ") + function + "\n"; };
+    EXPECT_EQ(failureOf([] { ArrayRef().createCopy(nullptr); }).message, failed("CFArrayCreateCopy"));
+    EXPECT_EQ(failureOf([] { DataRef().createCopy(nullptr); }).message, failed("CFDataCreateCopy"));
+    EXPECT_EQ(failureOf([] { DictionaryRef().createCopy(nullptr); }).message, failed("CFDictionaryCreateCopy"));
+    EXPECT_EQ(failureOf([] { SetRef().createCopy(nullptr); }).message, failed("CFSetCreateCopy"));
+    EXPECT_EQ(failureOf([] { StringRef().createCopy(nullptr); }).message, failed("CFStringCreateCopy"));
+    EXPECT_EQ(failureOf([] { ErrorRef().copyDescription(); }).message, failed("CFErrorCopyDescription"));
+    EXPECT_EQ(failureOf([] { ErrorRef().copyFailureReason(); }).message, failed("CFErrorCopyFailureReason"));
+}
+
 TEST(CreationFailure, LeavesTheCountsOfItsArguments) {
     const StringRef string = text("ü and some more text");
     const CFIndex count = CFGetRetainCount(string.get());
@@ -223,8 +234,24 @@ TEST(CreationFailure, LeavesTheCountsOfItsArguments) {
 // Getters without an object.
 
 TEST(GetterWithoutAnObject, GivesAnEmptyWrapper) {
-    const StringRef name = StringRef::getNameOfEncoding(0x0EEE0EEE);
-    EXPECT_FALSE(name);
+    const Failure failure = failureOf([] {
+        EXPECT_FALSE(StringRef::getNameOfEncoding(0x0EEE0EEE));
+        EXPECT_FALSE(ErrorRef().getDomain());
+    });
+    EXPECT_EQ(failure.what, "");
+    EXPECT_EQ(failure.message, "");
+}
+
+TEST(GetterOfAnObject, RetainsIt) {
+    const ErrorRef error = ErrorRef::create(nullptr, sample<StringRef>().get(), 1, nullptr);
+    const CFStringRef raw = CFErrorGetDomain(error.get());
+    const CFIndex count = CFGetRetainCount(raw);
+    {
+        const StringRef domain = error.getDomain();
+        EXPECT_EQ(domain.get(), raw);
+        EXPECT_EQ(CFGetRetainCount(raw), count + 1);
+    }
+    EXPECT_EQ(CFGetRetainCount(raw), count);
 }
 
 // Error holders.
@@ -276,6 +303,20 @@ TEST(ErrorHolder, ServesTheWritingOfDataToo) {
     EXPECT_EQ(failure.what, "unexpected error occured");
 }
 
+TEST(ErrorHolder, ServesStreamsToo) {
+    const CFPropertyListFormat xml = kCFPropertyListXMLFormat_v1_0;
+    const PropertyListRef list = PropertyListRef::retain(kCFBooleanTrue);
+    ErrorRef error;
+    EXPECT_FALSE(PropertyListRef::createWithStream(nullptr, nullptr, 0, 0, nullptr, &error));
+    EXPECT_TRUE(error);
+    error = ErrorRef();
+    EXPECT_EQ(list.write(nullptr, xml, 0, &error), 0);
+    EXPECT_TRUE(error);
+    EXPECT_EQ(failureOf([] { PropertyListRef::createWithStream(nullptr, nullptr, 0, 0, nullptr); }).what,
+              "unexpected error occured");
+    EXPECT_EQ(failureOf([&] { list.write(nullptr, xml, 0); }).what, "unexpected error occured");
+}
+
 TEST(ErrorHolder, ServesValidatedFormats) {
     ErrorRef error;
     const StringRef good = StringRef::createStringWithValidatedFormat(kCFAllocatorDefault, nullptr, text("%d").get(),
@@ -309,6 +350,26 @@ TEST(ErrorTextHolder, LeftOutMakesAFailureAnExceptionWithTheText) {
     EXPECT_EQ(failure.what, "failed to create object");
     EXPECT_THAT(failure.message, StartsWith("failed to create object: CFPropertyListCreateFromXMLData, error( "));
     EXPECT_THAT(failure.message, testing::EndsWith(" )\n"));
+}
+
+TEST(ErrorTextHolder, ServesStreamsToo) {
+    const PropertyListRef list = PropertyListRef::retain(kCFBooleanTrue);
+    StringRef reason;
+    EXPECT_FALSE(PropertyListRef::createFromStream(nullptr, nullptr, 0, 0, nullptr, &reason));
+    EXPECT_TRUE(reason);
+    reason = StringRef();
+    EXPECT_EQ(list.writeToStream(nullptr, kCFPropertyListXMLFormat_v1_0, &reason), 0);
+    EXPECT_TRUE(reason);
+    EXPECT_THAT(failureOf([] { PropertyListRef::createFromStream(nullptr, nullptr, 0, 0, nullptr); }).message,
+                StartsWith("failed to create object: CFPropertyListCreateFromStream, error( "));
+    EXPECT_THAT(failureOf([&] { list.writeToStream(nullptr, kCFPropertyListXMLFormat_v1_0); }).message,
+                StartsWith("failed to create object: CFPropertyListWriteToStream, error( "));
+}
+
+TEST(ErrorTextHolder, IsEmptyAfterASuccess) {
+    StringRef reason = text("an old reason");
+    EXPECT_TRUE(PropertyListRef::createFromXMLData(nullptr, bytesOf("<plist><true/></plist>").get(), 0, &reason));
+    EXPECT_FALSE(reason);
 }
 
 TEST(ErrorOutlet, ReportsAFailureWithoutAnError) {

@@ -243,6 +243,16 @@ TEST(StringRef, FindsBounds) {
     EXPECT_TRUE(isRange(text("e\xCC\x81x").getRangeOfComposedCharactersAtIndex(1), 0, 2));
 }
 
+TEST(StringRef, LooksForSetsAndHyphens) {
+    const StringRef string = text("hyphenation");
+    CFRange found{};
+    EXPECT_EQ(string.findCharacterFromSet(nullptr, CFRangeMake(0, 11), 0, &found),
+              CFStringFindCharacterFromSet(string.get(), nullptr, CFRangeMake(0, 11), 0, &found));
+    EXPECT_EQ(string.getHyphenationLocationBeforeIndex(8, CFRangeMake(0, 11), 0, nullptr, nullptr),
+              CFStringGetHyphenationLocationBeforeIndex(string.get(), 8, CFRangeMake(0, 11), 0, nullptr, nullptr));
+    EXPECT_EQ(StringRef::isHyphenationAvailableForLocale(nullptr), CFStringIsHyphenationAvailableForLocale(nullptr));
+}
+
 TEST(StringRef, ReadsNumbers) {
     EXPECT_EQ(text("-12 apples").getIntValue(), -12);
     EXPECT_EQ(text("2.5e1 apples").getDoubleValue(), 25.0);

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <boost/functional/hash.hpp>
 
 #include <atomic>
 #include <cstddef>
@@ -197,6 +198,15 @@ TEST(WrapperHash, AgreesWithEquality) {
     EXPECT_TRUE(set.contains(text("b")));
 }
 
+TEST(WrapperHash, ServesBoostsContainersAndEveryClass) {
+    const StringRef string = text("abc");
+    EXPECT_EQ(boost::hash<StringRef>()(string), CFHash(string.get()));
+    EXPECT_EQ(boost::hash<DataRef>()(DataRef()), 0u);
+    const MutableStringRef copy = string.createMutableCopy(nullptr, 0);
+    EXPECT_EQ(std::hash<MutableStringRef>()(copy), std::hash<StringRef>()(string));
+    EXPECT_EQ(std::hash<TypeRef>()(TypeRef(copy)), std::hash<StringRef>()(string));
+}
+
 // Misuse that a compiler must refuse.
 
 template <class Ref, class Raw>
@@ -218,6 +228,15 @@ static_assert(!std::is_invocable_v<decltype(&StringRef::adopt), CFNumberRef>);
 static_assert(!std::is_invocable_v<decltype(&MutableStringRef::adopt), CFStringRef>);
 
 // Typed assignment.
+
+namespace {
+
+/// As a static object of a program sees it.
+const CFTypeID typeIDAtStart = StringRef::typeID;
+
+}  // namespace
+
+TEST(TypeIdentifiers, AreFilledWhenTheLibraryIsLoaded) { EXPECT_EQ(typeIDAtStart, CFStringGetTypeID()); }
 
 template <class Ref>
 class TypedAssign : public testing::Test {};

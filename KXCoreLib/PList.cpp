@@ -203,13 +203,15 @@ bool PListNode::getValue(CFTypeRef& out, ItemKind kind) const {
     return true;
 }
 
-bool PListNode::getValue(PropertyListRef& out, ItemKind kind) const {
-    if (!value_) {
-        reportMissing(kind);
-        return false;
-    }
-    out = value_;
+bool PListNode::getValue(TypeRef& out, ItemKind kind) const {
+    CFTypeRef value = nullptr;
+    if (!getValue(value, kind)) return false;
+    out.assign(value);
     return true;
+}
+
+bool PListNode::getValue(PropertyListRef& out, ItemKind kind) const {
+    return getValue(static_cast<TypeRef&>(out), kind);
 }
 
 template <class Ref>

@@ -46,6 +46,10 @@ TEST(PListArrayIter, GivesANodeWithoutAValuePastTheEnd) {
         EXPECT_FALSE(end.getValue(raw, Optional));
         EXPECT_THROW(end.getValue(raw, Required), PListItemMissingError);
         EXPECT_THROW((end / "A").getValue(raw, Required), PListItemMissingError);
+        EXPECT_EQ(locationOf<PListItemMissingError>([&] { end.getValue(raw); }), L"info");
+        PListArrayIter inner;
+        EXPECT_FALSE(end.getArrayIter(inner, Optional));
+        EXPECT_THROW(end.getArrayIter(inner, Required), PListItemMissingError);
     }
 }
 
@@ -268,7 +272,7 @@ template <class Out, class Kind = ItemKind>
 concept CanBeAskedFor = requires(const PListNode& node, Out out, Kind kind) {
     node.getValue(out, kind);
 };
-static_assert(CanBeAskedFor<StringRef> && !CanBeAskedFor<MutableStringRef> && !CanBeAskedFor<TypeRef>);
+static_assert(CanBeAskedFor<StringRef> && !CanBeAskedFor<MutableStringRef> && !CanBeAskedFor<UUIDRef>);
 static_assert(CanBeAskedFor<int> && !CanBeAskedFor<long> && !CanBeAskedFor<unsigned>);
 static_assert(!CanBeAskedFor<int, int>);
 static_assert(std::is_base_of_v<std::runtime_error, PListError>);

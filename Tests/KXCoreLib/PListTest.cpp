@@ -114,6 +114,32 @@ TEST(PListGetValue, GivesTheValueOfAnyType) {
     PropertyListRef value;
     EXPECT_TRUE((list.root() / "A").getValue(value, Optional));
     EXPECT_EQ(value, number(7));
+    TypeRef any;
+    EXPECT_TRUE((list.root() / "A").getValue(any));
+    EXPECT_EQ(any, number(7));
+    EXPECT_THROW((list.root() / "B").getValue(any), PListItemMissingError);
+    EXPECT_THROW((list.root() / "B").getValue(value), PListItemMissingError);
+}
+
+TEST(PListGetValue, LeavesTheOutputOfAnOptionalRequestThatIsNotMet) {
+    const PListNavigator list(info(Dict().set("A", text("x"))));
+    const StringRef before = text("before");
+    const PListNode& none = list.root() / "B";
+    CFTypeRef raw = before.get();
+    EXPECT_FALSE(none.getValue(raw, Optional));
+    EXPECT_EQ(raw, before.get());
+    TypeRef any = before;
+    EXPECT_FALSE(none.getValue(any, Optional));
+    EXPECT_EQ(any.get(), before.get());
+    PropertyListRef value = PropertyListRef::retain(before.get());
+    EXPECT_FALSE(none.getValue(value, Optional));
+    EXPECT_EQ(value.get(), before.get());
+    bool truth = true;
+    EXPECT_FALSE(none.getValue(truth, Optional));
+    EXPECT_TRUE(truth);
+    std::string narrow = "before";
+    EXPECT_FALSE(none.getValue(narrow, Optional));
+    EXPECT_EQ(narrow, "before");
 }
 
 TEST(PListGetValue, RequiresByDefault) {
@@ -170,6 +196,18 @@ TEST(PListGetValue, NamesAnAncestorThatIsNoDictionary) {
     EXPECT_EQ(locationOf<PListUnexpectedTypeError>(ask), L"info [/A]");
     EXPECT_EQ(expectedTypeOf(ask), 3);
     EXPECT_FALSE((list.root() / "A" / "B" / "C").getValue(raw, Optional));
+}
+
+TEST(PListGetValue, NamesARootOrAnArrayThatIsNoDictionary) {
+    const PListNavigator root(info(arrayOf(number(1))));
+    const PListNavigator list(info(Dict().set("L", arrayOf(number(1)))));
+    std::string out;
+    const auto askRoot = [&] { (root.root() / "A").getValue(out); };
+    const auto askArray = [&] { (list.root() / "L" / "A").getValue(out); };
+    EXPECT_EQ(locationOf<PListUnexpectedTypeError>(askRoot), L"info");
+    EXPECT_EQ(expectedTypeOf(askRoot), 3);
+    EXPECT_EQ(locationOf<PListUnexpectedTypeError>(askArray), L"info [/L]");
+    EXPECT_EQ(expectedTypeOf(askArray), 3);
 }
 
 TEST(PListGetValue, NamesTheRootOfAnEmptyList) {
@@ -248,12 +286,13 @@ TYPED_TEST(PListTypedValue, OfAnotherTypeIsAnUnexpectedType) {
     for (const char* key : {"string", "array", "dictionary", "date", "boolean", "number", "data"}) {
         if (key == std::string(TypeParam::key())) continue;
         const PListNode& node = list.root() / key;
-        typename Ref::RawType raw = nullptr;
-        Ref wrapped;
+        const Ref before = sample<Ref>();
+        typename Ref::RawType raw = before.get();
+        Ref wrapped = before;
         EXPECT_FALSE(node.getValue(raw, Optional)) << key;
         EXPECT_FALSE(node.getValue(wrapped, Optional)) << key;
-        EXPECT_EQ(raw, nullptr);
-        EXPECT_FALSE(wrapped);
+        EXPECT_EQ(raw, before.get());
+        EXPECT_EQ(wrapped.get(), before.get());
         EXPECT_EQ(expectedTypeOf([&] { node.getValue(raw, Required); }), TypeParam::typeCode) << key;
         EXPECT_EQ(expectedTypeOf([&] { node.getValue(wrapped, Required); }), TypeParam::typeCode) << key;
         EXPECT_EQ(locationOf<PListUnexpectedTypeError>([&] { node.getValue(raw); }),
@@ -264,10 +303,13 @@ TYPED_TEST(PListTypedValue, OfAnotherTypeIsAnUnexpectedType) {
 TYPED_TEST(PListTypedValue, ThatIsMissingIsMissing) {
     using Ref = typename TypeParam::Ref;
     const PListNavigator list(info(oneOfEachType()));
-    typename Ref::RawType raw = nullptr;
-    Ref wrapped;
+    const Ref before = sample<Ref>();
+    typename Ref::RawType raw = before.get();
+    Ref wrapped = before;
     EXPECT_FALSE((list.root() / "none").getValue(raw, Optional));
     EXPECT_FALSE((list.root() / "none").getValue(wrapped, Optional));
+    EXPECT_EQ(raw, before.get());
+    EXPECT_EQ(wrapped.get(), before.get());
     EXPECT_THROW((list.root() / "none").getValue(raw), PListItemMissingError);
     EXPECT_THROW((list.root() / "none").getValue(wrapped), PListItemMissingError);
 }
@@ -317,6 +359,17 @@ TEST(PListText, KeepsANulWithinTheText) {
     EXPECT_EQ(out, std::string("a\0b", 3));
     EXPECT_TRUE((list.root() / "wide").getValue(out));
     EXPECT_EQ(out, std::string("ü\0b", 4));
+}
+
+TEST(PListText, EndsBeforeHalfOfASurrogatePair) {
+    const UniChar units[] = {0x20AC, 'b', 0xDC00, 'c'};
+    const PListNavigator list(info(StringRef::createWithCharacters(kCFAllocatorDefault, units, 4)));
+    std::string narrow;
+    std::wstring wide;
+    EXPECT_TRUE(list.root().getValue(narrow));
+    EXPECT_TRUE(list.root().getValue(wide));
+    EXPECT_EQ(narrow, "€b");
+    EXPECT_EQ(wide, L"€b");
 }
 
 TEST(PListText, OfAnotherTypeLeavesTheOutput) {

@@ -81,6 +81,7 @@ class KX_EXPORT PListNode {
 
     /// The value, of any type.
     bool getValue(CFTypeRef& out, ItemKind kind = ItemKind::Required) const;
+    bool getValue(CoreFoundation::TypeRef& out, ItemKind kind = ItemKind::Required) const;
     bool getValue(CoreFoundation::PropertyListRef& out, ItemKind kind = ItemKind::Required) const;
 
     /// The value, if it is of the type asked for.

@@ -125,6 +125,14 @@ TEST(PListCommand, LintsFilesAndTellsLineAndReason) {
               (ProgramOutcome{0, "standard input: OK, old text style\n", ""}));
 }
 
+TEST(PListCommand, LintsTheOtherFilesWhenOneCannotBeRead) {
+    const TemporaryFolder folder;
+    const std::string good = folder.write("good.plist", kList);
+    EXPECT_EQ(RunTool({"plist", "lint", "/no/such/file", good}),
+              (ProgramOutcome{1, "cannot open /no/such/file: No such file or directory\n" + good + ": OK, XML\n",
+                              "kxtool plist lint: 1 of 2 files cannot be read as property lists\n"}));
+}
+
 TEST(PListCommand, RefusesWhatIsNoPropertyList) {
     EXPECT_EQ(RunTool({"plist", "print", "-"}, "<plist>\n<oops/></plist>"),
               (ProgramOutcome{1, "", "kxtool plist print: standard input: Unknown element \"oops\" on line 2\n"}));

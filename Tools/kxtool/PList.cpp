@@ -162,17 +162,24 @@ std::string_view NameOf(CFPropertyListFormat format) {
     return "old text style";
 }
 
+/// The finding on one file, and whether it is a good one.
+std::pair<std::string, bool> Lint(const std::string& file) {
+    try {
+        Input input(file);
+        const Document document = ReadPropertyList(input.readAll(kLargestListFile));
+        if (document.list) return {fmt::format("{}: OK, {}", input.name(), NameOf(document.format)), true};
+        return {fmt::format("{}: {}", input.name(), document.fault), false};
+    } catch (const BadInput& error) {
+        return {error.what(), false};
+    }
+}
+
 void RunLint(const std::vector<std::string>& files) {
     std::size_t faulty = 0;
     for (const std::string& file : files) {
-        Input input(file);
-        const Document document = ReadPropertyList(input.readAll(kLargestListFile));
-        if (document.list) {
-            Write(fmt::format("{}: OK, {}\n", input.name(), NameOf(document.format)));
-        } else {
-            ++faulty;
-            Write(fmt::format("{}: {}\n", input.name(), document.fault));
-        }
+        const auto [finding, isGood] = Lint(file);
+        if (!isGood) ++faulty;
+        Write(finding + "\n");
     }
     if (faulty != 0)
         throw BadInput(fmt::format("{} of {} files cannot be read as property lists", faulty, files.size()));

@@ -1,5 +1,5 @@
 // Every function of the platform's types is an operation of their wrappers, with the same arguments: checked by the
-// compiler, signature against signature.
+// compiler, signature against signature. That none is left out, Tests/EveryFunctionHasAnOperation.cmake checks.
 
 #include <KXCoreLib/CoreFoundationWrappers.h>
 
@@ -482,7 +482,8 @@ static_assert(forwards<decltype(&RunLoopTimerRef::getContext), decltype(&CFRunLo
 static_assert(forwards<decltype(&RunLoopTimerRef::getTolerance), decltype(&CFRunLoopTimerGetTolerance)>);
 static_assert(forwards<decltype(&RunLoopTimerRef::setTolerance), decltype(&CFRunLoopTimerSetTolerance)>);
 
-// What takes any number of arguments.
+// What takes any number of arguments: CFStringCreateWithFormat, CFStringCreateStringWithValidatedFormat,
+// CFStringAppendFormat.
 static_assert(requires(CFStringRef format) { StringRef::createWithFormat(nullptr, nullptr, format, 1, 2.5, format); });
 static_assert(requires(CFStringRef format, ErrorRef* error) {
     StringRef::createStringWithValidatedFormat(nullptr, nullptr, format, format, error, 1, "x");

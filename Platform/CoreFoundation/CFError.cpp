@@ -97,6 +97,20 @@ CFStringRef copyReasonOfDomain(const __CFError* error) noexcept {
                                      kCFStringEncodingUTF8);
 }
 
+/// The domain as messages for people call it: the system's own domains go by what they stand for, "OSStatus error -50".
+CFStringRef shownDomain(const __CFError* error) noexcept {
+    const struct {
+        CFErrorDomain domain;
+        CFStringRef shown;
+    } known[] = {{kCFErrorDomainCocoa, CFSTR("Cocoa")},
+                 {kCFErrorDomainMach, CFSTR("Mach")},
+                 {kCFErrorDomainOSStatus, CFSTR("OSStatus")},
+                 {kCFErrorDomainPOSIX, CFSTR("POSIX")}};
+    for (const auto& row : known)
+        if (CFEqual(error->domain, row.domain)) return row.shown;
+    return error->domain;
+}
+
 CFStringRef copyText(const __CFError* error, CFStringRef key) noexcept {
     const CFStringRef text = textOf(error, key);
     return text ? static_cast<CFStringRef>(CFRetain(text)) : nullptr;
@@ -118,7 +132,7 @@ CFStringRef copyMessage(const __CFError* error) noexcept {
         CFRelease(reason);
     } else if (!failure) {
         message.format(" (");
-        message.append(error->domain);
+        message.append(shownDomain(error));
         message.format(" error %ld", error->code);
         if (const CFStringRef details = textOf(error, kCFErrorDescriptionKey)) {
             message.format(" - ");

@@ -98,10 +98,17 @@ TEST(CFError, FormsADescriptionFromTheFailure) {
 
 TEST(CFError, FormsADescriptionFromDomainAndCode) {
     EXPECT_EQ(message(error(CFSTR("Domain"), -42)), "The operation couldn’t be completed. (Domain error -42.)");
-    EXPECT_EQ(message(error(kCFErrorDomainCocoa, 3840)),
-              "The operation couldn’t be completed. (NSCocoaErrorDomain error 3840.)");
     EXPECT_EQ(message(error(CFSTR("Domain"), 5, kCFErrorDescriptionKey, CFSTR("jammed"))),
               "The operation couldn’t be completed. (Domain error 5 - jammed)");
+}
+
+TEST(CFError, CallsTheDomainsOfTheSystemByShortNames) {
+    EXPECT_EQ(message(error(kCFErrorDomainCocoa, 3840)), "The operation couldn’t be completed. (Cocoa error 3840.)");
+    EXPECT_EQ(message(error(kCFErrorDomainOSStatus, -50)), "The operation couldn’t be completed. (OSStatus error -50.)");
+    EXPECT_EQ(message(error(kCFErrorDomainMach, 4, kCFErrorDescriptionKey, CFSTR("invalid argument"))),
+              "The operation couldn’t be completed. (Mach error 4 - invalid argument)");
+    EXPECT_EQ(message(error(kCFErrorDomainPOSIX, CFIndex{1} << 40)),
+              "The operation couldn’t be completed. (POSIX error 1099511627776.)");
 }
 
 TEST(CFError, KnowsTheReasonsOfTheSystem) {

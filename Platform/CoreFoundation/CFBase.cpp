@@ -70,7 +70,8 @@ CFStringRef copyAllocatorDescription(const Object* object) {
         appendPrinted(description, "}");
         CFRelease(info);
     } else {
-        appendPrinted(description, "{info = %p}", context.info);
+        // Not "%p", by which the C library shows a null pointer as "(nil)".
+        appendPrinted(description, "{info = 0x%lx}", reinterpret_cast<std::uintptr_t>(context.info));
     }
     return description;
 }

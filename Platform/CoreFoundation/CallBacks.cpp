@@ -26,7 +26,8 @@ constinit const CallBacks kCopyStringCallBacks{copyString, releaseObject, CFCopy
 
 void describeValue(Description& description, const CallBacks* callBacks, const void* value) noexcept {
     if (!callBacks->copyDescription || (callBacks->copyDescription == CFCopyDescription && !value)) {
-        description.format("<%p>", value);
+        // Not "%p", by which the C library shows a null pointer as "(nil)".
+        description.format("<0x%lx>", reinterpret_cast<std::uintptr_t>(value));
         return;
     }
     const CFStringRef text = callBacks->copyDescription(value);

@@ -344,6 +344,10 @@ TEST(CFArray, DescribesItselfWithItsValues) {
     const auto addresses = mutableOf({0x1234});
     EXPECT_EQ(description(addresses),
               heading("CFArray", addresses) + "{type = mutable-small, count = 1, values = (\n\t0 : <0x1234>\n)}");
+    const void* nothing[] = {nullptr};
+    const auto null = hold(CFArrayCreate(nullptr, nothing, 1, &kCFTypeArrayCallBacks));
+    EXPECT_EQ(description(null),
+              heading("CFArray", null) + "{type = immutable, count = 1, values = (\n\t0 : <0x0>\n)}");
 }
 
 // ---- Changing

@@ -144,6 +144,7 @@ TEST(CFAllocator, DescribesItselfWithItsInfo) {
     const auto described = utf8(hold(CFCopyDescription(allocator)));
     EXPECT_EQ(described, "<CFAllocator " + pointerText(allocator) + " [" + pointerText(kCFAllocatorSystemDefault) +
                              "]>{info = mine}");
+    EXPECT_TRUE(utf8(hold(CFCopyDescription(kCFAllocatorSystemDefault))).ends_with(">{info = 0x0}"));
 }
 
 // ---- Life

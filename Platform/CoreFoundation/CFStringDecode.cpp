@@ -235,8 +235,9 @@ void DecodedText::judgeUTF16(bool isExternal) noexcept {
     if (encoding_->order == ByteOrder::Marked) {
         if (isExternal && bytes_.size() >= 2) {
             const std::uint16_t first = load16(bytes_.data(), false);
-            swapped_ = first == 0xFFFE;
-            if (first == 0xFEFF || swapped_) bytes_ = bytes_.subspan(2);
+            const bool isMarked = first == 0xFEFF || first == 0xFFFE;
+            swapped_ = isMarked ? first != 0xFEFF : !kHostIsBig;
+            if (isMarked) bytes_ = bytes_.subspan(2);
         }
     } else {
         swapped_ = (encoding_->order == ByteOrder::Big) != kHostIsBig;
@@ -253,8 +254,9 @@ void DecodedText::judgeUTF32(bool isExternal) noexcept {
     if (encoding_->order == ByteOrder::Marked) {
         if (isExternal && bytes_.size() >= 4) {
             const std::uint32_t first = load32(bytes_.data(), false);
-            swapped_ = first == 0xFFFE0000;
-            if (first == 0xFEFF || swapped_) bytes_ = bytes_.subspan(4);
+            const bool isMarked = first == 0xFEFF || first == 0xFFFE0000;
+            swapped_ = isMarked ? first != 0xFEFF : !kHostIsBig;
+            if (isMarked) bytes_ = bytes_.subspan(4);
         }
     } else {
         swapped_ = (encoding_->order == ByteOrder::Big) != kHostIsBig;

@@ -183,7 +183,16 @@ TEST(CFStringEncoding, AnExternalMarkTellsTheOrder) {
     EXPECT_EQ(text(decode({0xFF, 0xFE, 0x61, 0x01}, kCFStringEncodingUTF16, true)), u"\u0161");
     EXPECT_EQ(text(decode({0, 0, 0xFE, 0xFF, 0, 0, 0x01, 0x61}, kCFStringEncodingUTF32, true)), u"\u0161");
     EXPECT_EQ(text(decode({0xFF, 0xFE, 0, 0, 0x61, 0x01, 0, 0}, kCFStringEncodingUTF32, true)), u"\u0161");
-    EXPECT_EQ(text(decode(inHostOrder({0x01, 0x61}, 2), kCFStringEncodingUTF16, true)), u"\u0161");
+}
+
+TEST(CFStringEncoding, ExternalTextWithoutAMarkIsBigEndian) {
+    EXPECT_EQ(text(decode({0x01, 0x61}, kCFStringEncodingUTF16, true)), u"\u0161");
+    EXPECT_EQ(text(decode({0, 'a'}, kCFStringEncodingUTF16, true)), u"a");
+    EXPECT_EQ(text(decode({0, 0, 0x01, 0x61}, kCFStringEncodingUTF32, true)), u"\u0161");
+    const UInt8 bytes[] = {0, 'h', 0, 'i'};
+    const auto data = hold(CFDataCreate(nullptr, bytes, sizeof bytes));
+    EXPECT_TRUE(
+        CFEqual(hold(CFStringCreateFromExternalRepresentation(nullptr, data, kCFStringEncodingUTF16)), CFSTR("hi")));
 }
 
 TEST(CFStringEncoding, ExternalTextBeginsWithAMarkInHostOrder) {

@@ -26,7 +26,7 @@
 CF_EXTERN_C_BEGIN
 
 /// An encoding: one of these, or of CFStringEncodings in CFStringEncodingExt.h. UTF-16 and UTF-32 without BE or LE are
-/// in the order that a mark at the start tells, else in the host's.
+/// in the host's order; of an external representation, in the order that a mark at its start tells, else big-endian.
 typedef UInt32 CFStringEncoding;
 CF_ENUM_TYPE(CFStringEncoding, CFStringBuiltInEncodings){
     kCFStringEncodingMacRoman = 0,         kCFStringEncodingWindowsLatin1 = 1280, kCFStringEncodingISOLatin1 = 513,

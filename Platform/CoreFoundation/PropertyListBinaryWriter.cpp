@@ -233,15 +233,18 @@ class BinaryWriter {
     void writeString(CFStringRef string) {
         const TextView text = view(string);
         const std::size_t size = static_cast<std::size_t>(text.length);
-        putMarker(text.isWide() ? 0x6 : 0x5, size);
-        if (!text.isWide()) return out_.append(text.ascii, size);
         if (size > kMaximumPropertyListSize) throwTooLarge();
-        char* to = out_.room(2 * size);
+        // Equal texts are written alike, however they are kept.
+        const bool isASCII = !text.isWide() || KXPlatform::isASCII(text.wide, size);
+        putMarker(isASCII ? 0x5 : 0x6, size);
+        if (!text.isWide()) return out_.append(text.ascii, size);
+        const std::size_t bytes = isASCII ? size : 2 * size;
+        char* to = out_.room(bytes);
         for (const UniChar unit : text.wideView()) {
-            *to++ = static_cast<char>(unit >> 8);
+            if (!isASCII) *to++ = static_cast<char>(unit >> 8);
             *to++ = static_cast<char>(unit);
         }
-        out_.extend(2 * size);
+        out_.extend(bytes);
     }
 
     void writeNumber(CFNumberRef number) {

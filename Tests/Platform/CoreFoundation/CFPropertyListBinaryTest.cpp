@@ -112,6 +112,13 @@ TEST(PropertyListBinaryWriter, WritesTextInASCIIOrUTF16) {
     EXPECT_EQ(objectsOf(writtenBinary(text(std::string(300, 'x')).get())).substr(0, 4), "\x5F\x11\x01\x2C");
 }
 
+TEST(PropertyListBinaryWriter, WritesASCIIAsSuchHoweverItIsKept) {
+    const UniChar units[] = {'a', 'b'};
+    const List wide(CFStringCreateWithCharactersNoCopy(nullptr, units, 2, kCFAllocatorNull));
+    ASSERT_NE(CFStringGetCharactersPtr(static_cast<CFStringRef>(wide.get())), nullptr);
+    EXPECT_EQ(writtenBinary(wide.get()), writtenBinary(CFSTR("ab")));
+}
+
 TEST(PropertyListBinaryWriter, WidensReferencesAndOffsetsWithTheDocument) {
     std::vector<List> items;
     const Held<CFMutableArrayRef> list(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));

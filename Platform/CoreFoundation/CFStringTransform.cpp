@@ -29,8 +29,7 @@ constinit const StringConstant toXMLHex("Any-Hex/XML");
 constinit const StringConstant toUnicodeName("Any-Name");
 constinit const StringConstant stripDiacritics("NFD; [[:Diacritic:]&[:Mark:]] Remove; NFC");
 
-/// Transforms whose ICU namesakes do more or less than the platform's: those leave printable ASCII alone, and write a
-/// name in plain braces, so that braces themselves have to be named.
+/// Transforms whose ICU namesakes do more or less than the platform's: those leave printable ASCII alone.
 struct Rules {
     CFStringRef transform;
     const char16_t* forward;
@@ -39,7 +38,7 @@ struct Rules {
 
 constexpr Rules kRules[] = {
     {&toXMLHex, u":: [^\\u0020-\\u007E] Any-Hex/XML;", u":: Hex/XML-Any;"},
-    {&toUnicodeName, u":: [[^\\u0020-\\u007E] \\u007B \\u007D] Any-Name; '\\N{' > '{';", u"'{' > '\\N{'; :: Name-Any;"},
+    {&toUnicodeName, u":: [^\\u0020-\\u007E] Any-Name;", u":: Name-Any;"},
     // What has been stripped does not come back.
     {&stripCombiningMarks, nullptr, nullptr},
     {&stripDiacritics, nullptr, nullptr},

@@ -51,7 +51,7 @@ TEST(CFStringTransform, TransliteratesBothWays) {
         {kCFStringTransformLatinGreek, u"bg", u"\u03B2\u03B3"},
         {kCFStringTransformLatinHebrew, u"\u1E96", u"\u05D7"},
         {kCFStringTransformToXMLHex, u"a<\u00E9\U0001F600", u"a<&#xE9;&#x1F600;"},
-        {kCFStringTransformToUnicodeName, u"a\u00E9", u"a{LATIN SMALL LETTER E WITH ACUTE}"},
+        {kCFStringTransformToUnicodeName, u"a\u00E9", u"a\\N{LATIN SMALL LETTER E WITH ACUTE}"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(transformed(row.from, row.transform), row.to) << Held::utf8(row.transform);
@@ -75,12 +75,11 @@ TEST(CFStringTransform, ReadsIdeographsAsMandarin) {
     EXPECT_EQ(transformed(u"n\u01D0", kCFStringTransformMandarinLatin, true), u"failed");
 }
 
-TEST(CFStringTransform, NamesBracesSoThatNamesCanBeReadBack) {
-    const std::u16string in = u"{x}\\N{\u00E9";
-    const std::u16string named = transformed(in, kCFStringTransformToUnicodeName);
-    EXPECT_EQ(named,
-              u"{LEFT CURLY BRACKET}x{RIGHT CURLY BRACKET}\\N{LEFT CURLY BRACKET}{LATIN SMALL LETTER E WITH ACUTE}");
-    EXPECT_EQ(transformed(named, kCFStringTransformToUnicodeName, true), in);
+TEST(CFStringTransform, WritesNamesAsEscapesAndLeavesOtherBracesAlone) {
+    EXPECT_EQ(transformed(u"{\u2708} \u03A8\n", kCFStringTransformToUnicodeName),
+              u"{\\N{AIRPLANE}} \\N{GREEK CAPITAL LETTER PSI}\\N{<control-000A>}");
+    EXPECT_EQ(transformed(u"{x} \\N{AIRPLANE} {AIRPLANE}", kCFStringTransformToUnicodeName, true),
+              u"{x} \u2708 {AIRPLANE}");
 }
 
 TEST(CFStringTransform, TakesAnyIdentifierOfICU) {

@@ -17,8 +17,6 @@ using namespace KXPlatform;
 
 namespace {
 
-constexpr CFStringEncoding kInvalid = 0xFFFFFFFF;
-
 struct Names {
     CFStringEncoding encoding;
     UInt32 codePage;         ///< of Windows; 0: none
@@ -214,7 +212,7 @@ CFStringEncoding findCharset(std::string_view lowered) noexcept {
         if (!lowered.empty() && view(&names.charset).asciiView() == lowered) return names.encoding;
     for (const Alias& alias : kAliases)
         if (alias.name == lowered) return alias.encoding;
-    return kInvalid;
+    return kCFStringEncodingInvalidId;
 }
 
 std::string lowered(std::string_view text) {
@@ -226,23 +224,24 @@ std::string lowered(std::string_view text) {
 CFStringEncoding encodingNamed(std::string_view name) {
     const std::string wanted = lowered(name);
     const CFStringEncoding known = findCharset(wanted);
-    if (known != kInvalid) return known;
+    if (known != kCFStringEncodingInvalidId) return known;
     // Of the hundreds of further aliases ICU keeps the list. It reads names leniently; a space is in none.
-    if (wanted.find(' ') != std::string::npos) return kInvalid;
+    if (wanted.find(' ') != std::string::npos) return kCFStringEncodingInvalidId;
     for (const char* const registry : {"MIME", "IANA"}) {
         UErrorCode status = U_ZERO_ERROR;
         const char* const standard = ucnv_getStandardName(wanted.c_str(), registry, &status);
-        const CFStringEncoding found = U_SUCCESS(status) && standard ? findCharset(lowered(standard)) : kInvalid;
-        if (found != kInvalid) return found;
+        const CFStringEncoding found =
+            U_SUCCESS(status) && standard ? findCharset(lowered(standard)) : kCFStringEncodingInvalidId;
+        if (found != kCFStringEncodingInvalidId) return found;
     }
-    return kInvalid;
+    return kCFStringEncodingInvalidId;
 }
 
 }  // namespace
 
 const CFStringEncoding* CFStringGetListOfAvailableEncodings() {
     static const CFStringEncoding* const list = []() -> const CFStringEncoding* {
-        static constexpr CFStringEncoding kNone = kInvalid;
+        static constexpr CFStringEncoding kNone = kCFStringEncodingInvalidId;
         return guarded(&kNone, [] {
             // Made once and, as the list of the process, never freed.
             // The pointer kept is the block's own: a leak check sees it.
@@ -250,7 +249,7 @@ const CFStringEncoding* CFStringGetListOfAvailableEncodings() {
             std::size_t count = 0;
             for (const Encoding& encoding : allEncodings())
                 if (CFStringIsEncodingAvailable(encoding.number)) all[count++] = encoding.number;
-            all[count] = kInvalid;
+            all[count] = kCFStringEncodingInvalidId;
             return static_cast<const CFStringEncoding*>(all);
         });
     }();
@@ -263,7 +262,7 @@ CFStringRef CFStringGetNameOfEncoding(CFStringEncoding encoding) {
 }
 
 unsigned long CFStringConvertEncodingToNSStringEncoding(CFStringEncoding encoding) {
-    if (encoding == kInvalid) return kInvalid;
+    if (encoding == kCFStringEncodingInvalidId) return kCFStringEncodingInvalidId;
     const auto* const found = std::ranges::find(kCocoaNumbers, encoding, &CocoaNumber::encoding);
     return found != std::end(kCocoaNumbers) ? found->cocoa : kCocoaForeign | encoding;
 }
@@ -271,8 +270,9 @@ unsigned long CFStringConvertEncodingToNSStringEncoding(CFStringEncoding encodin
 CFStringEncoding CFStringConvertNSStringEncodingToEncoding(unsigned long encoding) {
     const auto* const found = std::ranges::find(kCocoaNumbers, encoding, &CocoaNumber::cocoa);
     if (found != std::end(kCocoaNumbers)) return found->encoding;
-    if (encoding > kInvalid || (encoding & kCocoaForeign) == 0) return kInvalid;
-    return encoding == kInvalid ? kInvalid : static_cast<CFStringEncoding>(encoding & ~kCocoaForeign);
+    if (encoding > kCFStringEncodingInvalidId || (encoding & kCocoaForeign) == 0) return kCFStringEncodingInvalidId;
+    return encoding == kCFStringEncodingInvalidId ? kCFStringEncodingInvalidId
+                                                  : static_cast<CFStringEncoding>(encoding & ~kCocoaForeign);
 }
 
 UInt32 CFStringConvertEncodingToWindowsCodepage(CFStringEncoding encoding) {
@@ -281,7 +281,7 @@ UInt32 CFStringConvertEncodingToWindowsCodepage(CFStringEncoding encoding) {
 }
 
 CFStringEncoding CFStringConvertWindowsCodepageToEncoding(UInt32 codepage) {
-    if (codepage == 0) return kInvalid;
+    if (codepage == 0) return kCFStringEncodingInvalidId;
     // Numbers that several encodings share: the code page as Windows itself has it is meant.
     switch (codepage) {
         case 932:
@@ -294,14 +294,14 @@ CFStringEncoding CFStringConvertWindowsCodepageToEncoding(UInt32 codepage) {
             break;
     }
     const auto* const found = std::ranges::find(kNames, codepage, &Names::codePage);
-    return found != std::end(kNames) ? found->encoding : kInvalid;
+    return found != std::end(kNames) ? found->encoding : kCFStringEncodingInvalidId;
 }
 
 CFStringEncoding CFStringConvertIANACharSetNameToEncoding(CFStringRef theString) {
     const TextView name = view(theString);
     constexpr CFIndex kLongest = 64;
-    if (name.length == 0 || name.length > kLongest || name.isWide()) return kInvalid;
-    return guarded(kInvalid, [&] { return encodingNamed(name.asciiView()); });
+    if (name.length == 0 || name.length > kLongest || name.isWide()) return kCFStringEncodingInvalidId;
+    return guarded(kCFStringEncodingInvalidId, [&] { return encodingNamed(name.asciiView()); });
 }
 
 CFStringRef CFStringConvertEncodingToIANACharSetName(CFStringEncoding encoding) {
@@ -311,5 +311,5 @@ CFStringRef CFStringConvertEncodingToIANACharSetName(CFStringEncoding encoding) 
 
 CFStringEncoding CFStringGetMostCompatibleMacStringEncoding(CFStringEncoding encoding) {
     const Names* const names = findNames(encoding);
-    return names ? names->mac : kInvalid;
+    return names ? names->mac : kCFStringEncodingInvalidId;
 }

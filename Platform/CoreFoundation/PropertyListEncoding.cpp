@@ -12,9 +12,6 @@ using namespace std::string_view_literals;
 
 constexpr char32_t kIllFormed = 0xFFFFFFFF;
 
-/// What CFStringConvertIANACharSetNameToEncoding answers for a name that it does not know.
-constexpr CFStringEncoding kInvalidEncoding = 0xFFFFFFFF;
-
 bool isSurrogate(char32_t point) noexcept { return point >= 0xD800 && point <= 0xDFFF; }
 
 bool isBlank(char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -147,18 +144,18 @@ bool isWideEncoding(CFStringEncoding encoding) noexcept {
 }
 
 CFStringEncoding encodingNamed(std::string_view name) noexcept {
-    if (name.empty()) return kInvalidEncoding;
+    if (name.empty()) return kCFStringEncodingInvalidId;
     const HeldString string(CFStringCreateWithBytes(kCFAllocatorSystemDefault,
                                                     reinterpret_cast<const UInt8*>(name.data()),
                                                     static_cast<CFIndex>(name.size()), kCFStringEncodingASCII, false));
-    return string ? CFStringConvertIANACharSetNameToEncoding(string.get()) : kInvalidEncoding;
+    return string ? CFStringConvertIANACharSetNameToEncoding(string.get()) : kCFStringEncodingInvalidId;
 }
 
 /// `text` from the encoding named `name` to UTF-8.
 std::string transcode(std::string_view text, std::string_view name) {
     const auto bytesOf = [](std::string_view s) { return reinterpret_cast<const UInt8*>(s.data()); };
     const CFStringEncoding encoding = encodingNamed(name);
-    if (encoding == kInvalidEncoding) {
+    if (encoding == kCFStringEncodingInvalidId) {
         throwReadFault("Unknown encoding " + quoted(name) + " in the XML declaration on line 1");
     }
     if (isWideEncoding(encoding)) {

@@ -11,8 +11,6 @@ using Held::utf8;
 
 namespace {
 
-constexpr CFStringEncoding kInvalid = 0xFFFFFFFF;
-
 CFStringEncoding named(const char* name) {
     return CFStringConvertIANACharSetNameToEncoding(
         Held::hold(CFStringCreateWithCString(nullptr, name, kCFStringEncodingUTF8)));
@@ -22,7 +20,7 @@ CFStringEncoding named(const char* name) {
 
 TEST(CFStringEncodingNames, ListsWhatIsAvailable) {
     std::set<CFStringEncoding> listed;
-    for (const CFStringEncoding* at = CFStringGetListOfAvailableEncodings(); *at != kInvalid; ++at) {
+    for (const CFStringEncoding* at = CFStringGetListOfAvailableEncodings(); *at != kCFStringEncodingInvalidId; ++at) {
         EXPECT_TRUE(listed.insert(*at).second) << *at;
         EXPECT_TRUE(CFStringIsEncodingAvailable(*at)) << *at;
         EXPECT_NE(CFStringGetNameOfEncoding(*at), nullptr) << *at;
@@ -41,7 +39,7 @@ TEST(CFStringEncodingNames, NamesEncodingsForPeople) {
     EXPECT_EQ(utf8(CFStringGetNameOfEncoding(kCFStringEncodingMacRoman)), "Western (Mac OS Roman)");
     EXPECT_EQ(utf8(CFStringGetNameOfEncoding(kCFStringEncodingISOLatin1)), "Western (ISO Latin 1)");
     EXPECT_EQ(utf8(CFStringGetNameOfEncoding(kCFStringEncodingWindowsLatin1)), "Western (Windows Latin 1)");
-    EXPECT_EQ(CFStringGetNameOfEncoding(kInvalid), nullptr);
+    EXPECT_EQ(CFStringGetNameOfEncoding(kCFStringEncodingInvalidId), nullptr);
     EXPECT_EQ(CFStringGetNameOfEncoding(0x12345), nullptr);
 }
 
@@ -79,7 +77,7 @@ TEST(CFStringEncodingNames, ConvertsToCocoasNumbersAndBack) {
         EXPECT_EQ(CFStringConvertNSStringEncodingToEncoding(row.cocoa), row.ours) << row.cocoa;
     }
     for (const unsigned long unknown : {0UL, 16UL, 20UL, 31UL, 1000UL, 0xFFFFFFFFUL, 0x180000001UL})
-        EXPECT_EQ(CFStringConvertNSStringEncodingToEncoding(unknown), kInvalid) << unknown;
+        EXPECT_EQ(CFStringConvertNSStringEncodingToEncoding(unknown), kCFStringEncodingInvalidId) << unknown;
 }
 
 TEST(CFStringEncodingNames, ConvertsToWindowsCodePagesAndBack) {
@@ -105,9 +103,9 @@ TEST(CFStringEncodingNames, ConvertsToWindowsCodePagesAndBack) {
         EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(row.page), row.ours) << row.page;
     }
     EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingNonLossyASCII), 0u);
-    EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kInvalid), 0u);
-    EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(0), kInvalid);
-    EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(99999), kInvalid);
+    EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingInvalidId), 0u);
+    EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(0), kCFStringEncodingInvalidId);
+    EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(99999), kCFStringEncodingInvalidId);
 }
 
 TEST(CFStringEncodingNames, ConvertsToRegisteredNamesAndBack) {
@@ -135,7 +133,7 @@ TEST(CFStringEncodingNames, ConvertsToRegisteredNamesAndBack) {
         EXPECT_EQ(named(row.name), row.ours) << row.name;
     }
     EXPECT_EQ(CFStringConvertEncodingToIANACharSetName(kCFStringEncodingNonLossyASCII), nullptr);
-    EXPECT_EQ(CFStringConvertEncodingToIANACharSetName(kInvalid), nullptr);
+    EXPECT_EQ(CFStringConvertEncodingToIANACharSetName(kCFStringEncodingInvalidId), nullptr);
 }
 
 TEST(CFStringEncodingNames, KnowsOtherNamesInAnyCase) {
@@ -149,9 +147,10 @@ TEST(CFStringEncodingNames, KnowsOtherNamesInAnyCase) {
 }
 
 TEST(CFStringEncodingNames, KnowsNoEncodingForOtherNames) {
-    for (const char* name : {"", "no-such", "utf-8 ", "utf-\xC3\xA9"}) EXPECT_EQ(named(name), kInvalid) << name;
-    EXPECT_EQ(CFStringConvertIANACharSetNameToEncoding(nullptr), kInvalid);
-    EXPECT_EQ(named(std::string(100'000, 'x').c_str()), kInvalid);
+    for (const char* name : {"", "no-such", "utf-8 ", "utf-\xC3\xA9"})
+        EXPECT_EQ(named(name), kCFStringEncodingInvalidId) << name;
+    EXPECT_EQ(CFStringConvertIANACharSetNameToEncoding(nullptr), kCFStringEncodingInvalidId);
+    EXPECT_EQ(named(std::string(100'000, 'x').c_str()), kCFStringEncodingInvalidId);
 }
 
 TEST(CFStringEncodingNames, FindsTheMacEncodingOfAScript) {
@@ -165,5 +164,5 @@ TEST(CFStringEncodingNames, FindsTheMacEncodingOfAScript) {
               CFStringEncoding{kCFStringEncodingMacJapanese});
     EXPECT_EQ(CFStringGetMostCompatibleMacStringEncoding(kCFStringEncodingMacGreek),
               CFStringEncoding{kCFStringEncodingMacGreek});
-    EXPECT_EQ(CFStringGetMostCompatibleMacStringEncoding(kInvalid), kInvalid);
+    EXPECT_EQ(CFStringGetMostCompatibleMacStringEncoding(kCFStringEncodingInvalidId), kCFStringEncodingInvalidId);
 }

@@ -4,6 +4,7 @@
 
 CFStringRef literalFromC(void);
 Boolean inlineFunctionsWorkInC(void);
+Boolean macrosWorkInC(void);
 
 CFStringRef literalFromC(void) { return CFSTR("one text, many places"); }
 
@@ -15,4 +16,9 @@ Boolean inlineFunctionsWorkInC(void) {
            CFStringGetSurrogatePairForLongCharacter(0x1F600, pair) && CFStringIsSurrogateHighCharacter(pair[0]) &&
            CFStringIsSurrogateLowCharacter(pair[1]) &&
            CFStringGetLongCharacterForSurrogatePair(pair[0], pair[1]) == 0x1F600;
+}
+
+Boolean macrosWorkInC(void) {
+    return CFStringIsEncodingAvailable(kCFStringEncodingInvalidId) == FALSE &&
+           CFStringIsEncodingAvailable(kCFStringEncodingUTF8) == TRUE;
 }

@@ -11,6 +11,7 @@
 
 extern "C" CFStringRef literalFromC(void);
 extern "C" Boolean inlineFunctionsWorkInC(void);
+extern "C" Boolean macrosWorkInC(void);
 
 namespace {
 
@@ -375,6 +376,7 @@ TEST(CFString, ALiteralGivesOneObjectWhereverItStands) {
     EXPECT_EQ(here, CFSTR("one text, many places"));
     EXPECT_EQ(here, literalFromC());
     EXPECT_TRUE(inlineFunctionsWorkInC());
+    EXPECT_TRUE(macrosWorkInC());
 }
 
 TEST(CFString, ALiteralIsUTF8) { EXPECT_EQ(text(CFSTR("h\xC3\xA9")), u"h\u00E9"); }

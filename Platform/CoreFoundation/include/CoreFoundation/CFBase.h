@@ -28,6 +28,14 @@
 #endif
 #define CF_INLINE static __inline__ __attribute__((always_inline, unused))
 
+// Values of Boolean by the names that much code has for them.
+#ifndef TRUE
+#define TRUE 1
+#endif
+#ifndef FALSE
+#define FALSE 0
+#endif
+
 CF_EXTERN_C_BEGIN
 
 typedef unsigned char Boolean;

@@ -36,6 +36,9 @@ CF_ENUM_TYPE(CFStringEncoding, CFStringBuiltInEncodings){
     kCFStringEncodingUTF32BE = 402653440,  kCFStringEncodingUTF32LE = 469762304,
 };
 
+/// What stands for no encoding: the answer where a name or number belongs to none, and the end of a list of encodings.
+#define kCFStringEncodingInvalidId (0xFFFFFFFFU)
+
 /// How texts are compared and found; flags to join.
 typedef CFOptionFlags CFStringCompareFlags;
 
@@ -309,8 +312,8 @@ CF_EXPORT Boolean CFStringTransform(CFMutableStringRef string, CFRange* range, C
 
 // ---- Encodings
 
-/// Whether text can be converted to and from the encoding. The list of those that can ends with 0xFFFFFFFF, which also
-/// stands for no encoding below.
+/// Whether text can be converted to and from the encoding. The list of those that can ends with
+/// kCFStringEncodingInvalidId.
 CF_EXPORT Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding);
 CF_EXPORT const CFStringEncoding* CFStringGetListOfAvailableEncodings(void);
 

@@ -277,7 +277,7 @@ CFStringEncoding CFStringConvertNSStringEncodingToEncoding(unsigned long encodin
 
 UInt32 CFStringConvertEncodingToWindowsCodepage(CFStringEncoding encoding) {
     const Names* const names = findNames(encoding);
-    return names ? names->codePage : 0;
+    return names && names->codePage != 0 ? names->codePage : kCFStringEncodingInvalidId;
 }
 
 CFStringEncoding CFStringConvertWindowsCodepageToEncoding(UInt32 codepage) {

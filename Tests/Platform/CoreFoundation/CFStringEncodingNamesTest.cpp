@@ -102,8 +102,8 @@ TEST(CFStringEncodingNames, ConvertsToWindowsCodePagesAndBack) {
         EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(row.ours), row.page) << row.ours;
         EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(row.page), row.ours) << row.page;
     }
-    EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingNonLossyASCII), 0u);
-    EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingInvalidId), 0u);
+    EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingNonLossyASCII), kCFStringEncodingInvalidId);
+    EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingInvalidId), kCFStringEncodingInvalidId);
     EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(0), kCFStringEncodingInvalidId);
     EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(99999), kCFStringEncodingInvalidId);
 }

@@ -317,7 +317,8 @@ CF_EXPORT Boolean CFStringTransform(CFMutableStringRef string, CFRange* range, C
 CF_EXPORT Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding);
 CF_EXPORT const CFStringEncoding* CFStringGetListOfAvailableEncodings(void);
 
-/// Names and numbers of encodings elsewhere: for people, in Cocoa, of Windows code pages, in IANA's registry.
+/// Names and numbers of encodings elsewhere: for people, in Cocoa, of Windows code pages, in IANA's registry. What has
+/// none is answered with null or kCFStringEncodingInvalidId.
 CF_EXPORT CFStringRef CFStringGetNameOfEncoding(CFStringEncoding encoding);
 CF_EXPORT unsigned long CFStringConvertEncodingToNSStringEncoding(CFStringEncoding encoding);
 CF_EXPORT CFStringEncoding CFStringConvertNSStringEncodingToEncoding(unsigned long encoding);

@@ -237,6 +237,37 @@ TEST_F(StreamCursorTest, GoesOnReadingTheOldSessionAfterClosing) {
     EXPECT_EQ(rest(*reader), range(2, 5));
 }
 
+TEST_F(StreamCursorTest, GoesOnReadingWhatWasPendingAfterOpeningAgain) {
+    open();
+    append("synced");
+    storage->syncStorage();
+    const std::string big(100000, 'x');
+    for (int i = 2; i <= 7; ++i) append(big);
+    auto reader = cursor(StreamCursorForward, 1);
+    PropertyListRef item;
+    ASSERT_EQ(reader->getNextItem(nullptr, item), 1u);
+    open();
+    EXPECT_EQ(all(), range(1, 1)) << "the new session has only what was synced";
+    EXPECT_EQ(rest(*reader), range(2, 7)) << "and the old one is there for its cursor";
+    reader.reset();
+    append("2");
+    storage->syncStorage();
+    reopen();
+    EXPECT_EQ(all(), range(1, 2));
+}
+
+TEST_F(StreamCursorTest, OfASessionThatWasClosedOutlivesItsStorage) {
+    open();
+    const std::string big(100000, 'x');
+    for (int i = 0; i < 5; ++i) append(big);
+    const auto reader = cursor(StreamCursorForward, 1);
+    PropertyListRef item;
+    ASSERT_EQ(reader->getNextItem(nullptr, item), 1u);
+    storage->closeStorage();
+    storage.reset();
+    EXPECT_EQ(rest(*reader), range(2, 5));
+}
+
 TEST_F(StreamCursorTest, EndsAfterItsBatchWhenTheStorageIsDestroyed) {
     open();
     const std::string big(100000, 'x');

@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <thread>
 
 using namespace stream_test;
@@ -91,17 +93,43 @@ TEST_F(StreamOpeningTest, KeepsAStreamOfAnEarlierVersionWithItsOtherTables) {
     EXPECT_EQ(all(), range(9, 10));
 }
 
-TEST_F(StreamOpeningTest, ReplacesATruncatedDatabase) {
+TEST_F(StreamOpeningTest, ReplacesADatabaseThatWasTruncatedAnywhere) {
     open();
-    for (int i = 0; i < 100; ++i) append(std::string(1000, 'x'));
+    for (int i = 0; i < 20; ++i) append(std::string(1000, 'x'));
     storage.reset();
-    std::filesystem::resize_file(path, 3000);
+    const std::string whole = folder / "whole";
+    std::filesystem::rename(path, whole);
+    const std::uintmax_t size = std::filesystem::file_size(whole);
+    ASSERT_GT(size, 5u * 4096);
+    for (const std::uintmax_t left :
+         std::initializer_list<std::uintmax_t>{2, 15, 99, 100, 3000, 4096, 8192, size - 4096}) {
+        std::filesystem::copy_file(whole, path, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::resize_file(path, left);
+        ::testing::internal::CaptureStderr();
+        reopen();
+        const std::string said = ::testing::internal::GetCapturedStderr();
+        EXPECT_NE(said.find("]SQLiteDatabase::SQLiteDatabase failed to init database ("), std::string::npos)
+            << left << ": " << said;
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+        append("1");
+        EXPECT_EQ(all(), range(1, 1)) << left;
+        storage.reset();
+    }
+}
+
+TEST_F(StreamOpeningTest, ReplacesAFileThatCannotBeOpened) {
+    std::filesystem::create_symlink(path, path);  // leads to itself for ever
     ::testing::internal::CaptureStderr();
-    reopen();
-    ::testing::internal::GetCapturedStderr();
+    open();
+    const std::string said = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(said.substr(std::min<std::size_t>(said.find(']'), said.size())),
+              "]SQLiteDatabase::SQLiteDatabase failed to open an existing sqlite file (unable to open database file), "
+              "removing the file " +
+                  path + "\n");
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(path)));
     append("1");
-    storage->syncStorage();
-    EXPECT_EQ(storage->getLastItemID(), all().back());
+    reopen();
+    EXPECT_EQ(all(), range(1, 1));
 }
 
 TEST_F(StreamOpeningTest, ReadsAnExistingFileInReadOnlyMode) {
@@ -129,6 +157,40 @@ TEST_F(StreamOpeningDeathTest, AFileWithoutTheTableInReadOnlyModeEndsTheProcess)
     execute("CREATE TABLE other (x)");
     EXPECT_DEATH(storage->openStorage(StreamModeReadOnly), "KXCoreLib/StreamStorageSQLite:281: abort\\(\\) called");
     EXPECT_TRUE(std::filesystem::exists(path)) << "a read-only open makes no table and gives no file up";
+}
+
+TEST_F(StreamOpeningDeathTest, GarbageInReadOnlyModeEndsTheProcessAndStays) {
+    const std::string garbage(5000, 'g');
+    std::ofstream(path) << garbage;
+    EXPECT_DEATH(storage->openStorage(StreamModeReadOnly), "^\\[[^]]*\\]KXCoreLib/StreamStorageSQLite:281: abort");
+    std::ifstream file(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), garbage);
+}
+
+TEST_F(StreamOpeningDeathTest, AFileThatCannotBeOpenedInReadOnlyModeIsDeletedAndEndsTheProcess) {
+    std::filesystem::create_symlink(path, path);
+    EXPECT_DEATH(storage->openStorage(StreamModeReadOnly),
+                 "failed to open an existing sqlite file .*removing the file .*\n.*failed to create new sqlite file "
+                 ".*\n.*StreamStorageSQLite:179: abort");
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(path)));
+}
+
+TEST_F(StreamOpeningDeathTest, AFileThatStaysLockedEndsTheProcessInReadOnlyMode) {
+    open();
+    append("1");
+    storage->syncStorage();
+    storage->closeStorage();
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const auto openLocked = [&] {
+        const InsteadOfSleeping nothing([] {});
+        storage->openStorage(StreamModeReadOnly);
+    };
+    EXPECT_DEATH(openLocked(), "StreamStorageSQLite:281: abort");
+    sqlite3_close(other);
+    open();
+    EXPECT_EQ(all(), range(1, 1)) << "a read-only open gives no file up";
 }
 
 TEST_F(StreamOpeningDeathTest, AnUnknownModeDeletesTheFileAndEndsTheProcess) {

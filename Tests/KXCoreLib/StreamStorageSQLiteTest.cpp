@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <thread>
 #include <vector>
@@ -270,7 +271,9 @@ TEST_F(StreamStorageTest, ThreadsUseAStorageThatIsClosedAndReopenedBesideThem) {
             while (!done) {
                 append("item");
                 storage->syncStorage();
-                all();
+                const IDs seen = all();
+                EXPECT_EQ(std::adjacent_find(seen.begin(), seen.end(), std::greater_equal<>()), seen.end())
+                    << "a cursor went back";
                 storage->getLastItemID();
                 append("item");
                 storage->discardItemsWithIDLessThanOrEqualTo(5);

@@ -8,8 +8,9 @@
 
 namespace KXCore {
 
-/// How a stream is opened. A file that cannot be used is deleted and made anew, in either mode: the stream goes on
-/// without the items that were in it. Open for reading only what is known to be a stream.
+/// How a stream is opened. For writing, a file that cannot be used is deleted and made anew: the stream goes on without
+/// the items that were in it. For reading, a file that cannot even be opened is deleted too, but none is made in its
+/// place: the process ends, as it does for a file that is no stream or stays locked, which is left as it is.
 enum StreamMode : int {
     StreamModeReadOnly = 1,
     StreamModeReadWrite = 2,  ///< makes the file when there is none
@@ -49,9 +50,10 @@ class StreamStorageImpl;
 ///
 /// **Threads.** Any operation may be called from any thread.
 ///
-/// **Errors.** A file that cannot be opened is deleted and made anew, with a line on the standard error stream; when
-/// that fails too, the process ends. Later failures of the disk are silent: what was not stored is not there on
-/// reading. An operation waits up to a second for a file that another process holds locked, before that is a failure.
+/// **Errors.** A file that cannot be opened for writing is deleted and made anew, with a line on the standard error
+/// stream; when that fails too, the process ends. Later failures of the disk are silent: what was not stored is not
+/// there on reading. An operation waits up to a second for a file that another process holds locked, before that is a
+/// failure.
 class KX_EXPORT StreamStorage : boost::noncopyable {
   public:
     /// A closed stream in the file at `path` (copied). Opens nothing.

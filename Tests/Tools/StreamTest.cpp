@@ -159,6 +159,22 @@ TEST(StreamCommand, AppendsMoreThanOneTransactionHolds) {
     EXPECT_EQ(RunTool({"stream", "verify", path}), (ProgramOutcome{0, path + ": OK, 2500 items\n", ""}));
 }
 
+TEST(StreamCommand, TellsWhenNothingWasStoredThoughTheSameStoodThereBefore) {
+    const TemporaryFolder folder;
+    const std::string path = MakeStream(folder, 1);
+    const auto append = [&](const std::string& lines) { return RunTool({"stream", "append", path}, lines); };
+    const std::string refusal =
+        "kxtool stream append: " + path + ": items were not stored: the disk is full, or another process came between";
+    Database(path).run("CREATE TRIGGER never BEFORE INSERT ON stream01 BEGIN SELECT RAISE(IGNORE); END");
+    EXPECT_EQ(append("1\n"), (ProgramOutcome{1, "", refusal + "\n"}));
+    Database(path).run(
+        "DROP TRIGGER never; CREATE TRIGGER once BEFORE INSERT ON stream01 "
+        "WHEN instr(new.attributes, '>2<') BEGIN SELECT RAISE(IGNORE); END");
+    EXPECT_EQ(append("3\n2\n3\n"), (ProgramOutcome{1, "", refusal + "\n"}));
+    EXPECT_EQ(RunTool({"stream", "list", path}).out, "1: 1\n") << "and keeps none of those between";
+    EXPECT_EQ(append("3\n3\n").out, "appended 2 items, the last as 3\n");
+}
+
 TEST(StreamCommand, ListsFromAnIdForwardAndBackUpToALimit) {
     const TemporaryFolder folder;
     const std::string path = MakeStream(folder, 5);

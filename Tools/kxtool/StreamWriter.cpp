@@ -50,7 +50,10 @@ StreamWriter::StreamWriter(const std::string& path, Missing missing)
 }
 
 void StreamWriter::append(CFPropertyListRef item, std::size_t size) {
-    if (pending_ == 0) file_->awaitWriters();
+    if (pending_ == 0) {
+        file_->awaitWriters();
+        lastBefore_ = storage_.getLastItemID();
+    }
     storage_.appendItem(item, 0);
     lastPending_ = PropertyListRef::retain(item);
     if (pending_ == 0) firstPending_ = lastPending_;
@@ -62,19 +65,31 @@ void StreamWriter::append(CFPropertyListRef item, std::size_t size) {
 void StreamWriter::sync() {
     if (pending_ == 0) return;
     const unsigned long long last = storage_.getLastItemID();  // before others can append
-    storage_.syncStorage();
-    // The ids of one transaction have no gaps: when both ends are there, so is all between.
-    confirm(last - pending_ + 1, firstPending_);
-    confirm(last, lastPending_);
+    // The ids of one transaction have no gaps: when all are counted and both ends are there, so is all between. The
+    // ends alone do not tell, as what stood there before may be the same.
+    const bool counted = last - lastBefore_ >= pending_;
+    if (counted) {
+        storage_.syncStorage();
+    } else {
+        storage_.closeStorage();  // with what is pending
+    }
+    if (!counted || !holds(last - pending_ + 1, firstPending_) || !holds(last, lastPending_)) {
+        forgetPending();
+        throw BadInput(
+            fmt::format("{}: items were not stored: the disk is full, or another process came between", path_));
+    }
     lastID_ = last;
     stored_ += static_cast<long long>(pending_);
-    pending_ = pendingBytes_ = 0;
-    firstPending_ = lastPending_ = PropertyListRef();
+    forgetPending();
 }
 
-void StreamWriter::confirm(unsigned long long id, const PropertyListRef& item) const {
-    if (file_->item(static_cast<long long>(id)) == StoredForm(item.get())) return;
-    throw BadInput(fmt::format("{}: items were not stored: the disk is full, or another process came between", path_));
+bool StreamWriter::holds(unsigned long long id, const PropertyListRef& item) const {
+    return file_->item(static_cast<long long>(id)) == StoredForm(item.get());
+}
+
+void StreamWriter::forgetPending() {
+    pending_ = pendingBytes_ = 0;
+    firstPending_ = lastPending_ = PropertyListRef();
 }
 
 long long StreamWriter::discardThrough(long long id) {

@@ -41,13 +41,15 @@ class StreamWriter {
     unsigned long long lastID() const { return lastID_; }
 
   private:
-    void confirm(unsigned long long id, const KXCore::CoreFoundation::PropertyListRef& item) const;
+    bool holds(unsigned long long id, const KXCore::CoreFoundation::PropertyListRef& item) const;
+    void forgetPending();
 
     std::string path_;
     std::optional<StreamFile> file_;
     KXCore::StreamStorage storage_;
 
     // Since the last sync:
+    unsigned long long lastBefore_ = 0;
     std::size_t pending_ = 0;
     std::size_t pendingBytes_ = 0;
     KXCore::CoreFoundation::PropertyListRef firstPending_;

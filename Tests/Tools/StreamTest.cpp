@@ -498,6 +498,27 @@ TEST(StreamCommand, FollowsAStreamThatWasMadeAnew) {
     EXPECT_EQ(follower.awaitOutput("2: 2\n1: 1\n2: 2\n3: 3\n"), "2: 2\n1: 1\n2: 2\n3: 3\n");
 }
 
+TEST(StreamCommand, FollowsUpToTheLargestIdAndPrintsItOnce) {
+    const TemporaryFolder folder;
+    const std::string path = MakeStream(folder, 0);
+    Database(path).run("INSERT INTO stream01 VALUES (9223372036854775807, '<true/>')");
+    Follower follower({path, "--from", "9223372036854775807"});
+    EXPECT_EQ(follower.awaitOutput("9223372036854775807: true\n"), "9223372036854775807: true\n");
+    Database(path).run("DELETE FROM stream01; INSERT INTO stream01 (attributes) VALUES ('<false/>')");
+    EXPECT_EQ(follower.awaitOutput("9223372036854775807: true\n1: false\n"), "9223372036854775807: true\n1: false\n");
+}
+
+TEST(StreamCommand, EndsWhereIdsOfAForeignTableDoNotGoOn) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() + "/stream";
+    Database(path).run(
+        "CREATE TABLE stream01 (id REAL, attributes BLOB);"
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 600)"
+        "INSERT INTO stream01 SELECT 1 + i / 1000.0, '<true/>' FROM n");
+    EXPECT_EQ(RunTool({"stream", "verify", path}).err,
+              "kxtool stream verify: " + path + ": its ids do not go on in whole numbers (after item 1)\n");
+}
+
 TEST(StreamCommand, TellsItsProgressOnATerminalOnly) {
     const TemporaryFolder folder;
     const std::string path = MakeStream(folder, 500);

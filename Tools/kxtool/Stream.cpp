@@ -170,16 +170,18 @@ void RunFollow(const ListOptions& options) {
     const Interruption interruption;
     auto identity = IdentityOf(options.file);
     std::optional<StreamFile> file(options.file);
-    std::optional<long long> next = options.from;  // none: from the first item on
-    if (!next && file->lastID()) next = *file->lastID() + 1;
+    std::optional<long long> from = options.from;  // none: the first item
+    std::optional<long long> seen;                 // the last item that is not to be printed any more
+    if (!from) seen = file->lastID();
 
     const auto printNew = [&] {
         const std::optional<long long> last = file->lastID();
         // A stream that was discarded down to nothing counts from 1 again.
-        if (next && (!last || *last < *next - 1) && next != options.from) next.reset();
-        file->visit(StreamFile::Order::Ascending, next, [&](StreamItem&& item) {
+        if (seen && (!last || *last < *seen)) seen = from = std::nullopt;
+        if (last == seen) return;
+        file->visit(StreamFile::Order::Ascending, seen ? *seen + 1 : from, [&](StreamItem&& item) {
             PrintItem(item, options.format, "follow");
-            next = item.id + 1;
+            seen = item.id;
             return !interruption.wait(0);
         });
         Flush();
@@ -192,7 +194,7 @@ void RunFollow(const ListOptions& options) {
                 file.reset();
                 file.emplace(options.file);
                 identity = found;
-                next.reset();
+                seen = from = std::nullopt;
             }
             if (file) printNew();
         } catch (const StreamBusy&) {
@@ -238,7 +240,7 @@ void RunVerify(const std::string& path) {
     };
     try {
         const std::optional<long long> first = file.firstID();
-        Progress progress(first ? *file.lastID() - *first + 1 : 0);
+        Progress progress(first && *first > 0 ? *file.lastID() - *first + 1 : 0);
         file.visit(StreamFile::Order::Ascending, std::nullopt, [&](StreamItem&& item) {
             const Document document = ReadPropertyList(item.bytes);
             if (!document.list) {

@@ -158,7 +158,12 @@ void StreamFile::visit(Order order, std::optional<long long> from,
                                  : "SELECT id, attributes FROM stream01 WHERE id <= ? ORDER BY id DESC");
         rows.bind(start);
         for (std::size_t bytes = 0; rows.step();) {
-            if (batch.size() == kBatchItems || bytes >= kBatchBytes) return rows.number(0);
+            if (batch.size() == kBatchItems || bytes >= kBatchBytes) {
+                const long long next = rows.number(0);
+                // Only in a table that somebody else made, whose ids are no whole numbers.
+                if (up ? next <= start : next >= start) Refuse(path_, "its ids do not go on in whole numbers");
+                return next;
+            }
             batch.push_back({.id = rows.number(0), .bytes = rows.bytes(1)});
             bytes += batch.back().bytes.size();
         }

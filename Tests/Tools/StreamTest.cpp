@@ -519,6 +519,35 @@ TEST(StreamCommand, EndsWhereIdsOfAForeignTableDoNotGoOn) {
               "kxtool stream verify: " + path + ": its ids do not go on in whole numbers (after item 1)\n");
 }
 
+TEST(StreamCommand, RefusesToWriteWhereTheFolderTakesNoJournal) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder.path() + "/closed");
+    const std::string path = MakeStream(folder, 3, "closed/stream");
+    const std::string empty = folder.write("closed/empty", "");
+    fs::permissions(folder.path(), fs::perms(0755));
+    for (const std::string& file : {path, empty}) fs::permissions(file, fs::perms(0666));
+    fs::permissions(folder.path() + "/closed", fs::perms(0555));
+    // Who is root writes anywhere.
+    const std::vector<std::string> asNobody{"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    const auto run = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), KXTOOL);
+        if (geteuid() == 0) arguments.insert(arguments.begin(), asNobody.begin(), asNobody.end());
+        return RunProgram(arguments, "1\n");
+    };
+    if (run({"--version"}).status != 0) GTEST_SKIP() << "nobody cannot run the tool here";
+    const auto refusal = [](const std::string& command, const std::string& file) {
+        return ProgramOutcome{
+            1, "", "kxtool stream " + command + ": " + file + ": its folder cannot be written to: Permission denied\n"};
+    };
+    EXPECT_EQ(run({"stream", "append", path}), refusal("append", path));
+    EXPECT_EQ(run({"stream", "append", empty}), refusal("append", empty));
+    EXPECT_EQ(run({"stream", "discard", path, "--through", "1"}), refusal("discard", path));
+    EXPECT_EQ(run({"stream", "compact", path}), refusal("compact", path));
+    EXPECT_EQ(run({"stream", "list", path}), (ProgramOutcome{0, "1: 1\n2: 2\n3: 3\n", ""}));
+    EXPECT_EQ(fs::file_size(empty), 0u);
+    fs::permissions(folder.path() + "/closed", fs::perms(0755));
+}
+
 TEST(StreamCommand, TellsItsProgressOnATerminalOnly) {
     const TemporaryFolder folder;
     const std::string path = MakeStream(folder, 500);

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <exception>
+#include <filesystem>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -62,6 +63,16 @@ void CheckHeader(const std::string& path, std::string_view header) {
     if (!header.starts_with(kMagic)) Refuse(path, "not a stream: no SQLite database");
     if (header.size() < kHeaderSize) Refuse(path, "not a stream: the file is cut off in its header");
     if (header[kReadVersion] != 1) Refuse(path, "not a stream: a database with a write-ahead log");
+}
+
+/// Refuses a file that cannot be written, and one in whose folder SQLite cannot make its journal.
+void CheckWritable(const std::string& path) {
+    if (access(path.c_str(), W_OK) != 0) Refuse(path, SystemReason());
+    std::error_code unknown;  // then opening tells
+    const std::filesystem::path folder = std::filesystem::canonical(path, unknown).parent_path();
+    if (!unknown && access(folder.c_str(), W_OK | X_OK) != 0) {
+        Refuse(path, fmt::format("its folder cannot be written to: {}", SystemReason()));
+    }
 }
 
 /// SQLite's words for what went wrong, in this tool's where they say too little.
@@ -124,7 +135,7 @@ StreamFile::StreamFile(const std::string& path, For purpose) : path_(path) {
     if (!header) Refuse(path, "there is no such file");
     CheckHeader(path, *header);
 
-    if (purpose == For::Writing && access(path.c_str(), W_OK) != 0) Refuse(path, SystemReason());
+    if (purpose == For::Writing) CheckWritable(path);
 
     sqlite3* handle = nullptr;
     const int flags = purpose == For::Writing ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
@@ -250,7 +261,7 @@ bool HasRoomForStream(const std::string& path) {
     const std::optional<std::string> header = HeaderOf(path);
     if (!header) return true;
     if (!header->empty()) return false;
-    if (access(path.c_str(), W_OK) != 0) Refuse(path, SystemReason());
+    CheckWritable(path);
     return true;
 }
 

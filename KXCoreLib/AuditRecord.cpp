@@ -56,10 +56,15 @@ int parseType(const char* text) noexcept {
     }
 }
 
-/// `text`, unless it lies in the source's own buffer: then null, so that the copy makes its own.
+/// The text of a copy: `text`, unless it points into the source's own buffer. Then the copy's own buffer holds it too,
+/// and the copy points there. Null is a text not made yet, and stays null.
 template <std::size_t N>
-const char* borrowed(const char* text, const char (&ownBuffer)[N]) noexcept {
-    return text == ownBuffer ? nullptr : text;
+const char* copiedText(const char* text, const char (&sourceBuffer)[N], char (&buffer)[N]) noexcept {
+    // As numbers, in which a place before the buffer is a large one: pointers to different objects have no order.
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(text) - reinterpret_cast<std::uintptr_t>(sourceBuffer);
+    if (at >= N) return text;
+    std::memcpy(buffer, sourceBuffer, N);
+    return buffer + at;
 }
 
 }  // namespace
@@ -93,9 +98,9 @@ AuditRecord& AuditRecord::operator=(const AuditRecord& other) noexcept {
     reason_str_ = other.reason_str_;
     extra_str_ = other.extra_str_;
 
-    date_str_ = borrowed(other.date_str_, other.date_buffer_);
-    type_str_ = borrowed(other.type_str_, other.type_buffer_);
-    user_uuid_str_ = borrowed(other.user_uuid_str_, other.user_uuid_buffer_);
+    date_str_ = copiedText(other.date_str_, other.date_buffer_, date_buffer_);
+    type_str_ = copiedText(other.type_str_, other.type_buffer_, type_buffer_);
+    user_uuid_str_ = copiedText(other.user_uuid_str_, other.user_uuid_buffer_, user_uuid_buffer_);
     device_type_str_ = other.device_type_str_;
     schema_tag_str_ = other.schema_tag_str_;
     return *this;

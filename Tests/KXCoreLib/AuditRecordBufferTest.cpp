@@ -350,6 +350,48 @@ TEST(AuditRecordBuffer, CopiesOfAReadRecordOutliveTheRecord) {
     EXPECT_EQ(textsOf(copy), kTexts);
 }
 
+TEST(AuditRecordBuffer, ACopyOfAReadRecordPointsIntoTheSameBuffer) {
+    const Bytes bytes = bytesOf(recordOf(kTexts));
+    AuditRecord read;
+    ASSERT_NE(read.read_from_buffer(bytes, 0), AuditRecord::kNoRecord);
+    const AuditRecord copy = read;
+    EXPECT_EQ(copy.get_date_str(), read.get_date_str());
+    EXPECT_EQ(copy.get_type_str(), read.get_type_str());
+    EXPECT_EQ(copy.get_user_uuid_str(), read.get_user_uuid_str());
+    EXPECT_EQ(copy.get_extra_str(), read.get_extra_str());
+}
+
+TEST(AuditRecordBuffer, ARecordWhoseBufferIsGoneMayBeFilledAnew) {
+    const Bytes bytes = bytesOf(recordOf(kTexts));
+    AuditRecord read, assigned;
+    {
+        const Bytes gone = bytes;
+        ASSERT_NE(read.read_from_buffer(gone, 0), AuditRecord::kNoRecord);
+    }
+    assigned = read;
+    assigned = AuditRecord();
+    EXPECT_EQ(textsOf(assigned), Texts());
+    ASSERT_EQ(read.read_from_buffer(bytes, 0), bytes.size());
+    EXPECT_EQ(textsOf(read), kTexts);
+}
+
+TEST(AuditRecordBuffer, ARefusalKeepsValuesAndTheTextsMadeOfThem) {
+    AuditRecord record;
+    record.set_date({77, 5000});
+    record.set_type(4);
+    record.set_user_uuid(UUID{{1}});
+    record.set_device_type(10);
+    record.set_schema_tag(5);
+    const char* const date = record.get_date_str();
+    ASSERT_EQ(record.read_from_buffer(Bytes(56, 'A'), 0), AuditRecord::kNoRecord);
+    EXPECT_EQ(record.get_date_str(), date);
+    EXPECT_STREQ(date, "1970-01-01T00:01:17.005");
+    EXPECT_EQ(record.get_type(), 4);
+    EXPECT_EQ(record.get_user_uuid(), (UUID{{1}}));
+    EXPECT_EQ(record.get_device_type(), 10);
+    EXPECT_EQ(record.get_schema_tag(), 5);
+}
+
 TEST(ReadCString, GivesTheTextAndMovesPastItsNul) {
     const Bytes bytes = {'a', 'b', 0, 'c', 0};
     unsigned long position = 0;

@@ -394,6 +394,41 @@ TEST(AuditRecord, ACopyMakesItsOwnTexts) {
     EXPECT_STREQ(copy.get_device_type_str(), "USB port");
 }
 
+TEST(AuditRecord, ACopyOfARecordThatWasGivenItsOwnTextHoldsTheText) {
+    AuditRecord copy;
+    {
+        AuditRecord record;
+        record.set_date({0, 5000});
+        record.set_type(3);
+        record.set_user_uuid(kUUID);
+        record.set_date_str(record.get_date_str() + 11);
+        record.set_type_str(record.get_type_str());
+        record.set_user_uuid_str(record.get_user_uuid_str());
+        copy = record;
+    }
+    EXPECT_STREQ(copy.get_date_str(), "00:00:00.005");
+    EXPECT_STREQ(copy.get_type_str(), "3");
+    EXPECT_EQ(copy.get_type(), 3);
+    EXPECT_STREQ(copy.get_user_uuid_str(), kUUIDText);
+    EXPECT_EQ(copy.get_user_uuid(), kUUID);
+}
+
+TEST(AuditRecord, ACopyMakesTheTextsThatTheSourceHasNotMadeYet) {
+    AuditRecord record;
+    record.set_date({0, 5000});
+    record.set_type(3);
+    record.set_user_uuid(kUUID);
+    record.set_device_type(4);
+    record.set_schema_tag(9);
+    const AuditRecord copy = record;
+    EXPECT_TRUE(copy.is_set_user_uuid() && copy.is_set_device_type() && copy.is_set_schema_tag());
+    EXPECT_STREQ(copy.get_date_str(), "1970-01-01T00:00:00.005");
+    EXPECT_STREQ(copy.get_type_str(), "3");
+    EXPECT_STREQ(copy.get_user_uuid_str(), kUUIDText);
+    EXPECT_STREQ(copy.get_device_type_str(), "Unknown");
+    EXPECT_EQ(copy.get_schema_tag(), 9);
+}
+
 TEST(AuditRecord, ACopySharesBorrowedTextsAndNumbers) {
     AuditRecord record;
     const std::string text = "borrowed";

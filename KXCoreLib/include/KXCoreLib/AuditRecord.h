@@ -30,8 +30,8 @@ class KX_EXPORT AuditRecord {
     /// A record in which nothing is set.
     AuditRecord() noexcept {}  // not defaulted: a const record may then be made without an initialiser
 
-    /// Copies what is set. Borrowed texts are shared with the source, and a text that the source made itself is made
-    /// anew by the copy, so that a copy never points into another record.
+    /// Copies what is set. Borrowed texts are shared with the source, so the copy of a record that was read from a
+    /// buffer points into that buffer too. A text that the source made itself the copy holds itself.
     AuditRecord(const AuditRecord& other) noexcept;
     AuditRecord& operator=(const AuditRecord& other) noexcept;
     ~AuditRecord() = default;

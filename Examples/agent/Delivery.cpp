@@ -40,10 +40,20 @@ std::string onOneLine(const char* text) {
 }
 
 void print(const AuditRecord& record) {
-    std::printf("%s  %-8s  %-24s  %-8s %-14s %s: %s\n", record.get_date_str(), record.get_type_str(),
-                onOneLine(record.get_user_name_str()).c_str(), onOneLine(record.get_action_str()).c_str(),
-                onOneLine(record.get_device_type_str()).c_str(), onOneLine(record.get_name_str()).c_str(),
-                onOneLine(record.get_reason_str()).c_str());
+    std::printf("%s  %-8s  %-24s  %-8s %-14s %s: %s\n", onOneLine(record.get_date_str()).c_str(),
+                onOneLine(record.get_type_str()).c_str(), onOneLine(record.get_user_name_str()).c_str(),
+                onOneLine(record.get_action_str()).c_str(), onOneLine(record.get_device_type_str()).c_str(),
+                onOneLine(record.get_name_str()).c_str(), onOneLine(record.get_reason_str()).c_str());
+}
+
+/// Prints the records that an item holds; one of another kind holds none.
+void print(CFTypeRef item) {
+    if (CFGetTypeID(item) != DataRef::getTypeID()) return;
+    const std::vector<unsigned char> buffer = DataRef::retain(static_cast<CFDataRef>(item)).copyStdVector();
+    AuditRecord record;
+    for (unsigned long next = 0; (next = record.read_from_buffer(buffer, next)) != AuditRecord::kNoRecord;) {
+        print(record);
+    }
 }
 
 }  // namespace
@@ -72,14 +82,11 @@ void Delivery::deliver() {
     unsigned long long last = 0;
     while (const unsigned long long id = cursor->getNextItem(nullptr, item)) {
         last = id;
-        DataRef data;
-        data.assign(item.get());
-        const std::vector<unsigned char> buffer = data.copyStdVector();
-        AuditRecord record;
-        if (record.read_from_buffer(buffer, 0) != AuditRecord::kNoRecord) print(record);
+        print(item.get());
     }
-    // Out of the process first, out of the stream after.
-    if (std::fflush(stdout) == 0) stream_.discardItemsWithIDLessThanOrEqualTo(last);
+    // Out of the process first, out of the stream after. What the reader did not take stays, for the next time.
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) stream_.discardItemsWithIDLessThanOrEqualTo(last);
+    std::clearerr(stdout);
 }
 
 }  // namespace agent

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -36,11 +37,16 @@ class OnReadable final : public RunLoopSourceFileDescriptor {
     std::function<void()> function_;
 };
 
+[[noreturn]] void fail(int fd, const std::string& what) {
+    const int error = errno;
+    if (fd >= 0) close(fd);
+    throw std::system_error(error, std::generic_category(), what);
+}
+
 int watchFolder(const std::string& folder) {
+    constexpr std::uint32_t events = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_ONLYDIR;
     const int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (fd < 0 || inotify_add_watch(fd, folder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_DELETE) < 0) {
-        throw std::system_error(errno, std::generic_category(), folder);
-    }
+    if (fd < 0 || inotify_add_watch(fd, folder.c_str(), events) < 0) fail(fd, folder);
     return fd;
 }
 
@@ -50,7 +56,7 @@ int watchKernel() {
     address.nl_family = AF_NETLINK;
     address.nl_groups = 1;
     if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        throw std::system_error(errno, std::generic_category(), "the kernel's device events");
+        fail(fd, "the kernel's device events");
     }
     return fd;
 }
@@ -100,7 +106,8 @@ void Watcher::run() {
 /// Devices that came while nobody watched.
 void Watcher::auditWhatIsThere() {
     if (!configuration_.watch) return;
-    for (const auto& entry : std::filesystem::directory_iterator(*configuration_.watch)) {
+    std::error_code error;  // the folder may have gone by now, and holds nothing then
+    for (const auto& entry : std::filesystem::directory_iterator(*configuration_.watch, error)) {
         auditFile("present", entry.path().filename());
     }
 }
@@ -113,8 +120,9 @@ void Watcher::readFolder() {
         for (const char* at = buffer.data(); at < buffer.data() + length;) {
             const auto* const event = reinterpret_cast<const inotify_event*>(at);
             at += sizeof *event + event->len;
+            if (event->mask & IN_Q_OVERFLOW) auditWhatIsThere();  // more came at once than the kernel keeps
             if (event->len == 0) continue;
-            if (event->mask & IN_DELETE) {
+            if (event->mask & (IN_DELETE | IN_MOVED_FROM)) {
                 auditFile("remove", event->name);
             } else if (!(event->mask & IN_CREATE) || (event->mask & IN_ISDIR)) {
                 // A file has arrived when it is written; a volume, when it is there.
@@ -128,19 +136,21 @@ void Watcher::auditFile(const char* action, const std::string& name) {
     const std::string path = *configuration_.watch + "/" + name;
     DeviceEvent event{.action = action, .name = name, .information = path, .deviceType = configuration_.deviceType};
     struct stat status {};
-    if (lstat(path.c_str(), &status) == 0) {
-        event.user = status.st_uid;
-        event.access = status.st_mode & S_IWUSR ? Read | Write : Read;
-    } else {
-        event.user = getuid();
-        event.access = Eject;
-    }
+    event.user = lstat(path.c_str(), &status) == 0 ? status.st_uid : getuid();
+    event.access = event.action == "remove" ? Eject : status.st_mode & S_IWUSR ? Read | Write : Read;
     auditor_.audit(event);
 }
 
 void Watcher::readKernel() {
     std::array<char, 16384> buffer;
-    for (ssize_t length; (length = recv(fd_, buffer.data(), buffer.size(), 0)) > 0;) {
+    sockaddr_nl from{};
+    const auto receive = [&] {
+        socklen_t size = sizeof from;
+        return recvfrom(fd_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
+    };
+    for (ssize_t length; (length = receive()) > 0 || errno == ENOBUFS;) {
+        if (length < 0) std::fprintf(stderr, "agent: the kernel had more events than could be kept\n");
+        if (length < 0 || from.nl_pid != 0) continue;  // not from the kernel
         const auto fields = fieldsOf({buffer.data(), static_cast<std::size_t>(length)});
         const auto field = [&](std::string_view key) {
             const auto found = fields.find(key);

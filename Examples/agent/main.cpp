@@ -17,6 +17,21 @@
 using namespace agent;
 using namespace KXCore;
 
+namespace {
+
+/// Stops the threads before what they use goes, however that comes about.
+struct Threads {
+    Threads() = default;
+    Threads(const Threads&) = delete;
+    ~Threads() {
+        // The producer first, so that the consumer delivers all there is.
+        StopBackgroundThread("watcher");
+        StopBackgroundThread("delivery");
+    }
+};
+
+}  // namespace
+
 int main(int argc, char** argv) {
     if (argc != 2) {
         std::fprintf(stderr, "usage: agent CONFIGURATION.plist\n");
@@ -37,6 +52,7 @@ int main(int argc, char** argv) {
         const EventPort arrivals(0);
         Auditor auditor(configuration, stream, arrivals);
         BackgroundThreadEvent ready;
+        const Threads threads;
         StartBackgroundThread("delivery", new Delivery(stream, arrivals, ready));
         ready.wait(nullptr);
         StartBackgroundThread("watcher", new Watcher(configuration, auditor, ready));
@@ -46,12 +62,8 @@ int main(int argc, char** argv) {
 
         int signal;
         sigwait(&signals, &signal);
-        // The producer first, so that the consumer delivers all there is.
-        StopBackgroundThread("watcher");
-        StopBackgroundThread("delivery");
         return 0;
     } catch (const std::exception& error) {
-        StopBackgroundThreads();
         std::fprintf(stderr, "agent: %s\n", error.what());
         return 1;
     }

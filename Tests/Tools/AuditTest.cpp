@@ -99,6 +99,9 @@ TEST(AuditCommand, PrintsALineAFieldThatIsSet) {
 TEST(AuditCommand, TakesNumbersForDatesAndKinds) {
     EXPECT_EQ(Print(Encoded("{\"date\": 1794758565.25, \"type\": 8, \"device_type\": 255, \"status\": -3}")).out,
               "2026-11-15T16:02:45.250Z asuccess record_id=0 event_id=0 status=-3 device_type=Service\n");
+    EXPECT_TRUE(Print(Encoded("{\"date\": 1794758562.123}")).out.starts_with("2026-11-15T16:02:42.123Z"));
+    EXPECT_TRUE(Print(Encoded("{\"date\": 1.9999999}")).out.starts_with("1970-01-01T00:00:02.000Z"));
+    EXPECT_TRUE(Print(Encoded("{\"date\": -1.5}")).out.starts_with("1969-12-31T23:59:58.500Z"));
     EXPECT_EQ(Print(Encoded("{\"date\": -1, \"type\": 77}")).out,
               "1969-12-31T23:59:59.000Z 77 record_id=0 event_id=0 status=0\n");
 }
@@ -167,6 +170,9 @@ TEST(AuditCommand, FiltersRecords) {
          {"today", "2026-02-29", "2026-13-01", "2026-11-15T24:00", "2026-11-15T16:02:", "@"}) {
         EXPECT_EQ(Print(records, {"--since", wrong}).status, 2) << wrong;
     }
+    const std::string before1970 = Encoded("{\"date\": -1.5}");
+    EXPECT_NE(Print(before1970, {"--since", "@-1.5", "--until", "@-1.5"}).out, "");
+    EXPECT_EQ(Print(before1970, {"--since", "@-1.4"}).out, "");
     EXPECT_EQ(admitted({"--since", "2024-02-29", "--until", "2026-11-15T16:02:42.123"}), "1");
 }
 

@@ -203,9 +203,13 @@ timeval SecondsOf(const nlohmann::json& value) {
     const double seconds = value.get<double>();
     constexpr double kFarthest = 1e12;
     if (!(std::fabs(seconds) < kFarthest)) throw BadInput("\"date\" is too far away");
+    // To the nearest microsecond: 0.123 is a little less in binary, and no millisecond is to be lost by that.
+    constexpr long long kSecond = 1'000'000;
+    const long long whole = std::llround(std::floor(seconds));
+    const long long fraction = std::llround((seconds - std::floor(seconds)) * kSecond);
     timeval time{};
-    time.tv_sec = static_cast<time_t>(std::floor(seconds));
-    time.tv_usec = static_cast<suseconds_t>((seconds - std::floor(seconds)) * 1e6);
+    time.tv_sec = static_cast<time_t>(whole + fraction / kSecond);
+    time.tv_usec = static_cast<suseconds_t>(fraction % kSecond);
     return time;
 }
 
@@ -340,7 +344,9 @@ void ReadRecord(const nlohmann::json& object, AuditRecord& record, RecordTexts& 
 std::optional<std::int64_t> TimeOf(std::string_view text) {
     constexpr std::int64_t kDay = 86'400'000;
     std::int64_t time = 0;
+    std::int64_t sign = 1;  // of the fraction
     if (Take(text, '@')) {
+        sign = text.starts_with('-') ? -1 : 1;
         std::int64_t seconds = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
         constexpr std::int64_t kFarthest = 1'000'000'000'000;
@@ -372,7 +378,7 @@ std::optional<std::int64_t> TimeOf(std::string_view text) {
     }
     if (Take(text, '.')) {
         if (text.empty()) return std::nullopt;
-        for (std::int64_t unit = 100; const auto digit = TakeDigits(text, 1); unit /= 10) time += *digit * unit;
+        for (std::int64_t unit = 100; const auto digit = TakeDigits(text, 1); unit /= 10) time += sign * *digit * unit;
     }
     Take(text, 'Z');
     if (!text.empty()) return std::nullopt;

@@ -1,0 +1,78 @@
+#include "../Tools/RunProgram.h"
+
+#include <KXCoreLib/AccountInfo.h>
+#include <KXCoreLib/AuditRecord.h>
+#include <KXCoreLib/CoreFoundationWrappers.h>
+#include <KXCoreLib/CustomACL.h>
+#include <KXCoreLib/StreamStorage.h>
+#include <KXCoreLib/SystemInfo.h>
+
+#include <membership.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace KXCore;
+using namespace KXCore::CoreFoundation;
+
+TEST(Readme, TheRecordThatItSendsIsTheOneThatItReceives) {
+    const TemporaryFolder folder;
+    StreamStorage stream((folder.path() + "/stream").c_str(), FileAttributes());
+    stream.openStorage(StreamModeReadWrite);
+    const BitMaskConstant names[] = {{"read", 1}, {"write", 2}, {"execute", 4}, {nullptr, 0}};
+    const unsigned requested = 2;
+    UUID user;
+    ASSERT_EQ(mbr_uid_to_uuid(getuid(), user.bytes), 0);
+    timeval now;
+    gettimeofday(&now, nullptr);
+    {
+#include "Piece1.inc"
+    }
+
+    std::vector<std::string>
+        delivered;
+    const auto deliver = [&](const PropertyListRef& item) {
+        DataRef data;
+        data.assign(item.get());
+        const std::vector<unsigned char> bytes = data.copyStdVector();
+        AuditRecord record;
+        ASSERT_EQ(record.read_from_buffer(bytes, 0), bytes.size());
+        delivered.push_back(std::string(record.get_device_type_str()) + " " + record.get_name_str());
+        EXPECT_EQ(record.get_user_uuid(), user);
+    };
+    unsigned long long last = 0;
+    {
+#include "Piece2.inc"
+    } EXPECT_EQ(delivered, std::vector<std::string>{"USB port Stick"});
+    EXPECT_EQ(stream.getFirstItemID(), 0u) << "what was delivered is discarded";
+}
+
+TEST(Readme, ItsCommandsGiveWhatStandsBelowThem) {
+    std::ifstream file(KX_SOURCE_DIR "/README.md");
+    const std::string readme(std::istreambuf_iterator<char>(file), {});
+    const std::size_t begin = readme.find("\n```\n$ kxtool mask ");
+    const std::size_t end = readme.find("\n```\n", begin + 1);
+    ASSERT_TRUE(begin < end && end != std::string::npos);
+
+    // The block as a script: before each output the line that makes it, as a person types it.
+    const std::string block = readme.substr(begin + 5, end + 1 - (begin + 5));
+    std::string script = "PATH=" + std::filesystem::path(KXTOOL).parent_path().string() + ":$PATH\n";
+    std::string outputs;
+    for (std::size_t at = 0; at < block.size();) {
+        const std::string line = block.substr(at, block.find('\n', at) + 1 - at);
+        at += line.size();
+        if (line.starts_with("$ ")) {
+            script += line.substr(2);
+        } else if (line != "\n") {
+            outputs += line;
+        }
+    }
+    const TemporaryFolder folder;
+    EXPECT_EQ(RunProgram({"/bin/sh", "-c", "cd '" + folder.path() + "'\n" + script}), (ProgramOutcome{0, outputs, ""}));
+}

@@ -2,12 +2,14 @@
 #include <poll.h>
 #include <signal.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -546,6 +548,38 @@ TEST(StreamCommand, RefusesToWriteWhereTheFolderTakesNoJournal) {
     EXPECT_EQ(run({"stream", "list", path}), (ProgramOutcome{0, "1: 1\n2: 2\n3: 3\n", ""}));
     EXPECT_EQ(fs::file_size(empty), 0u);
     fs::permissions(folder.path() + "/closed", fs::perms(0755));
+}
+
+TEST(StreamCommand, TellsThatTheDiskIsFullAndLeavesWhatWasThere) {
+    const TemporaryFolder folder;
+    const std::string path = MakeStream(folder, 1000);
+    const auto before = Everything(folder);
+    // No file may grow any more, as on a full disk.
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit full = limit;
+    full.rlim_cur = 0;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+    const auto run = [&](const std::string& command, const std::string& file, std::vector<std::string> options = {}) {
+        options.insert(options.begin(), {"stream", command, file});
+        return RunTool(options, "1\n");
+    };
+    const ProgramOutcome made = run("append", folder.path() + "/new");
+    const ProgramOutcome appended = run("append", path);
+    const ProgramOutcome discarded = run("discard", path, {"--through", "1"});
+    const ProgramOutcome compacted = run("compact", path);
+    const ProgramOutcome listed = run("list", path, {"--limit", "1"});
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    std::signal(SIGXFSZ, ignored);
+    EXPECT_EQ(made, (ProgramOutcome{1, "", "kxtool stream append: " + folder.path() + "/new: disk I/O error\n"}));
+    EXPECT_EQ(appended.err, "kxtool stream append: " + path +
+                                ": items were not stored: the disk is full, or another process came between\n");
+    EXPECT_EQ(discarded.err, "kxtool stream discard: " + path +
+                                 ": nothing was discarded: the disk is full, or another process came between\n");
+    EXPECT_EQ(compacted.status, 1);
+    EXPECT_EQ(listed, (ProgramOutcome{0, "1: 1\n", ""}));
+    EXPECT_EQ(Everything(folder), before);
 }
 
 TEST(StreamCommand, TellsItsProgressOnATerminalOnly) {

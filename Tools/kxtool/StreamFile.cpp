@@ -44,7 +44,7 @@ std::optional<std::string> HeaderOf(const std::string& path) {
     }
     if (S_ISDIR(status.st_mode)) Refuse(path, "is a directory");
     if (!S_ISREG(status.st_mode)) Refuse(path, "is not a regular file");
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) Refuse(path, SystemReason());
     std::string header(kHeaderSize, '\0');
     const ssize_t count = read(file, header.data(), header.size());
@@ -130,6 +130,23 @@ class StreamFile::Statement {
 
 void StreamFile::Close::operator()(sqlite3* handle) const { sqlite3_close(handle); }
 
+std::unique_ptr<sqlite3, StreamFile::Close> StreamFile::open(const std::string& path, int flags) {
+    sqlite3* handle = nullptr;
+    const int code = sqlite3_open_v2(PlainName(path).c_str(), &handle, flags, nullptr);
+    std::unique_ptr<sqlite3, Close> owned(handle);
+    if (code != SQLITE_OK) RefuseFor(path, code, handle);
+    sqlite3_busy_timeout(handle, kPatienceMilliseconds);
+    return owned;
+}
+
+void StreamFile::makeTable(const std::string& path) {
+    const std::unique_ptr<sqlite3, Close> handle = open(path, SQLITE_OPEN_READWRITE);
+    const int code =
+        sqlite3_exec(handle.get(), "CREATE TABLE IF NOT EXISTS stream01 (id INTEGER PRIMARY KEY, attributes BLOB)",
+                     nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK) RefuseFor(path, code, handle.get());
+}
+
 StreamFile::StreamFile(const std::string& path, For purpose) : path_(path) {
     const std::optional<std::string> header = HeaderOf(path);
     if (!header) Refuse(path, "there is no such file");
@@ -137,21 +154,16 @@ StreamFile::StreamFile(const std::string& path, For purpose) : path_(path) {
 
     if (purpose == For::Writing) CheckWritable(path);
 
-    sqlite3* handle = nullptr;
-    const int flags = purpose == For::Writing ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
-    const int code = sqlite3_open_v2(PlainName(path).c_str(), &handle, flags, nullptr);
-    handle_.reset(handle);
-    if (code != SQLITE_OK) RefuseFor(path, code, handle);
-    sqlite3_busy_timeout(handle, kPatienceMilliseconds);
+    handle_ = open(path, purpose == For::Writing ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
     // A schema that somebody else wrote gets nothing to run.
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 
     Statement table(*this, "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'stream01'");
     table.step();
     if (table.number(0) == 0) Refuse(path, "not a stream: a database without the table stream01");
     sqlite3_stmt* probe = nullptr;
     const bool hasColumns =
-        sqlite3_prepare_v2(handle, "SELECT id, attributes FROM stream01", -1, &probe, nullptr) == SQLITE_OK;
+        sqlite3_prepare_v2(handle_.get(), "SELECT id, attributes FROM stream01", -1, &probe, nullptr) == SQLITE_OK;
     sqlite3_finalize(probe);
     if (!hasColumns) Refuse(path, "not a stream: its table stream01 has other columns");
 }

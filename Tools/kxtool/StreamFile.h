@@ -42,6 +42,9 @@ class StreamFile {
         Writing,  ///< the file can be written, and a change that was left unfinished has been taken back
     };
 
+    /// Makes the table of a stream in the empty file at `path`.
+    static void makeTable(const std::string& path);
+
     explicit StreamFile(const std::string& path, For purpose = For::Looking);
     ~StreamFile();
     StreamFile(const StreamFile&) = delete;
@@ -98,6 +101,8 @@ class StreamFile {
     struct Close {
         void operator()(sqlite3* handle) const;
     };
+
+    static std::unique_ptr<sqlite3, Close> open(const std::string& path, int flags);
 
     std::optional<long long> number(const char* sql) const;
     void run(const char* sql) const;

@@ -18,11 +18,20 @@ using KXCore::CoreFoundation::PropertyListRef;
 constexpr std::size_t kPendingItems = 1000;
 constexpr std::size_t kPendingBytes = std::size_t{1} << 19;
 
-/// Makes an empty file, with the system's word for why it cannot be: the library would end the process.
-void MakeEmptyFile(const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+/// Makes a stream where nothing or an empty file stands, or says why it cannot be: the library would end the process.
+void MakeStream(const std::string& path) {
+    constexpr int kHow = O_WRONLY | O_CREAT | O_CLOEXEC;
+    int file = open(path.c_str(), kHow | O_EXCL, 0644);
+    const bool missing = file >= 0;
+    if (!missing && errno == EEXIST) file = open(path.c_str(), kHow, 0644);  // empty, or a link to nothing yet
     if (file < 0) throw BadInput(fmt::format("cannot make {}: {}", path, std::generic_category().message(errno)));
     close(file);
+    try {
+        StreamFile::makeTable(path);
+    } catch (const BadInput&) {
+        if (missing) unlink(path.c_str());
+        throw;
+    }
 }
 
 }  // namespace
@@ -36,12 +45,7 @@ std::string StoredForm(CFPropertyListRef item) {
 StreamWriter::StreamWriter(const std::string& path, Missing missing)
     : path_(path), storage_((path.starts_with('/') ? path : "./" + path).c_str(), KXCore::FileAttributes{}) {
     if (path.empty()) throw BadInput("the stream's name is empty");
-    if (missing == Missing::Create && HasRoomForStream(path)) {
-        MakeEmptyFile(path);
-        storage_.openStorage(KXCore::StreamModeReadWrite);
-        file_.emplace(path, StreamFile::For::Writing);
-        return;
-    }
+    if (missing == Missing::Create && HasRoomForStream(path)) MakeStream(path);
     file_.emplace(path, StreamFile::For::Writing);
     file_->awaitWriters();
     // A file that is locked at this moment would be taken for one that cannot be used.

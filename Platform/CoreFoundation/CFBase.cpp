@@ -55,9 +55,35 @@ constinit const __CFAllocator useContextAllocator(kNullContext, Object::Immortal
 // In the thread's own block, at a place known when the library is loaded: asked for with every object made.
 [[gnu::tls_model("initial-exec")]] thread_local CFAllocatorRef threadDefault = nullptr;
 
-void finalizeAllocator(Object* object) noexcept {
-    const CFAllocatorContext& context = static_cast<__CFAllocator*>(object)->context;
+/// The allocator of an object that is not the system's default stands this far before it. A null one stands before an
+/// allocator that is kept in memory of its own.
+constexpr std::size_t kPrefix = alignof(std::max_align_t);
+
+CFAllocatorRef prefixOf(CFTypeRef cf) noexcept {
+    return *reinterpret_cast<const CFAllocatorRef*>(static_cast<const std::byte*>(cf) - kPrefix);
+}
+
+bool isInOwnMemory(const Object* allocator) noexcept {
+    return (allocator->flags & Object::kOwnAllocator) && !prefixOf(allocator);
+}
+
+void releaseInfo(const CFAllocatorContext& context) noexcept {
     if (context.release) context.release(context.info);
+}
+
+void finalizeAllocator(Object* object) noexcept {
+    // The info may be what gives the memory back: then it goes last.
+    if (!isInOwnMemory(object)) releaseInfo(static_cast<__CFAllocator*>(object)->context);
+}
+
+__CFAllocator* makeInOwnMemory(const CFAllocatorContext& context) noexcept {
+    if (!context.allocate) return nullptr;
+    void* const memory = context.allocate(static_cast<CFIndex>(kPrefix + sizeof(__CFAllocator)), 0, context.info);
+    if (!memory) return nullptr;
+    ::new (memory) CFAllocatorRef(nullptr);
+    __CFAllocator* const made = ::new (static_cast<std::byte*>(memory) + kPrefix) __CFAllocator(context);
+    made->flags |= Object::kOwnAllocator;
+    return made;
 }
 
 CFStringRef copyAllocatorDescription(const Object* object) {
@@ -101,11 +127,11 @@ CFAllocatorRef CFAllocatorGetDefault() { return currentDefault(); }
 
 CFAllocatorRef CFAllocatorCreate(CFAllocatorRef allocator, CFAllocatorContext* context) {
     if (!context || context->version != 0) return nullptr;
-    // An allocator that keeps itself in memory of its own gains nothing by it here: the object header would still
-    // have to be told apart from what it hands out, so such an allocator lives in the system's memory.
-    if (allocator == kCFAllocatorUseContext) allocator = kCFAllocatorSystemDefault;
-    __CFAllocator* const made = make<__CFAllocator>(allocator, 0, *context);
-    if (made && context->retain) made->context.info = const_cast<void*>(context->retain(context->info));
+    CFAllocatorContext kept = *context;
+    if (kept.retain) kept.info = const_cast<void*>(kept.retain(kept.info));
+    __CFAllocator* const made =
+        allocator == kCFAllocatorUseContext ? makeInOwnMemory(kept) : make<__CFAllocator>(allocator, 0, kept);
+    if (!made) releaseInfo(kept);
     return made;
 }
 
@@ -169,9 +195,6 @@ CFTypeID CFNullGetTypeID() { return number(TypeID::Null); }
 // ---- Life
 
 namespace {
-
-/// The allocator of an object that is not the system's default stands this far before it.
-constexpr std::size_t kPrefix = alignof(std::max_align_t);
 
 /// Destroying a container destroys what it alone held, and so on down. Below this depth the rest waits its turn, so
 /// that no nesting, however deep, uses up the stack.
@@ -240,7 +263,13 @@ void deallocateObject(void* memory, std::uint8_t flags) noexcept {
         return;
     }
     void* const start = static_cast<std::byte*>(memory) - kPrefix;
-    const CFAllocatorRef allocator = *static_cast<CFAllocatorRef*>(start);
+    const CFAllocatorRef allocator = prefixOf(memory);
+    if (!allocator) {
+        const CFAllocatorContext context = static_cast<__CFAllocator*>(memory)->context;
+        if (context.deallocate) context.deallocate(start, context.info);
+        releaseInfo(context);
+        return;
+    }
     CFAllocatorDeallocate(allocator, start);
     CFRelease(allocator);
 }
@@ -266,7 +295,8 @@ CFTypeRef CFMakeCollectable(CFTypeRef cf) { return cf; }
 
 CFAllocatorRef CFGetAllocator(CFTypeRef cf) {
     if (!cf || !(object(cf)->flags & Object::kOwnAllocator)) return kCFAllocatorSystemDefault;
-    return *reinterpret_cast<const CFAllocatorRef*>(static_cast<const std::byte*>(cf) - kPrefix);
+    const CFAllocatorRef allocator = prefixOf(cf);
+    return allocator ? allocator : static_cast<CFAllocatorRef>(cf);
 }
 
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {

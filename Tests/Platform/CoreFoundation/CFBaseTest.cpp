@@ -119,6 +119,55 @@ TEST(CFAllocator, LivesAsLongAsAnObjectItGave) {
     EXPECT_TRUE(isReleased);
 }
 
+TEST(CFAllocator, IsKeptInMemoryOfItsOwnWhenAskedTo) {
+    struct Log {
+        int blocks = 0;
+        bool isReleased = false;
+        bool isMemoryBackFirst = false;
+    } log;
+    CFAllocatorContext context{};
+    context.info = &log;
+    context.retain = [](const void* info) { return info; };
+    context.release = [](const void* info) {
+        Log& l = *static_cast<Log*>(const_cast<void*>(info));
+        l.isReleased = true;
+        l.isMemoryBackFirst = l.blocks == 0;
+    };
+    context.allocate = [](CFIndex size, CFOptionFlags, void* info) {
+        ++static_cast<Log*>(info)->blocks;
+        return std::malloc(static_cast<std::size_t>(size));
+    };
+    context.deallocate = [](void* memory, void* info) {
+        --static_cast<Log*>(info)->blocks;
+        std::free(memory);
+    };
+    const CFAllocatorRef allocator = CFAllocatorCreate(kCFAllocatorUseContext, &context);
+    EXPECT_EQ(log.blocks, 1);
+    EXPECT_EQ(CFGetAllocator(allocator), allocator);
+    auto s = hold(CFStringCreateWithCString(allocator, "abc", kCFStringEncodingASCII));
+    EXPECT_EQ(CFGetAllocator(s), allocator);
+    EXPECT_EQ(log.blocks, 2);
+    CFRelease(allocator);
+    EXPECT_FALSE(log.isReleased);
+    s.reset();
+    EXPECT_TRUE(log.isReleased);
+    EXPECT_TRUE(log.isMemoryBackFirst);
+}
+
+TEST(CFAllocator, IsNoneWhenItsOwnMemoryGivesNone) {
+    static int held = 0;
+    CFAllocatorContext context{};
+    context.retain = [](const void* info) {
+        ++held;
+        return info;
+    };
+    context.release = [](const void*) { --held; };
+    EXPECT_EQ(CFAllocatorCreate(kCFAllocatorUseContext, &context), nullptr);
+    context.allocate = [](CFIndex, CFOptionFlags, void*) -> void* { return nullptr; };
+    EXPECT_EQ(CFAllocatorCreate(kCFAllocatorUseContext, &context), nullptr);
+    EXPECT_EQ(held, 0);
+}
+
 TEST(CFAllocator, RefusesAContextItDoesNotKnow) {
     CFAllocatorContext context{};
     context.version = 1;

@@ -24,11 +24,43 @@ constexpr UniChar projected(Unit unit) noexcept {
     }
 }
 
+/// The number of units with which text and pattern begin alike.
 template <bool Caseless, class T, class P>
-bool matchesAt(const T* text, const P* pattern, CFIndex length) noexcept {
-    for (CFIndex i = 0; i < length; ++i)
-        if (projected<Caseless>(text[i]) != projected<false>(pattern[i])) return false;
-    return true;
+CFIndex countEqual(const T* text, const P* pattern, CFIndex length) noexcept {
+    CFIndex count = 0;
+    while (count < length && projected<Caseless>(text[count]) == projected<false>(pattern[count])) ++count;
+    return count;
+}
+
+/// A plain search costs least where few places look like a match, as in nearly every text. Where it has compared this
+/// much in vain, text and pattern repeat themselves, and a method whose time is linear in both goes on.
+constexpr bool hasComparedTooMuch(CFIndex compared, CFIndex searched) noexcept {
+    constexpr CFIndex kPatience = 1024;
+    return compared > kPatience + 8 * searched;
+}
+
+/// The first match in a text, or the last, by the method of Knuth, Morris and Pratt; backwards, text and pattern are
+/// read from their ends.
+template <bool Caseless, bool Backwards, class T, class P>
+CFIndex linearMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CFIndex length) noexcept {
+    const auto textAt = [&](CFIndex i) { return projected<Caseless>(text[Backwards ? to - 1 - i : from + i]); };
+    const auto patternAt = [&](CFIndex i) { return projected<false>(pattern[Backwards ? length - 1 - i : i]); };
+    // borders[i]: how many of the first i + 1 units are a shorter ending of themselves.
+    const std::unique_ptr<CFIndex[]> memory(new (std::nothrow) CFIndex[static_cast<std::size_t>(length)]);
+    CFIndex* const borders = memory.get();
+    if (!borders) return kNowhere;
+    borders[0] = 0;
+    for (CFIndex i = 1, matched = 0; i < length; ++i) {
+        while (matched > 0 && patternAt(i) != patternAt(matched)) matched = borders[matched - 1];
+        if (patternAt(i) == patternAt(matched)) ++matched;
+        borders[i] = matched;
+    }
+    for (CFIndex i = 0, matched = 0; i < to - from; ++i) {
+        while (matched > 0 && textAt(i) != patternAt(matched)) matched = borders[matched - 1];
+        if (textAt(i) == patternAt(matched)) ++matched;
+        if (matched == length) return Backwards ? to - 1 - i : from + i + 1 - length;
+    }
+    return kNowhere;
 }
 
 /// The next place of either of two bytes, each looked for with memchr and no further than need be.
@@ -73,9 +105,14 @@ CFIndex firstMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CF
         const char first = pattern[0];
         ByteFinder finder(text, from, to - length + 1, first, Caseless ? asciiUpper(first) : first);
         CFIndex misses = 0;
+        CFIndex compared = 0;
         for (CFIndex at = finder.place(); at + length <= to; at = finder.place()) {
-            if (matchesAt<Caseless>(text + at, pattern, length)) return at;
+            const CFIndex equal = countEqual<Caseless>(text + at, pattern, length);
+            if (equal == length) return at;
             finder.advance();
+            compared += equal;
+            if (Caseless && hasComparedTooMuch(compared, at - from))
+                return linearMatch<Caseless, false>(text, at + 1, to, pattern, length);
             if (Caseless || ++misses < kPatience + (at - from) / 16) continue;
             const void* const found =
                 ::memmem(text + at, static_cast<std::size_t>(to - at), pattern, static_cast<std::size_t>(length));
@@ -84,8 +121,14 @@ CFIndex firstMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CF
         return kNowhere;
     } else {
         const UniChar first = projected<false>(pattern[0]);
+        CFIndex compared = 0;
         for (CFIndex at = from; at + length <= to; ++at) {
-            if (projected<Caseless>(text[at]) == first && matchesAt<Caseless>(text + at, pattern, length)) return at;
+            if (projected<Caseless>(text[at]) != first) continue;
+            const CFIndex equal = countEqual<Caseless>(text + at, pattern, length);
+            if (equal == length) return at;
+            compared += equal;
+            if (hasComparedTooMuch(compared, at - from))
+                return linearMatch<Caseless, false>(text, at + 1, to, pattern, length);
         }
         return kNowhere;
     }
@@ -94,10 +137,23 @@ CFIndex firstMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CF
 template <bool Caseless, class T, class P>
 CFIndex lastMatch(const T* text, CFIndex from, CFIndex to, const P* pattern, CFIndex length) noexcept {
     const UniChar first = projected<false>(pattern[0]);
+    CFIndex compared = 0;
     for (CFIndex at = to - length; at >= from; --at) {
-        if (projected<Caseless>(text[at]) == first && matchesAt<Caseless>(text + at, pattern, length)) return at;
+        if (projected<Caseless>(text[at]) != first) continue;
+        const CFIndex equal = countEqual<Caseless>(text + at, pattern, length);
+        if (equal == length) return at;
+        compared += equal;
+        if (hasComparedTooMuch(compared, to - length - at))
+            return linearMatch<Caseless, true>(text, from, at + length - 1, pattern, length);
     }
     return kNowhere;
+}
+
+/// Calls `work` with text and pattern as pointers to the units they consist of.
+template <class Work>
+CFIndex withUnits(TextView text, TextView pattern, Work work) noexcept {
+    if (text.isWide()) return pattern.isWide() ? work(text.wide, pattern.wide) : work(text.wide, pattern.ascii);
+    return pattern.isWide() ? work(text.ascii, pattern.wide) : work(text.ascii, pattern.ascii);
 }
 
 /// Finds a pattern in a text, match after match, none overlapping the one before.
@@ -183,17 +239,9 @@ class Search {
         return original(at) != kNowhere && original(end) != kNowhere;
     }
 
-    /// Calls `work` with the text and the pattern as pointers to the units they consist of.
-    template <bool Caseless, class Work>
-    CFIndex withUnits(Work work) const noexcept {
-        if (text_.isWide())
-            return pattern_.isWide() ? work(text_.wide, pattern_.wide) : work(text_.wide, pattern_.ascii);
-        return pattern_.isWide() ? work(text_.ascii, pattern_.wide) : work(text_.ascii, pattern_.ascii);
-    }
-
     template <bool Caseless>
     CFIndex locateAs() const noexcept {
-        return withUnits<Caseless>([this](const auto* text, const auto* pattern) {
+        return withUnits(text_, pattern_, [this](const auto* text, const auto* pattern) {
             return backwards_ ? lastMatch<Caseless>(text, from_, to_, pattern, pattern_.length)
                               : firstMatch<Caseless>(text, from_, to_, pattern, pattern_.length);
         });
@@ -204,8 +252,8 @@ class Search {
     template <bool Caseless>
     CFIndex anchorAs() const noexcept {
         const CFIndex at = backwards_ ? to_ - pattern_.length : from_;
-        return withUnits<Caseless>([this, at](const auto* text, const auto* pattern) {
-            return matchesAt<Caseless>(text + at, pattern, pattern_.length) ? at : kNowhere;
+        return withUnits(text_, pattern_, [this, at](const auto* text, const auto* pattern) {
+            return countEqual<Caseless>(text + at, pattern, pattern_.length) == pattern_.length ? at : kNowhere;
         });
     }
 
@@ -296,6 +344,12 @@ std::u16string replaced(TextView text, TextView replacement, const std::vector<C
 }
 
 }  // namespace
+
+CFIndex KXPlatform::findLiterally(TextView text, CFIndex from, TextView pattern) noexcept {
+    return withUnits(text, pattern, [&](const auto* units, const auto* sought) {
+        return firstMatch<false>(units, from, text.length, sought, pattern.length);
+    });
+}
 
 Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind, CFRange rangeToSearch,
                                          CFStringCompareFlags searchOptions, CFLocaleRef, CFRange* result) {

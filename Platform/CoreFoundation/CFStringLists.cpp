@@ -1,4 +1,4 @@
-#include "CFStringObject.h"
+#include "CFStringSupport.h"
 
 #include <CoreFoundation/CFArray.h>
 
@@ -8,20 +8,6 @@
 using namespace KXPlatform;
 
 namespace {
-
-/// Where `part`, which is not empty, stands in `text` from `from` on, unit by unit; -1 when nowhere.
-CFIndex findFrom(TextView text, CFIndex from, TextView part) noexcept {
-    if (!text.isWide() && !part.isWide()) {
-        const std::size_t at = text.asciiView().find(part.asciiView(), static_cast<std::size_t>(from));
-        return at == std::string_view::npos ? -1 : static_cast<CFIndex>(at);
-    }
-    for (; part.length <= text.length - from; ++from) {
-        CFIndex i = 0;
-        while (i < part.length && text[from + i] == part[i]) ++i;
-        if (i == part.length) return from;
-    }
-    return -1;
-}
 
 bool isPlain(TextView text) noexcept {
     return !text.isWide() || isASCII(text.wide, static_cast<std::size_t>(text.length));
@@ -81,7 +67,7 @@ CFArrayRef CFStringCreateArrayBySeparatingStrings(CFAllocatorRef alloc, CFString
     CFIndex start = 0;
     CFIndex end = 0;
     do {
-        end = separator.length > 0 ? findFrom(text, start, separator) : -1;
+        end = separator.length > 0 ? findLiterally(text, start, separator) : -1;
         const CFIndex stop = end < 0 ? text.length : end;
         const CFStringRef part = createText(alloc, text.part(start, stop - start));
         const CFIndex count = CFArrayGetCount(parts);

@@ -35,6 +35,9 @@ Result guarded(Result failed, Work&& work) noexcept {
     }
 }
 
+/// Where `pattern`, which is not empty, stands in `text` from `from` on, unit by unit; -1 when nowhere.
+CFIndex findLiterally(TextView text, CFIndex from, TextView pattern) noexcept;
+
 /// ICU counts in 32 bits: longer texts are not its business.
 inline bool fitsICU(CFIndex length) noexcept { return length <= INT32_MAX; }
 

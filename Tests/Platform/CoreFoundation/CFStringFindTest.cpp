@@ -156,6 +156,39 @@ TEST(CFStringFind, FindsInTextsThatRepeatThemselves) {
     EXPECT_EQ(findIn(almost, u"abac"), kNone);
 }
 
+/// Takes no time to speak of, where trying every place unit by unit would take minutes.
+TEST(CFStringFind, FindsQuicklyHoweverTheTextRepeats) {
+    for (const char16_t last : {u'b', u'\u0416'}) {
+        const std::u16string in = std::u16string(1'000'000, u'a') + u'\u00E9';
+        const std::u16string what = std::u16string(400'000, u'a') + last;
+        for (const CFStringCompareFlags flags : {0u, 1u, 4u, 5u, 16u, 20u}) {
+            EXPECT_EQ(findIn(in, what, flags), kNone) << flags;
+            EXPECT_EQ(findIn(std::u16string(in.size(), u'a'), what, flags), kNone) << flags;
+        }
+    }
+}
+
+TEST(CFStringFind, FindsTheSamePlacesInTextsThatRepeatThemselves) {
+    std::u16string in;
+    for (int i = 0; i < 400; ++i) in += std::u16string(static_cast<std::size_t>(20 + i * 7 % 60), u'a') + u'b';
+    for (std::size_t length = 60; length < 400; length += 13) {
+        for (const bool isWide : {false, true}) {
+            const std::u16string where = isWide ? in + u'\u0416' : in;
+            const std::u16string what = where.substr(where.size() / 2, length);
+            const std::u16string rare = what + u"bb";
+            EXPECT_EQ(findIn(where, what), Range(where.find(what), length));
+            EXPECT_EQ(findIn(where, what, kCFCompareBackwards), Range(where.rfind(what), length));
+            EXPECT_EQ(findIn(where, what, kCFCompareCaseInsensitive), Range(where.find(what), length));
+            EXPECT_EQ(findIn(where, rare), kNone);
+            EXPECT_EQ(findIn(where + rare + where, rare), Range((where + rare).find(rare), length + 2));
+            EXPECT_EQ(findIn(where + rare + where, rare, kCFCompareBackwards),
+                      Range((where + rare + where).rfind(rare), length + 2));
+            EXPECT_EQ(findIn(where + rare + where, rare, kCFCompareBackwards | kCFCompareCaseInsensitive),
+                      Range((where + rare + where).rfind(rare), length + 2));
+        }
+    }
+}
+
 // ---- By likeness
 
 TEST(CFStringFind, IgnoresCase) {

@@ -59,6 +59,16 @@ TEST(CFStringLists, WithoutASeparatorInItATextIsOnePart) {
     EXPECT_TRUE(CFEqual(separated(u",", u",,"), list({u","})));
 }
 
+/// Takes no time to speak of, where trying every place unit by unit would take minutes.
+TEST(CFStringLists, SeparatesQuicklyHoweverTheTextRepeats) {
+    for (const char16_t last : {u'b', u'\u0416'}) {
+        const std::u16string what = std::u16string(400'000, u'a') + last;
+        const std::u16string in = std::u16string(600'000, u'a');
+        EXPECT_TRUE(CFEqual(separated(in, what), list({in})));
+        EXPECT_TRUE(CFEqual(separated(in + what + u"x", what), list({in, u"x"})));
+    }
+}
+
 TEST(CFStringLists, SeparatesOnlyStrings) {
     EXPECT_EQ(CFStringCreateArrayBySeparatingStrings(nullptr, nullptr, CFSTR(",")), nullptr);
     EXPECT_EQ(CFStringCreateArrayBySeparatingStrings(nullptr, CFSTR("a"), nullptr), nullptr);

@@ -211,7 +211,7 @@ void destroy(const Object* object) noexcept {
 
 namespace KXPlatform {
 
-void endLife(const Object* object) noexcept {
+void endLifeInParts(const Object* object) noexcept {
     struct State {
         int depth = 0;
         std::vector<const Object*> waiting;

@@ -135,6 +135,7 @@ CFDataRef createImmutable(CFAllocatorRef allocator, const UInt8* bytes, CFIndex 
     if (length < 0 || (length > 0 && !bytes)) return nullptr;
     __CFData* const data = make<__CFData>(allocator, static_cast<std::size_t>(length), kDataClass);
     if (!data) return nullptr;
+    data->flags |= Object::kPlain;
     data->bytes = reinterpret_cast<UInt8*>(trailing(data));
     data->length = length;
     copyBytes(data->bytes, bytes, length);

@@ -97,13 +97,20 @@ void TextView::copyTo(UniChar* units) const noexcept {
 }
 
 bool isASCII(const char* text, std::size_t length) noexcept {
+    const auto wordAt = [text]<class Word>(std::size_t at, Word word) {
+        std::memcpy(&word, text + at, sizeof word);
+        return std::uint64_t{word};
+    };
+    // The last word lies over the end of the one before it.
     std::uint64_t seen = 0;
-    for (; length >= 8; length -= 8, text += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, text, 8);
-        seen |= word;
+    if (length >= 8) {
+        for (std::size_t at = 0; at + 8 < length; at += 8) seen |= wordAt(at, std::uint64_t{});
+        seen |= wordAt(length - 8, std::uint64_t{});
+    } else if (length >= 4) {
+        seen = wordAt(0, std::uint32_t{}) | wordAt(length - 4, std::uint32_t{});
+    } else {
+        for (std::size_t at = 0; at < length; ++at) seen |= static_cast<unsigned char>(text[at]);
     }
-    for (; length > 0; --length, ++text) seen |= static_cast<unsigned char>(*text);
     return (seen & 0x8080808080808080u) == 0;
 }
 
@@ -124,6 +131,7 @@ char* makeASCII(CFAllocatorRef allocator, std::size_t length, __CFString*& made)
     made = make<__CFString>(allocator, length + 1);
     if (!made) return nullptr;
     char* const text = reinterpret_cast<char*>(trailing(made));
+    made->flags |= Object::kPlain;
     text[length] = 0;
     made->length = static_cast<CFIndex>(length);
     made->text.ascii = text;
@@ -135,6 +143,7 @@ UniChar* makeWide(CFAllocatorRef allocator, std::size_t length, __CFString*& mad
     made = make<__CFString>(allocator, length * sizeof(UniChar));
     if (!made) return nullptr;
     UniChar* const units = reinterpret_cast<UniChar*>(trailing(made));
+    made->flags |= Object::kPlain;
     made->bits |= __CFString::kWide;
     made->length = static_cast<CFIndex>(length);
     made->text.wide = units;
@@ -143,15 +152,17 @@ UniChar* makeWide(CFAllocatorRef allocator, std::size_t length, __CFString*& mad
 
 namespace {
 
-bool isEightBit(CFStringEncoding encoding) noexcept {
-    const Encoding* const found = findEncoding(encoding);
-    return found && found->codec != Codec::UTF16 && found->codec != Codec::UTF32;
+bool isEightBit(const Encoding* encoding) noexcept {
+    return encoding && encoding->codec != Codec::UTF16 && encoding->codec != Codec::UTF32;
 }
 
-CFStringRef createFromBytes(CFAllocatorRef allocator, std::span<const UInt8> bytes, CFStringEncoding encoding,
+bool isEightBit(CFStringEncoding encoding) noexcept { return isEightBit(findEncoding(encoding)); }
+
+CFStringRef createFromBytes(CFAllocatorRef allocator, std::span<const UInt8> bytes, const Encoding* encoding,
                             bool isExternal) noexcept {
-    if (const auto plain = plainText(bytes, findEncoding(encoding))) return createASCII(allocator, *plain);
-    return createDecoded(allocator, DecodedText(bytes, encoding, isExternal));
+    if (!encoding) return nullptr;
+    if (const auto plain = plainText(bytes, encoding)) return createASCII(allocator, *plain);
+    return createDecoded(allocator, DecodedText(bytes, encoding->number, isExternal));
 }
 
 std::span<const UInt8> bytesOf(const char* cString) noexcept {
@@ -265,14 +276,16 @@ CFStringRef CFStringCreateWithPascalString(CFAllocatorRef alloc, ConstStr255Para
 }
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CFStringEncoding encoding) {
-    if (!cStr || !isEightBit(encoding)) return nullptr;
-    return createFromBytes(alloc, bytesOf(cStr), encoding, false);
+    const Encoding* const found = findEncoding(encoding);
+    if (!cStr || !isEightBit(found)) return nullptr;
+    return createFromBytes(alloc, bytesOf(cStr), found, false);
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation) {
     if (numBytes < 0 || (!bytes && numBytes > 0)) return nullptr;
-    return createFromBytes(alloc, {bytes, static_cast<std::size_t>(numBytes)}, encoding, isExternalRepresentation != 0);
+    return createFromBytes(alloc, {bytes, static_cast<std::size_t>(numBytes)}, findEncoding(encoding),
+                           isExternalRepresentation != 0);
 }
 
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars, CFIndex numChars) {

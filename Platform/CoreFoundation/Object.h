@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -63,6 +64,7 @@ struct Object {
     static constexpr std::uint8_t kImmortal = 1;      ///< a constant: never counted, never freed
     static constexpr std::uint8_t kOwnAllocator = 2;  ///< an allocator reference stands before the object
     static constexpr std::uint8_t kFound = 4;         ///< may be found, and retained, by who holds no reference
+    static constexpr std::uint8_t kPlain = 8;         ///< nothing but its memory is to be given back at its end
 
     enum ImmortalTag { Immortal };
 
@@ -86,8 +88,17 @@ inline bool isOfType(CFTypeRef cf, TypeID id) noexcept { return cf && object(cf)
 
 constexpr CFTypeID number(TypeID id) noexcept { return static_cast<CFTypeID>(id); }
 
+/// Ends the life of an object that has more to give back than its memory.
+void endLifeInParts(const Object* object) noexcept;
+
 /// Ends the life of an object whose last reference is gone.
-void endLife(const Object* object) noexcept;
+inline void endLife(const Object* object) noexcept {
+    if ((object->flags & (Object::kPlain | Object::kOwnAllocator)) == Object::kPlain) {
+        std::free(const_cast<Object*>(object));
+    } else {
+        endLifeInParts(object);
+    }
+}
 
 /// Adds to a count of references, or takes from it; returns what it was. While the process has one thread, and the C
 /// library knows, no locked operation is needed.
@@ -133,6 +144,7 @@ T* make(CFAllocatorRef allocator, std::size_t trailing, Args&&... args) noexcept
     if (!memory) return nullptr;
     T* const made = ::new (memory) T(std::forward<Args>(args)...);
     made->flags |= flags;
+    if (!made->cls->finalize) made->flags |= Object::kPlain;
     return made;
 }
 

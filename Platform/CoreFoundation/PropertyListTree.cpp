@@ -26,24 +26,39 @@ struct RecentKeys {
         for (const CFStringRef key : keys) CFRelease(key);
     }
 
-    CFStringRef& slotOf(std::string_view text) noexcept {
-        // Loads of fixed sizes, which may overlap: the first and the last bytes of the text.
-        const char* const at = text.data();
-        const std::size_t size = text.size();
+    /// The first and the last bytes of a text, by loads of fixed sizes, which may overlap. With its size they are the
+    /// whole of a text of up to 16 bytes.
+    struct Ends {
+        explicit Ends(std::string_view text) noexcept {
+            const char* const at = text.data();
+            const std::size_t size = text.size();
+            if (size >= 8) {
+                std::memcpy(&first, at, 8);
+                std::memcpy(&last, at + size - 8, 8);
+            } else if (size >= 4) {
+                std::memcpy(&first, at, 4);
+                std::memcpy(&last, at + size - 4, 4);
+            } else if (size > 0) {
+                first = static_cast<std::uint8_t>(at[0]);
+                last = static_cast<std::uint64_t>(static_cast<std::uint8_t>(at[size / 2])) << 8 |
+                       static_cast<std::uint8_t>(at[size - 1]);
+            }
+        }
+        bool operator==(const Ends&) const noexcept = default;
+
         std::uint64_t first = 0;
         std::uint64_t last = 0;
-        if (size >= 8) {
-            std::memcpy(&first, at, 8);
-            std::memcpy(&last, at + size - 8, 8);
-        } else if (size >= 4) {
-            std::memcpy(&first, at, 4);
-            std::memcpy(&last, at + size - 4, 4);
-        } else if (size > 0) {
-            first = static_cast<std::uint8_t>(at[0]);
-            last = static_cast<std::uint64_t>(static_cast<std::uint8_t>(at[size / 2])) << 8 |
-                   static_cast<std::uint8_t>(at[size - 1]);
-        }
-        const std::uint64_t mixed = (first ^ (last << 7 | last >> 57) ^ size) * 0x9E3779B97F4A7C15u;
+    };
+
+    /// The key kept in `slot` when it is `text`, whose ends are given.
+    static bool holds(CFStringRef slot, std::string_view text, const Ends& ends) noexcept {
+        if (!slot || slot->isWide() || slot->length != static_cast<CFIndex>(text.size())) return false;
+        const std::string_view kept(slot->text.ascii, text.size());
+        return Ends(kept) == ends && (text.size() <= 16 || kept == text);
+    }
+
+    CFStringRef& slotOf(const Ends& ends, std::size_t size) noexcept {
+        const std::uint64_t mixed = (ends.first ^ (ends.last << 7 | ends.last >> 57) ^ size) * 0x9E3779B97F4A7C15u;
         return keys[mixed >> (64 - kSlotBits)];
     }
 
@@ -116,8 +131,9 @@ void PropertyListTree::addKey(std::string_view ascii) {
     if (!recentKeys_ || ascii.size() > RecentKeys::kLongest) {
         return adoptKey(static_cast<CFStringRef>(made(createASCII(allocator_, ascii))));
     }
-    CFStringRef& recent = recentKeys_->slotOf(ascii);
-    if (!recent || view(recent).asciiView() != ascii) {
+    const RecentKeys::Ends ends(ascii);
+    CFStringRef& recent = recentKeys_->slotOf(ends, ascii.size());
+    if (!RecentKeys::holds(recent, ascii, ends)) {
         const CFStringRef key = static_cast<CFStringRef>(made(createASCII(allocator_, ascii)));
         CFRelease(recent);
         recent = key;
@@ -130,9 +146,15 @@ void PropertyListTree::addKey(std::span<const UniChar> text) {
         static_cast<CFStringRef>(made(CFStringCreateWithCharacters(allocator_, text.data(), length(text.size())))));
 }
 
-void PropertyListTree::addKey(CFStringRef key) { adoptKey(static_cast<CFStringRef>(CFRetain(key))); }
+void PropertyListTree::addKey(CFStringRef key) {
+    keys_.push_back(key);
+    retain(key);
+}
 
-void PropertyListTree::addShared(CFTypeRef value) { adoptValue(CFRetain(value)); }
+void PropertyListTree::addShared(CFTypeRef value) {
+    values_.push_back(value);
+    retain(value);
+}
 
 void PropertyListTree::addString(std::string_view ascii) {
     const CFTypeRef string = made(createASCII(allocator_, ascii));

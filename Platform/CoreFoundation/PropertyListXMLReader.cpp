@@ -56,7 +56,57 @@ constexpr std::array<std::int8_t, 256> kBase64Values = [] {
     return values;
 }();
 
+/// For each place in a group of four Base64 characters, what a character there adds to the group's three bytes, the
+/// first of them in memory first, and kNoGroup for one that is no value.
+constexpr std::uint32_t kNoGroup = 0x80000000;
+constexpr std::array<std::array<std::uint32_t, 256>, 4> kBase64Groups = [] {
+    std::array<std::array<std::uint32_t, 256>, 4> groups{};
+    for (std::size_t place = 0; place < 4; ++place) {
+        for (std::size_t character = 0; character < 256; ++character) {
+            const int value = kBase64Values[character];
+            if (value < 0 || value >= 64) {
+                groups[place][character] = kNoGroup;
+                continue;
+            }
+            const std::uint32_t bits = static_cast<std::uint32_t>(value) << (18 - 6 * place);
+            const std::uint32_t first = bits >> 16, second = bits >> 8 & 0xFF, third = bits & 0xFF;
+            groups[place][character] = first | second << 8 | third << 16;
+        }
+    }
+    return groups;
+}();
+
 enum class Element { Unknown, PList, Dict, Array, Key, String, Data, Date, Integer, Real, True, False };
+
+std::string_view nameOf(Element element) noexcept {
+    switch (element) {
+        case Element::PList:
+            return "plist"sv;
+        case Element::Dict:
+            return "dict"sv;
+        case Element::Array:
+            return "array"sv;
+        case Element::Key:
+            return "key"sv;
+        case Element::String:
+            return "string"sv;
+        case Element::Data:
+            return "data"sv;
+        case Element::Date:
+            return "date"sv;
+        case Element::Integer:
+            return "integer"sv;
+        case Element::Real:
+            return "real"sv;
+        case Element::True:
+            return "true"sv;
+        case Element::False:
+            return "false"sv;
+        case Element::Unknown:
+            break;
+    }
+    return {};
+}
 
 Element elementNamed(std::string_view name) noexcept {
     switch (name.size()) {
@@ -131,15 +181,16 @@ class XMLReader {
 
     [[noreturn]] void fail(const char* at, std::string_view reason) const { throwReadFaultAt(document_, at, reason); }
 
-    [[noreturn]] void failInside(const char* element, std::string_view name, std::string_view what) const {
-        fail(element, std::string(what) + " <" + std::string(name) + ">");
+    [[noreturn]] void failInside(const char* start, Element element, std::string_view what) const {
+        fail(start, std::string(what) + " <" + std::string(nameOf(element)) + ">");
     }
 
-    bool next(std::string_view text) noexcept {
-        if (static_cast<std::size_t>(end_ - p_) < text.size() || std::memcmp(p_, text.data(), text.size()) != 0) {
-            return false;
-        }
-        p_ += text.size();
+    /// Takes `text` when it comes next. Of a size known here, so that it is compared in a register.
+    template <std::size_t N>
+    bool next(const char (&text)[N]) noexcept {
+        constexpr std::size_t size = N - 1;
+        if (static_cast<std::size_t>(end_ - p_) < size || std::memcmp(p_, text, size) != 0) return false;
+        p_ += size;
         return true;
     }
 
@@ -208,22 +259,66 @@ class XMLReader {
         ++p_;
     }
 
-    /// Takes "</name>", which must come next, as it nearly always does in exactly this form.
-    void expectClosing(const char* start, std::string_view name) {
+    /// The element of the start tag that comes next and, but for <true/> and <false/>, holds no more than its name;
+    /// Unknown, with nothing taken, for any other.
+    Element takePlainTag() noexcept {
+        if (p_ == end_) return Element::Unknown;
+        switch (*p_) {
+            case 'k':
+                return next("key>") ? Element::Key : Element::Unknown;
+            case 's':
+                return next("string>") ? Element::String : Element::Unknown;
+            case 'i':
+                return next("integer>") ? Element::Integer : Element::Unknown;
+            case 'd':
+                if (next("dict>")) return Element::Dict;
+                if (next("date>")) return Element::Date;
+                return next("data>") ? Element::Data : Element::Unknown;
+            case 'a':
+                return next("array>") ? Element::Array : Element::Unknown;
+            case 'r':
+                return next("real>") ? Element::Real : Element::Unknown;
+            case 't':
+                return next("true/>") ? Element::True : Element::Unknown;
+            case 'f':
+                return next("false/>") ? Element::False : Element::Unknown;
+            default:
+                return Element::Unknown;
+        }
+    }
+
+    bool nextClosing(Element element) noexcept {
+        switch (element) {
+            case Element::Key:
+                return next("</key>");
+            case Element::String:
+                return next("</string>");
+            case Element::Integer:
+                return next("</integer>");
+            case Element::Date:
+                return next("</date>");
+            case Element::Data:
+                return next("</data>");
+            case Element::Real:
+                return next("</real>");
+            default:
+                return false;
+        }
+    }
+
+    /// Takes the closing tag, which must come next.
+    void expectClosing(const char* start, Element element) {
+        if (nextClosing(element)) return;
         const char* const at = p_;
-        if (next("</") && next(name)) {
-            if (p_ != end_ && *p_ == '>') {
-                ++p_;
-                return;
-            }
+        if (next("</") && takeName() == nameOf(element)) {
             skipBlanks();
             if (p_ != end_ && *p_ == '>') {
                 ++p_;
                 return;
             }
         }
-        if (at == end_) failInside(start, name, "The document ends within the element");
-        fail(at, "Something other than text within <" + std::string(name) + ">");
+        if (at == end_) failInside(start, element, "The document ends within the element");
+        fail(at, "Something other than text within <" + std::string(nameOf(element)) + ">");
     }
 
     /// Enters <plist>; false, with nothing taken, for any other element.
@@ -249,39 +344,46 @@ class XMLReader {
 
     /// `p_` is behind the '<' of a start tag.
     void readElement(const char* start) {
-        const std::string_view name = takeName();
-        const Element element = elementNamed(name);
-        if (element == Element::Unknown) fail(start, "Unknown element " + quoted(name));
         const bool asKey = tree_.expectsKey();
-        if (asKey && element != Element::Key) fail(start, "<" + std::string(name) + "> where a <key> must stand");
-        const Tag tag = finishOpening(start);
+        Element element = takePlainTag();
+        Tag tag = element == Element::True || element == Element::False ? Tag::Empty : Tag::Open;
+        const bool isPlain = element != Element::Unknown;
+        if (!isPlain) {
+            const std::string_view name = takeName();
+            element = elementNamed(name);
+            if (element == Element::Unknown) fail(start, "Unknown element " + quoted(name));
+        }
+        if (asKey && element != Element::Key) {
+            fail(start, "<" + std::string(nameOf(element)) + "> where a <key> must stand");
+        }
+        if (!isPlain) tag = finishOpening(start);
         switch (element) {
             case Element::Dict:
             case Element::Array:
                 return openContainer(start, element, tag);
             case Element::Key:
             case Element::String:
-                return readText(start, name, tag, asKey);
+                return readText(start, element, tag, asKey);
             case Element::Data:
                 return readData(start, tag);
             case Element::True:
             case Element::False:
-                if (tag == Tag::Open) expectClosing(start, name);
+                if (tag == Tag::Open) expectClosing(start, element);
                 return tree_.addBoolean(element == Element::True);
             case Element::Date: {
-                const auto date = parseDate(readPlainText(start, name, tag));
-                if (!date) failInside(start, name, "No date of the form 2001-12-31T23:59:59Z in");
+                const auto date = parseDate(readPlainText(start, element, tag));
+                if (!date) failInside(start, element, "No date of the form 2001-12-31T23:59:59Z in");
                 return tree_.addDate(*date);
             }
             case Element::Integer: {
-                const auto integer = parseInteger(readPlainText(start, name, tag));
-                if (!integer) failInside(start, name, "No integer from -2^63 to 2^64-1 in");
+                const auto integer = parseInteger(readPlainText(start, element, tag));
+                if (!integer) failInside(start, element, "No integer from -2^63 to 2^64-1 in");
                 if (!integer->negative) return tree_.addUnsigned(integer->magnitude);
                 return tree_.addInteger(static_cast<std::int64_t>(0 - integer->magnitude));
             }
             case Element::Real: {
-                const auto real = parseReal(readPlainText(start, name, tag));
-                if (!real) failInside(start, name, "No number in");
+                const auto real = parseReal(readPlainText(start, element, tag));
+                if (!real) failInside(start, element, "No number in");
                 return tree_.addReal(*real);
             }
             case Element::PList:
@@ -305,27 +407,27 @@ class XMLReader {
     }
 
     /// The text of an element that holds nothing but a few plain characters.
-    std::string_view readPlainText(const char* start, std::string_view name, Tag tag) {
+    std::string_view readPlainText(const char* start, Element element, Tag tag) {
         if (tag == Tag::Empty) return {};
         const char* const from = p_;
         const auto rest = static_cast<std::size_t>(end_ - p_);
         const void* const closing = rest == 0 ? nullptr : std::memchr(p_, '<', rest);
         p_ = closing ? static_cast<const char*>(closing) : end_;
         const std::string_view text(from, static_cast<std::size_t>(p_ - from));
-        expectClosing(start, name);
+        expectClosing(start, element);
         return text;
     }
 
-    void readText(const char* start, std::string_view name, Tag tag, bool asKey) {
+    void readText(const char* start, Element element, Tag tag, bool asKey) {
         const char* const from = p_;
         if (tag == Tag::Open) {
             p_ = skipPlainText(p_, end_);
             if (p_ != end_ && (*p_ != '<' || (end_ - p_ > 1 && p_[1] == '!'))) {
-                return readRichText(start, name, from, asKey);
+                return readRichText(start, element, from, asKey);
             }
         }
         const std::string_view text(from, static_cast<std::size_t>(p_ - from));
-        if (tag == Tag::Open) expectClosing(start, name);
+        if (tag == Tag::Open) expectClosing(start, element);
         if (asKey) {
             tree_.addKey(text);
         } else {
@@ -334,14 +436,14 @@ class XMLReader {
     }
 
     /// Text from `from` on that is not plain ASCII up to its closing tag.
-    void readRichText(const char* start, std::string_view name, const char* from, bool asKey) {
+    void readRichText(const char* start, Element element, const char* from, bool asKey) {
         wide_.truncate(0);
         p_ = from;
         for (;;) {
             const char* const run = p_;
             while (p_ != end_ && *p_ != '<' && *p_ != '&') ++p_;
             takeUTF8(run, p_);
-            if (p_ == end_) failInside(start, name, "The document ends within the element");
+            if (p_ == end_) failInside(start, element, "The document ends within the element");
             if (*p_ == '&') {
                 readReference();
             } else if (next("<![CDATA[")) {
@@ -352,7 +454,7 @@ class XMLReader {
                 break;
             }
         }
-        expectClosing(start, name);
+        expectClosing(start, element);
         const std::span<const UniChar> text(wide_.data(), wide_.size());
         if (asKey) {
             tree_.addKey(text);
@@ -368,15 +470,11 @@ class XMLReader {
 
     /// A reference to a character: `p_` is on its '&' and moves behind its ';'.
     void readReference() {
-        struct Named {
-            std::string_view text;
-            char character;
-        };
-        static constexpr std::array<Named, 5> kNamed{
-            {{"&lt;", '<'}, {"&gt;", '>'}, {"&amp;", '&'}, {"&quot;", '"'}, {"&apos;", '\''}}};
-        for (const Named& named : kNamed) {
-            if (next(named.text)) return wide_.push_back(static_cast<UniChar>(named.character));
-        }
+        if (next("&lt;")) return wide_.push_back('<');
+        if (next("&gt;")) return wide_.push_back('>');
+        if (next("&amp;")) return wide_.push_back('&');
+        if (next("&quot;")) return wide_.push_back('"');
+        if (next("&apos;")) return wide_.push_back('\'');
         const char* const start = p_;
         if (!next("&#")) fail(start, "An unknown entity");
         const unsigned base = next("x") ? 16 : 10;
@@ -400,9 +498,9 @@ class XMLReader {
 
     /// Groups of four Base64 characters; what belongs to none is passed over, and so is a last group that is not whole.
     void readData(const char* start, Tag tag) {
-        const std::string_view text = readPlainText(start, "data", tag);
+        const std::string_view text = readPlainText(start, Element::Data, tag);
         bytes_.truncate(0);
-        UInt8* out = bytes_.room(text.size() / 4 * 3 + 3);
+        UInt8* out = bytes_.room(text.size() / 4 * 3 + 4);  // groups are written as four bytes, of which three count
         UInt8* const first = out;
         std::uint32_t group = 0;
         unsigned inGroup = 0;
@@ -412,13 +510,15 @@ class XMLReader {
         const char* const end = p + text.size();
         while (p != end) {
             // Groups whose characters stand together, as they nearly always do.
-            for (; inGroup == 0 && end - p >= 4; p += 4) {
-                const int a = valueOf(p[0]), b = valueOf(p[1]), c = valueOf(p[2]), d = valueOf(p[3]);
-                const int all = a | b | c | d;
-                if (all < 0 || all >= 64) break;
-                *out++ = static_cast<UInt8>(a << 2 | b >> 4);
-                *out++ = static_cast<UInt8>(b << 4 | c >> 2);
-                *out++ = static_cast<UInt8>(c << 6 | d);
+            for (; inGroup == 0 && end - p >= 4; p += 4, out += 3) {
+                const auto addedBy = [p](std::size_t i) { return kBase64Groups[i][static_cast<std::uint8_t>(p[i])]; };
+                const std::uint32_t bytes = addedBy(0) | addedBy(1) | addedBy(2) | addedBy(3);
+                if (bytes & kNoGroup) break;
+                if constexpr (std::endian::native == std::endian::little) {
+                    std::memcpy(out, &bytes, sizeof bytes);
+                } else {
+                    for (unsigned i = 0; i < 3; ++i) out[i] = static_cast<UInt8>(bytes >> 8 * i);
+                }
             }
             if (p == end) break;
             const int value = valueOf(*p++);

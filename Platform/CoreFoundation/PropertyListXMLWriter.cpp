@@ -7,6 +7,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <array>
 #include <charconv>
 #include <cstring>
 
@@ -20,8 +21,16 @@ constexpr std::string_view kHead =
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
     "<plist version=\"1.0\">\n"sv;
 constexpr std::string_view kTail = "</plist>\n"sv;
+constexpr std::string_view kTabs = "\t\t\t\t\t\t\t\t"sv;
 
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+/// The two characters of every 12 bits: half the look-ups and half the stores.
+constexpr std::array<std::array<char, 2>, 4096> kBase64Pairs = [] {
+    std::array<std::array<char, 2>, 4096> pairs{};
+    for (std::size_t bits = 0; bits < pairs.size(); ++bits) pairs[bits] = {kBase64[bits >> 6], kBase64[bits & 63]};
+    return pairs;
+}();
 
 /// Data lines are indented this far at most, and shorten by eight characters for each tab before them.
 constexpr std::size_t kDeepestDataIndent = 8;
@@ -68,11 +77,20 @@ class XMLWriter {
   private:
     void put(std::string_view text) { out_.append(text.data(), text.size()); }
 
+    /// Writes tabs where there is room for kTabs more; the end of them.
+    static char* putTabs(std::size_t indent, char* to) noexcept {
+        if (indent > kTabs.size()) {
+            std::memset(to, '\t', indent);
+        } else {
+            std::memcpy(to, kTabs.data(), kTabs.size());
+        }
+        return to + indent;
+    }
+
     /// Tabs, then `text`.
     void putIndented(std::size_t indent, std::string_view text) {
-        char* const to = room(indent + text.size());
-        std::memset(to, '\t', indent);
-        std::memcpy(to + indent, text.data(), text.size());
+        char* const to = room(indent + kTabs.size() + text.size());
+        std::memcpy(putTabs(indent, to), text.data(), text.size());
         out_.extend(indent + text.size());
     }
 
@@ -87,9 +105,7 @@ class XMLWriter {
         if (!value) throwNotAPropertyList(value);
         switch (object(value)->cls->typeID) {
             case TypeID::String:
-                putIndented(indent, "<string>"sv);
-                writeText(static_cast<CFStringRef>(value));
-                return put("</string>\n"sv);
+                return writeText(indent, "<string>", static_cast<CFStringRef>(value), "</string>\n");
             case TypeID::Dictionary:
                 return writeDictionary(static_cast<CFDictionaryRef>(value), indent);
             case TypeID::Array:
@@ -123,9 +139,7 @@ class XMLWriter {
         enter();
         putIndented(indent, "<dict>\n"sv);
         for (std::size_t i = first; i < last; ++i) {
-            putIndented(indent + 1, "<key>"sv);
-            writeText(entries_[i].key);
-            put("</key>\n"sv);
+            writeText(indent + 1, "<key>", entries_[i].key, "</key>\n");
             writeValue(entries_[i].value, indent + 1);
         }
         putIndented(indent, "</dict>\n"sv);
@@ -143,32 +157,60 @@ class XMLWriter {
         --depth_;
     }
 
-    void writeText(CFStringRef string) {
+    template <std::size_t N, std::size_t M>
+    void writeText(std::size_t indent, const char (&open)[N], CFStringRef string, const char (&close)[M]) {
         const TextView text = view(string);
+        if (!text.isWide() && writePlain(indent, open, text.asciiView(), close)) return;
+        putIndented(indent, {open, N - 1});
         if (text.isWide()) {
             writeWide(text.wideView());
         } else {
-            writeASCII(text.asciiView());
+            writeEscaped(text.asciiView());
         }
+        put({close, M - 1});
     }
 
-    void writeASCII(std::string_view text) {
+    /// Copies text that needs no escapes; false where it does.
+    static bool copyPlain(std::string_view text, char* to) noexcept {
+        const char* const from = text.data();
+        const std::size_t size = text.size();
+        const auto copyWord = [&](std::size_t at) {
+            std::uint64_t word;
+            std::memcpy(&word, from + at, 8);
+            std::memcpy(to + at, &word, 8);
+            return !holdsSpecial(word);
+        };
+        if (size >= 8) {
+            for (std::size_t at = 0; at < size - 8; at += 8) {
+                if (!copyWord(at)) return false;
+            }
+            return copyWord(size - 8);
+        }
+        for (std::size_t at = 0; at < size; ++at) {
+            if (!escapeOf(static_cast<UniChar>(from[at])).empty()) return false;
+            to[at] = from[at];
+        }
+        return true;
+    }
+
+    /// Writes all of an element in one go, as most can be; false, and nothing written, when its text needs escapes. The
+    /// tags are of sizes known here, so that they are moved without a call.
+    template <std::size_t N, std::size_t M>
+    bool writePlain(std::size_t indent, const char (&open)[N], std::string_view text, const char (&close)[M]) {
+        char* const start = room(indent + kTabs.size() + (N - 1) + text.size() + (M - 1));
+        char* to = putTabs(indent, start);
+        std::memcpy(to, open, N - 1);
+        to += N - 1;
+        if (!copyPlain(text, to)) return false;
+        to += text.size();
+        std::memcpy(to, close, M - 1);
+        out_.extend(static_cast<std::size_t>(to - start) + (M - 1));
+        return true;
+    }
+
+    void writeEscaped(std::string_view text) {
         const char* from = text.data();
         const char* const end = from + text.size();
-        char* to = room(text.size() + 8);
-        const char* const start = to;
-        for (; end - from >= 8; from += 8, to += 8) {
-            std::uint64_t word;
-            std::memcpy(&word, from, 8);
-            if (holdsSpecial(word)) break;
-            std::memcpy(to, &word, 8);
-        }
-        for (; end - from < 8 && from != end && escapeOf(static_cast<UniChar>(*from)).empty();) *to++ = *from++;
-        out_.extend(static_cast<std::size_t>(to - start));
-        if (from != end) writeEscaped(from, end);
-    }
-
-    void writeEscaped(const char* from, const char* end) {
         while (from != end) {
             const char* const pieceEnd = end - from > kPiece ? from + kPiece : end;
             char* to = room(static_cast<std::size_t>(pieceEnd - from) * kLongestEscape);
@@ -229,24 +271,19 @@ class XMLWriter {
     void writeNumber(CFNumberRef number, std::size_t indent) {
         char text[kNumberTextSize];
         if (number->isReal()) {
-            return writeElement(indent, "<real>"sv, {text, formatReal(number->real, text)}, "</real>\n"sv);
+            writePlain(indent, "<real>", {text, formatReal(number->real, text)}, "</real>\n");
+            return;
         }
         const auto written = number->isBeyondSInt64() ? std::to_chars(text, text + sizeof text, number->unsignedValue())
                                                       : std::to_chars(text, text + sizeof text, number->integer);
-        writeElement(indent, "<integer>"sv, {text, static_cast<std::size_t>(written.ptr - text)}, "</integer>\n"sv);
+        writePlain(indent, "<integer>", {text, static_cast<std::size_t>(written.ptr - text)}, "</integer>\n");
     }
 
     void writeDate(CFDateRef date, std::size_t indent) {
         char text[kNumberTextSize];
         const std::size_t size = formatDate(CFDateGetAbsoluteTime(date), text);
         if (size == 0) throwWriteFault("A date in the list is no point in time that XML can hold");
-        writeElement(indent, "<date>"sv, {text, size}, "</date>\n"sv);
-    }
-
-    void writeElement(std::size_t indent, std::string_view open, std::string_view text, std::string_view close) {
-        putIndented(indent, open);
-        put(text);
-        put(close);
+        writePlain(indent, "<date>", {text, size}, "</date>\n");
     }
 
     void writeData(CFDataRef data, std::size_t indent) {
@@ -269,12 +306,22 @@ class XMLWriter {
 
     /// Base64 of `count` bytes and a line feed; the end of what was written.
     static char* encodeLine(const UInt8* from, std::size_t count, char* to) noexcept {
-        for (; count >= 3; count -= 3, from += 3) {
+        const auto putPair = [](char* at, std::uint64_t bits) {
+            std::memcpy(at, kBase64Pairs[bits & 0xFFF].data(), 2);
+        };
+        // Six bytes a step, of the eight that are read at once.
+        for (; count >= 8; count -= 6, from += 6, to += 8) {
+            std::uint64_t word = 0;
+            for (unsigned i = 0; i < 8; ++i) word = word << 8 | from[i];
+            putPair(to, word >> 52);
+            putPair(to + 2, word >> 40);
+            putPair(to + 4, word >> 28);
+            putPair(to + 6, word >> 16);
+        }
+        for (; count >= 3; count -= 3, from += 3, to += 4) {
             const std::uint32_t group = static_cast<std::uint32_t>(from[0] << 16 | from[1] << 8 | from[2]);
-            *to++ = kBase64[group >> 18];
-            *to++ = kBase64[group >> 12 & 63];
-            *to++ = kBase64[group >> 6 & 63];
-            *to++ = kBase64[group & 63];
+            putPair(to, group >> 12);
+            putPair(to + 2, group);
         }
         if (count != 0) {
             const std::uint32_t group = static_cast<std::uint32_t>(from[0] << 16 | (count == 2 ? from[1] << 8 : 0));

@@ -12,7 +12,6 @@
 #include <rocksdb/db.h>
 #include <rocksdb/write_batch.h>
 #include <sqlite3.h>
-#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -23,8 +22,8 @@
 
 namespace {
 
-/// How often this process asked for memory, whoever asked.
-std::atomic<std::uint64_t> allocations;
+/// How often the calling thread asked for memory, whoever of those it called asked.
+[[gnu::tls_model("initial-exec")]] thread_local constinit std::uint64_t allocations = 0;
 
 }  // namespace
 
@@ -36,15 +35,15 @@ void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 
 void* malloc(std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
+    ++allocations;
     return __libc_malloc(size);
 }
 void* calloc(std::size_t count, std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
+    ++allocations;
     return __libc_calloc(count, size);
 }
 void* realloc(void* memory, std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
+    ++allocations;
     return __libc_realloc(memory, size);
 }
 }

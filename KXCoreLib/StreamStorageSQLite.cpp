@@ -67,10 +67,11 @@ class Batch {
     /// The item must fit, and the memory be there.
     void append(unsigned long long id, std::span<const unsigned char> bytes) noexcept {
         const Head head{id, bytes.size()};
-        const std::size_t start = bytes_.size();
-        bytes_.resize(start + sizeOf(bytes.size()));
-        std::memcpy(bytes_.data() + start, &head, sizeof head);
-        std::copy(bytes.begin(), bytes.end(), bytes_.data() + start + sizeof head);
+        const std::size_t end = bytes_.size() + sizeOf(bytes.size());
+        const auto* const first = reinterpret_cast<const unsigned char*>(&head);
+        bytes_.insert(bytes_.end(), first, first + sizeof head);
+        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+        bytes_.resize(end);
         if (atEnd()) position_ = 0;
     }
 

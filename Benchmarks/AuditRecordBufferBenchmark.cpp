@@ -25,21 +25,21 @@ using KXCore::AuditRecord;
 
 constexpr std::size_t kTextCount = 14;
 
-// In the order of the record. C texts, as an agent has them.
-constexpr std::array<const char*, kTextCount> kTexts = {"HOST",
-                                                        "2026-11-15T16:02:42.123",
-                                                        "afailure",
-                                                        "FFFFEEEE-DDDD-CCCC-BBBB-AAAA000001F5",
-                                                        "S-1-5-21-1004336348-1177238915-682003330-512",
-                                                        "HOST\\alice",
-                                                        "/usr/sbin/mount",
-                                                        "USB port",
-                                                        "mount",
-                                                        "SanDisk Ultra 32GB",
-                                                        "vid=0781 pid=5581 serial=4C530001230725107182",
-                                                        "device-access",
-                                                        "refused by the list",
-                                                        ""};
+// In the order of the record. C texts, as an agent has them; not constant, so that no compiler knows their lengths.
+std::array<const char*, kTextCount> texts = {"HOST",
+                                             "2026-11-15T16:02:42.123",
+                                             "afailure",
+                                             "FFFFEEEE-DDDD-CCCC-BBBB-AAAA000001F5",
+                                             "S-1-5-21-1004336348-1177238915-682003330-512",
+                                             "HOST\\alice",
+                                             "/usr/sbin/mount",
+                                             "USB port",
+                                             "mount",
+                                             "SanDisk Ultra 32GB",
+                                             "vid=0781 pid=5581 serial=4C530001230725107182",
+                                             "device-access",
+                                             "refused by the list",
+                                             ""};
 constexpr std::int64_t kRecordID = 1794758562123456;
 constexpr std::int32_t kEventID = 1001, kPid = 412, kStatus = -13;
 
@@ -55,7 +55,7 @@ std::uint64_t expectedSum() {
     for (const std::int64_t number : {kRecordID, std::int64_t{kEventID}, std::int64_t{kPid}, std::int64_t{kStatus}}) {
         sum.add(number);
     }
-    for (const char* const text : kTexts) sum.add(text);
+    for (const char* const text : texts) sum.add(text);
     return sum.value;
 }
 
@@ -66,20 +66,20 @@ void fill(AuditRecord& record) {
     record.set_event_id(kEventID);
     record.set_pid(kPid);
     record.set_status(kStatus);
-    record.set_computer_name_str(kTexts[0]);
-    record.set_date_str(kTexts[1]);
-    record.set_type_str(kTexts[2]);
-    record.set_user_uuid_str(kTexts[3]);
-    record.set_sid_str(kTexts[4]);
-    record.set_user_name_str(kTexts[5]);
-    record.set_process_name_str(kTexts[6]);
-    record.set_device_type_str(kTexts[7]);
-    record.set_action_str(kTexts[8]);
-    record.set_name_str(kTexts[9]);
-    record.set_information_str(kTexts[10]);
-    record.set_schema_tag_str(kTexts[11]);
-    record.set_reason_str(kTexts[12]);
-    record.set_extra_str(kTexts[13]);
+    record.set_computer_name_str(texts[0]);
+    record.set_date_str(texts[1]);
+    record.set_type_str(texts[2]);
+    record.set_user_uuid_str(texts[3]);
+    record.set_sid_str(texts[4]);
+    record.set_user_name_str(texts[5]);
+    record.set_process_name_str(texts[6]);
+    record.set_device_type_str(texts[7]);
+    record.set_action_str(texts[8]);
+    record.set_name_str(texts[9]);
+    record.set_information_str(texts[10]);
+    record.set_schema_tag_str(texts[11]);
+    record.set_reason_str(texts[12]);
+    record.set_extra_str(texts[13]);
 }
 
 struct Ours {
@@ -118,7 +118,7 @@ struct FlatBuffers {
     std::size_t encode() {
         builder.Clear();
         std::array<flatbuffers::Offset<flatbuffers::String>, kTextCount> t;
-        for (std::size_t i = 0; i < kTextCount; ++i) t[i] = builder.CreateString(kTexts[i]);
+        for (std::size_t i = 0; i < kTextCount; ++i) t[i] = builder.CreateString(texts[i]);
         builder.Finish(peers::flat::CreateRecord(builder, kRecordID, kEventID, kPid, kStatus, t[0], t[1], t[2], t[3],
                                                  t[4], t[5], t[6], t[7], t[8], t[9], t[10], t[11], t[12], t[13]));
         return builder.GetSize();
@@ -156,20 +156,20 @@ struct CapnProto {
         r.setEventId(kEventID);
         r.setPid(kPid);
         r.setStatus(kStatus);
-        r.setComputerName(kTexts[0]);
-        r.setDate(kTexts[1]);
-        r.setType(kTexts[2]);
-        r.setUserUuid(kTexts[3]);
-        r.setSid(kTexts[4]);
-        r.setUserName(kTexts[5]);
-        r.setProcessName(kTexts[6]);
-        r.setDeviceType(kTexts[7]);
-        r.setAction(kTexts[8]);
-        r.setName(kTexts[9]);
-        r.setInformation(kTexts[10]);
-        r.setSchemaTag(kTexts[11]);
-        r.setReason(kTexts[12]);
-        r.setExtra(kTexts[13]);
+        r.setComputerName(texts[0]);
+        r.setDate(texts[1]);
+        r.setType(texts[2]);
+        r.setUserUuid(texts[3]);
+        r.setSid(texts[4]);
+        r.setUserName(texts[5]);
+        r.setProcessName(texts[6]);
+        r.setDeviceType(texts[7]);
+        r.setAction(texts[8]);
+        r.setName(texts[9]);
+        r.setInformation(texts[10]);
+        r.setSchemaTag(texts[11]);
+        r.setReason(texts[12]);
+        r.setExtra(texts[13]);
         words = capnp::computeSerializedSizeInWords(message);
         kj::ArrayOutputStream stream(kj::arrayPtr(reinterpret_cast<kj::byte*>(output.data()), sizeof output));
         capnp::writeMessage(stream, message);
@@ -204,20 +204,20 @@ struct ProtocolBuffers {
         record.set_event_id(kEventID);
         record.set_pid(kPid);
         record.set_status(kStatus);
-        record.set_computer_name(kTexts[0]);
-        record.set_date(kTexts[1]);
-        record.set_type(kTexts[2]);
-        record.set_user_uuid(kTexts[3]);
-        record.set_sid(kTexts[4]);
-        record.set_user_name(kTexts[5]);
-        record.set_process_name(kTexts[6]);
-        record.set_device_type(kTexts[7]);
-        record.set_action(kTexts[8]);
-        record.set_name(kTexts[9]);
-        record.set_information(kTexts[10]);
-        record.set_schema_tag(kTexts[11]);
-        record.set_reason(kTexts[12]);
-        record.set_extra(kTexts[13]);
+        record.set_computer_name(texts[0]);
+        record.set_date(texts[1]);
+        record.set_type(texts[2]);
+        record.set_user_uuid(texts[3]);
+        record.set_sid(texts[4]);
+        record.set_user_name(texts[5]);
+        record.set_process_name(texts[6]);
+        record.set_device_type(texts[7]);
+        record.set_action(texts[8]);
+        record.set_name(texts[9]);
+        record.set_information(texts[10]);
+        record.set_schema_tag(texts[11]);
+        record.set_reason(texts[12]);
+        record.set_extra(texts[13]);
     }
     std::size_t encode() {
         output.clear();
@@ -250,7 +250,7 @@ struct MessagePack {
         buffer.clear();
         msgpack::packer<msgpack::sbuffer> packer(buffer);
         packer.pack_array(4 + kTextCount).pack(kRecordID).pack(kEventID).pack(kPid).pack(kStatus);
-        for (const char* const text : kTexts) {
+        for (const char* const text : texts) {
             const auto length = static_cast<std::uint32_t>(std::strlen(text));
             packer.pack_str(length).pack_str_body(text, length);
         }

@@ -10,6 +10,7 @@
 #include <KXCoreLib/AuditRecord.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 #include <limits>
@@ -25,10 +26,10 @@ static_assert(std::endian::native == std::endian::little, "the header is read an
 namespace KXCore {
 namespace {
 
-constexpr char kMagic[8] = {'A', 'U', 'D', 'I', 'T', 'R', 'E', 'C'};
+constexpr std::array<char, 8> kMagic = {'A', 'U', 'D', 'I', 'T', 'R', 'E', 'C'};
 
 struct Header {
-    char magic[8];
+    std::array<char, 8> magic;
     std::uint32_t total;
     std::uint32_t headerLength;
     std::int64_t recordID;
@@ -148,19 +149,20 @@ void AuditRecord::append_to_buffer(std::vector<unsigned char>& buffer) const {
     }
     buffer.resize(start + total);
 
-    const Header header{
-        .magic = {kMagic[0], kMagic[1], kMagic[2], kMagic[3], kMagic[4], kMagic[5], kMagic[6], kMagic[7]},
-        .total = static_cast<std::uint32_t>(total),
-        .headerLength = sizeof(Header),
-        .recordID = record_id_,
-        .eventID = event_id_,
-        .pid = pid_,
-        .status = status_,
-        .reserved = 0,
-    };
     unsigned char* out = buffer.data() + start;
-    std::memcpy(out, &header, sizeof header);
-    out += sizeof header;
+    // Field by field to its place: a header put together elsewhere and moved as a whole waits for its own last stores.
+    const auto put = [&out](auto value) {
+        std::memcpy(out, &value, sizeof value);
+        out += sizeof value;
+    };
+    put(kMagic);
+    put(static_cast<std::uint32_t>(total));
+    put(static_cast<std::uint32_t>(sizeof(Header)));
+    put(std::int64_t{record_id_});
+    put(std::int32_t{event_id_});
+    put(std::int32_t{pid_});
+    put(std::int32_t{status_});
+    put(std::uint32_t{0});
     for (unsigned i = 0; i < kTextCount; ++i) {
         copyText(out, texts[i], sizes[i]);
         out += sizes[i];
@@ -173,8 +175,8 @@ unsigned long AuditRecord::read_from_buffer(const std::vector<unsigned char>& bu
     if (rest < sizeof(Header)) return kNoRecord;
     Header header;
     std::memcpy(&header, buffer.data() + offset, sizeof header);
-    if (header.total < header.headerLength || std::memcmp(header.magic, kMagic, sizeof kMagic) != 0 ||
-        header.headerLength < sizeof(Header) || rest < header.total) {
+    if (header.total < header.headerLength || header.magic != kMagic || header.headerLength < sizeof(Header) ||
+        rest < header.total) {
         return kNoRecord;
     }
 

@@ -186,6 +186,7 @@ void RunFollow(const ListOptions& options) {
         });
         Flush();
     };
+    bool told = false;  // what it waits for
     do {
         try {
             // A stream that was given up is a new file.
@@ -197,8 +198,10 @@ void RunFollow(const ListOptions& options) {
                 seen = from = std::nullopt;
             }
             if (file) printNew();
-        } catch (const StreamBusy&) {
+            told = false;
+        } catch (const StreamBusy& error) {
             // Later, then.
+            if (!std::exchange(told, true)) fmt::print(stderr, "kxtool stream follow: {}; waiting\n", error.what());
         } catch (const BadInput&) {
             if (file) throw;  // otherwise a new file that is no stream yet
         }

@@ -83,7 +83,8 @@ void CheckWritable(const std::string& path) {
         case SQLITE_CANTOPEN:
         case SQLITE_READONLY:
             if (access((path + "-journal").c_str(), F_OK) == 0) {
-                Refuse(path, "a change was left unfinished; the next opening for writing takes it back");
+                throw StreamBusy(
+                    fmt::format("{}: a change was left unfinished; the next opening for writing takes it back", path));
             }
             break;
     }

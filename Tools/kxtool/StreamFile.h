@@ -25,7 +25,8 @@ struct StreamItem {
     std::string bytes;
 };
 
-/// Another process holds the file, and did not let go of it within some seconds.
+/// The stream cannot be used now, and can be later: another process holds the file and did not let go of it within some
+/// seconds, or died in the middle of a change that the next writer takes back.
 class StreamBusy : public BadInput {
   public:
     using BadInput::BadInput;

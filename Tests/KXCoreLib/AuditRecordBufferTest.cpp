@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <string>
 
 using namespace KXCore;
@@ -373,6 +375,50 @@ TEST(AuditRecordBuffer, ARecordWhoseBufferIsGoneMayBeFilledAnew) {
     EXPECT_EQ(textsOf(assigned), Texts());
     ASSERT_EQ(read.read_from_buffer(bytes, 0), bytes.size());
     EXPECT_EQ(textsOf(read), kTexts);
+}
+
+TEST(AuditRecordBuffer, ARecordOutlivesABufferWhenItIsWrittenIntoAnother) {
+    AuditRecord record;
+    Bytes kept;
+    {
+        const Bytes gone = bytesOf(recordOf(kTexts));
+        ASSERT_NE(record.read_from_buffer(gone, 0), AuditRecord::kNoRecord);
+        record.append_to_buffer(kept);
+        ASSERT_EQ(record.read_from_buffer(kept, 0), kept.size());
+    }
+    EXPECT_EQ(textsOf(record), kTexts);
+}
+
+TEST(AuditRecordBuffer, WritesTheBytesThatItsPageShows) {
+    AuditRecord record;
+    record.set_record_id(1);
+    record.set_event_id(1001);
+    record.set_pid(412);
+    record.set_computer_name_str("HOST");
+    record.set_date({1794758562, 123456});
+    record.set_type(16);
+    record.set_user(AccountInfo::create(
+        AccountTypeUser, 501,
+        UUID{{0xFF, 0xFF, 0xEE, 0xEE, 0xDD, 0xDD, 0xCC, 0xCC, 0xBB, 0xBB, 0xAA, 0xAA, 0x00, 0x00, 0x01, 0xF5}},
+        "S-1-22-1-501", "HOST\\alice"));
+    record.set_process_name_str("mount");
+    record.set_device_type(10);
+    record.set_action_str("mount");
+    record.set_name_str("Stick");
+    record.set_reason_str("acl");
+
+    // "0010  01 00 ... 00  ......  what they are"
+    Bytes shown;
+    std::ifstream page(KX_SOURCE_DIR "/docs/audit-record.md");
+    for (std::string line; std::getline(page, line);) {
+        char offset[8];
+        std::snprintf(offset, sizeof offset, "%04zx  ", shown.size());
+        if (!line.starts_with(offset)) continue;
+        for (std::size_t at = 6; at < 6 + 16 * 3; at += 3) {
+            shown.push_back(static_cast<unsigned char>(std::stoi(line.substr(at, 2), nullptr, 16)));
+        }
+    }
+    EXPECT_EQ(bytesOf(record), shown);
 }
 
 TEST(AuditRecordBuffer, ARefusalKeepsValuesAndTheTextsMadeOfThem) {

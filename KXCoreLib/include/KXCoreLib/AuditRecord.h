@@ -31,7 +31,8 @@ class KX_EXPORT AuditRecord {
     AuditRecord() noexcept {}  // not defaulted: a const record may then be made without an initialiser
 
     /// Copies what is set. Borrowed texts are shared with the source, so the copy of a record that was read from a
-    /// buffer points into that buffer too. A text that the source made itself the copy holds itself.
+    /// buffer points into that buffer too. A text that the source made itself the copy holds itself. Assigning a record
+    /// to itself changes nothing.
     AuditRecord(const AuditRecord& other) noexcept;
     AuditRecord& operator=(const AuditRecord& other) noexcept;
     ~AuditRecord() = default;

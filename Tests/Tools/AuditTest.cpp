@@ -52,6 +52,16 @@ TEST(AuditCommand, WritesRecordsToAFile) {
     EXPECT_EQ(RunTool({"audit", "encode", in, folder.path() + "/no/records"}).status, 1);
 }
 
+TEST(AuditCommand, DoesNotWriteOverItsOwnInput) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("records", kJson);
+    const std::string again = folder.path() + "/./records";
+    EXPECT_EQ(RunTool({"audit", "encode", path, again}),
+              (ProgramOutcome{1, "", "kxtool audit encode: " + again + " is the input too\n"}));
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), kJson);
+}
+
 TEST(AuditCommand, PrintsALineARecord) {
     EXPECT_EQ(Print(Encoded(kJson + "{}\n"s)),
               (ProgramOutcome{0, kLine + "- - record_id=0 event_id=0 status=0\n"s, ""}));

@@ -2,12 +2,14 @@
 #include <fmt/format.h>
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "AuditText.h"
@@ -55,6 +57,8 @@ class Output {
 
 void RunEncode(const std::string& from, const std::string& to) {
     Input input(from);
+    std::error_code absent;  // a file that is not there yet is no other
+    if (std::filesystem::equivalent(from, to, absent)) throw BadInput(fmt::format("{} is the input too", to));
     Output output(to);
     AuditRecord record;
     RecordTexts texts;

@@ -113,10 +113,28 @@ bool isInside(const MutableString& string, const TextView& text) noexcept {
     return start != 0 && at >= start && at - start <= size;
 }
 
+/// Appends ASCII to ASCII where the buffer has room, as it mostly has; false, and nothing changed, where it takes more.
+bool appendInPlace(MutableString& string, std::string_view text) noexcept {
+    const auto count = static_cast<CFIndex>(text.size());
+    if (string.isWide() || !string.text.ascii || count > string.capacity - string.length) return false;
+    if (string.maximum > 0 && count > string.maximum - string.length) return false;
+    // Text of the string's own lies before its end, where it is not written to.
+    char* const end = ascii(string) + string.length;
+    std::memcpy(end, text.data(), text.size());
+    end[count] = 0;
+    string.length += count;
+    return true;
+}
+
+bool appendASCII(CFMutableStringRef string, std::string_view text) noexcept {
+    if (string->isMutable() && appendInPlace(static_cast<MutableString&>(*string), text)) return true;
+    return replaceText(string, {string->length, 0}, {text.data(), nullptr, static_cast<CFIndex>(text.size())});
+}
+
 void appendBytes(CFMutableStringRef string, std::span<const UInt8> bytes, CFStringEncoding encoding) noexcept {
     if (!string) return;
     if (const auto plain = plainText(bytes, findEncoding(encoding))) {
-        replaceText(string, {string->length, 0}, {plain->data(), nullptr, static_cast<CFIndex>(plain->size())});
+        appendASCII(string, *plain);
     } else if (const CFStringRef text = createDecoded(kCFAllocatorSystemDefault, DecodedText(bytes, encoding, false))) {
         CFStringAppend(string, text);
         CFRelease(text);
@@ -165,12 +183,12 @@ bool appendPrinted(CFMutableStringRef target, const char* format, ...) noexcept 
     const int length = std::vsnprintf(small, sizeof small, format, arguments);
     bool isDone = false;
     if (length >= 0 && static_cast<std::size_t>(length) < sizeof small) {
-        isDone = replaceText(target, {string->length, 0}, {small, nullptr, length});
+        isDone = appendASCII(target, {small, static_cast<std::size_t>(length)});
     } else if (length >= 0) {
         const auto size = static_cast<std::size_t>(length) + 1;
         if (auto* const large = static_cast<char*>(CFAllocatorAllocate(nullptr, static_cast<CFIndex>(size), 0))) {
             std::vsnprintf(large, size, format, again);
-            isDone = replaceText(target, {string->length, 0}, {large, nullptr, length});
+            isDone = appendASCII(target, {large, static_cast<std::size_t>(length)});
             CFAllocatorDeallocate(nullptr, large);
         }
     }
@@ -219,7 +237,13 @@ void CFStringSetExternalCharactersNoCopy(CFMutableStringRef theString, UniChar* 
 }
 
 void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString) {
-    if (theString && appendedString) replaceText(theString, {theString->length, 0}, view(appendedString));
+    if (!theString || !appendedString) return;
+    const TextView text = view(appendedString);
+    if (text.isWide()) {
+        replaceText(theString, {theString->length, 0}, text);
+    } else {
+        appendASCII(theString, text.asciiView());
+    }
 }
 
 void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars, CFIndex numChars) {

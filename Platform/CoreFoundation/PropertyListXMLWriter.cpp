@@ -8,6 +8,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cstring>
 
@@ -311,8 +312,9 @@ class XMLWriter {
         };
         // Six bytes a step, of the eight that are read at once.
         for (; count >= 8; count -= 6, from += 6, to += 8) {
-            std::uint64_t word = 0;
-            for (unsigned i = 0; i < 8; ++i) word = word << 8 | from[i];
+            std::uint64_t word;
+            std::memcpy(&word, from, 8);
+            if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
             putPair(to, word >> 52);
             putPair(to + 2, word >> 40);
             putPair(to + 4, word >> 28);

@@ -4,6 +4,7 @@
 
 #include <stdlib.h>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -31,7 +32,13 @@ class TemporaryFolder {
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
-    std::string operator/(const char* name) const { return (path_ / name).string(); }
+    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+
+    /// Writes a file into the folder and returns its path.
+    std::string write(const std::string& name, const std::string& content) const {
+        std::ofstream(path_ / name, std::ios::binary) << content;
+        return *this / name;
+    }
 
   private:
     std::filesystem::path path_;

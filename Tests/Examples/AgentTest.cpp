@@ -1,4 +1,5 @@
 #include "../Tools/RunProgram.h"
+#include "TemporaryFolder.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -19,8 +20,8 @@ class Place {
   public:
     Place() { mkdir(devices().c_str(), 0755); }
 
-    std::string devices() const { return folder_.path() + "/devices"; }
-    std::string stream() const { return folder_.path() + "/stream"; }
+    std::string devices() const { return folder_ / "devices"; }
+    std::string stream() const { return folder_ / "stream"; }
 
     std::string configuration(const std::string& watch) const {
         const passwd* const user = getpwuid(getuid());

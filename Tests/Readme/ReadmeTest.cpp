@@ -1,4 +1,5 @@
 #include "../Tools/RunProgram.h"
+#include "TemporaryFolder.h"
 
 #include <KXCoreLib/AccountInfo.h>
 #include <KXCoreLib/AuditRecord.h>
@@ -23,7 +24,7 @@ using namespace KXCore::CoreFoundation;
 
 TEST(Readme, TheRecordThatItSendsIsTheOneThatItReceives) {
     const TemporaryFolder folder;
-    StreamStorage stream((folder.path() + "/stream").c_str(), FileAttributes());
+    StreamStorage stream((folder / "stream").c_str(), FileAttributes());
     stream.openStorage(StreamModeReadWrite);
     const BitMaskConstant names[] = {{"read", 1}, {"write", 2}, {"execute", 4}, {nullptr, 0}};
     const unsigned requested = 2;
@@ -74,5 +75,6 @@ TEST(Readme, ItsCommandsGiveWhatStandsBelowThem) {
         }
     }
     const TemporaryFolder folder;
-    EXPECT_EQ(RunProgram({"/bin/sh", "-c", "cd '" + folder.path() + "'\n" + script}), (ProgramOutcome{0, outputs, ""}));
+    EXPECT_EQ(RunProgram({"/bin/sh", "-c", "cd '" + folder.path().string() + "'\n" + script}),
+              (ProgramOutcome{0, outputs, ""}));
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "RunProgram.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -45,17 +46,17 @@ TEST(AuditCommand, EncodesTheBytesOfARecord) {
 TEST(AuditCommand, WritesRecordsToAFile) {
     const TemporaryFolder folder;
     const std::string in = folder.write("records.jsonl", kJson);
-    const std::string out = folder.path() + "/records";
+    const std::string out = folder / "records";
     EXPECT_EQ(RunTool({"audit", "encode", in, out}), (ProgramOutcome{0, "", ""}));
     std::ifstream file(out, std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), Encoded(kJson));
-    EXPECT_EQ(RunTool({"audit", "encode", in, folder.path() + "/no/records"}).status, 1);
+    EXPECT_EQ(RunTool({"audit", "encode", in, folder / "no/records"}).status, 1);
 }
 
 TEST(AuditCommand, DoesNotWriteOverItsOwnInput) {
     const TemporaryFolder folder;
     const std::string path = folder.write("records", kJson);
-    const std::string again = folder.path() + "/./records";
+    const std::string again = folder / "./records";
     EXPECT_EQ(RunTool({"audit", "encode", path, again}),
               (ProgramOutcome{1, "", "kxtool audit encode: " + again + " is the input too\n"}));
     std::ifstream file(path, std::ios::binary);
@@ -201,7 +202,7 @@ TEST(AuditCommand, NamesTheLineThatIsNoRecord) {
 
 TEST(AuditCommand, PrintsTheRecordsInAStream) {
     const TemporaryFolder folder;
-    const std::string path = folder.path() + "/stream";
+    const std::string path = folder / "stream";
     const auto item = [](const std::string& bytes) {
         const std::string text = RunTool({"base64", "encode"}, bytes).out;
         return "<data>" + text.substr(0, text.size() - 1) + "</data>\n";
@@ -220,8 +221,8 @@ TEST(AuditCommand, PrintsTheRecordsInAStream) {
                                            path + ": 1 item damaged\n"}));
     EXPECT_TRUE(RunTool({"audit", "stream", path, "--format", "csv"}).out.starts_with("item,record_id,"));
     EXPECT_EQ(RunTool({"audit", "stream", path, "--status", "1"}).out, "");
-    EXPECT_EQ(RunTool({"audit", "stream", folder.path() + "/none"}),
-              (ProgramOutcome{1, "", "kxtool audit stream: " + folder.path() + "/none: there is no such file\n"}));
+    EXPECT_EQ(RunTool({"audit", "stream", folder / "none"}),
+              (ProgramOutcome{1, "", "kxtool audit stream: " + folder / "none" + ": there is no such file\n"}));
 }
 
 }  // namespace

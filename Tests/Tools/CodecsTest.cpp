@@ -2,6 +2,7 @@
 #include <string>
 
 #include "RunProgram.h"
+#include "TemporaryFolder.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "RunProgram.h"
+#include "TemporaryFolder.h"
 
 /// Users alice (70001) and bob (70002, in staff), DOMAIN\carol (70003), Jürgen (70004), groups users (70100) and staff
 /// (70200), on the computer HOST.

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "RunProgram.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -18,9 +19,9 @@ namespace {
 class NetBiosCommand : public testing::Test {
   protected:
     NetBiosCommand() {
-        setenv("KXPLATFORM_DYNAMIC_STORE", (folder_.path() + "/store").c_str(), 1);
+        setenv("KXPLATFORM_DYNAMIC_STORE", (folder_ / "store").c_str(), 1);
         setenv("KXPLATFORM_ETC", folder_.path().c_str(), 1);
-        std::filesystem::create_directory(folder_.path() + "/samba");
+        std::filesystem::create_directory(folder_ / "samba");
     }
     ~NetBiosCommand() override {
         unsetenv("KXPLATFORM_DYNAMIC_STORE");
@@ -36,7 +37,7 @@ class NetBiosCommand : public testing::Test {
   private:
     void replace(const std::string& name, const std::string& content) {
         folder_.write("new", content);
-        std::filesystem::rename(folder_.path() + "/new", folder_.path() + "/" + name);
+        std::filesystem::rename(folder_ / "new", folder_ / name);
     }
 
     TemporaryFolder folder_;

@@ -1,6 +1,7 @@
 #include <string>
 
 #include "RunProgram.h"
+#include "TemporaryFolder.h"
 
 namespace {
 

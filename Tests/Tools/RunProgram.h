@@ -22,23 +22,6 @@ void PrintTo(const ProgramOutcome& outcome, std::ostream* stream);
 /// Input and output may be of any size. A program that cannot be started exits with 127.
 ProgramOutcome RunProgram(const std::vector<std::string>& arguments, const std::string& input = "");
 
-/// A folder of the test's own, gone with the object.
-class TemporaryFolder {
-  public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    /// Writes a file into the folder and returns its path.
-    std::string write(const std::string& name, const std::string& content) const;
-
-    const std::string& path() const { return path_; }
-
-  private:
-    std::string path_;
-};
-
 #ifdef KXTOOL
 /// Runs kxtool with these arguments.
 inline ProgramOutcome RunTool(std::vector<std::string> arguments, const std::string& input = "") {

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "RunProgram.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -65,7 +66,7 @@ constexpr const char* kTable = "CREATE TABLE stream01 (id INTEGER PRIMARY KEY, a
 
 /// A stream with the integers 1 to `count`.
 std::string MakeStream(const TemporaryFolder& folder, int count, const std::string& name = "stream") {
-    const std::string path = folder.path() + "/" + name;
+    const std::string path = folder / name;
     const Database database(path);
     database.run(kTable);
     database.run(
@@ -78,7 +79,7 @@ std::string MakeStream(const TemporaryFolder& folder, int count, const std::stri
 
 TEST(StreamCommand, AppendsJsonAndXmlLinesAndListsThem) {
     const TemporaryFolder folder;
-    const std::string path = folder.path() + "/stream";
+    const std::string path = folder / "stream";
     EXPECT_EQ(RunTool({"stream", "append", path},
                       "{\"user\": \"alice\", \"sizes\": [1, -2, 2.5, true]}\n"
                       "\n"
@@ -112,8 +113,8 @@ TEST(StreamCommand, AppendsJsonAndXmlLinesAndListsThem) {
 
 TEST(StreamCommand, TakesBackTheXmlThatItLists) {
     const TemporaryFolder folder;
-    const std::string first = folder.path() + "/first";
-    const std::string second = folder.path() + "/second";
+    const std::string first = folder / "first";
+    const std::string second = folder / "second";
     RunTool(
         {"stream", "append", first},
         "<dict><key>a\tb</key><data>QUJD</data><key>when</key><date>2026-11-21T03:04:05Z</date></dict>\n\"a < b\"\n");
@@ -131,13 +132,13 @@ TEST(StreamCommand, AppendsFilesOrNothingWhenOneIsBad) {
     EXPECT_EQ(RunTool({"stream", "append", path, good, bad}),
               (ProgramOutcome{1, "", "kxtool stream append: " + bad + ": Unknown element \"oops\" on line 2\n"}));
     EXPECT_EQ(RunTool({"stream", "list", path}).out, "1: 1\n2: \"x\"\n");
-    EXPECT_EQ(RunTool({"stream", "append", folder.path() + "/new", bad}).status, 1);
-    EXPECT_FALSE(fs::exists(folder.path() + "/new"));
+    EXPECT_EQ(RunTool({"stream", "append", folder / "new", bad}).status, 1);
+    EXPECT_FALSE(fs::exists(folder / "new"));
 }
 
 TEST(StreamCommand, NamesTheLineThatIsNoItemAndKeepsThoseBefore) {
     const TemporaryFolder folder;
-    const std::string path = folder.path() + "/stream";
+    const std::string path = folder / "stream";
     const auto append = [&](const std::string& lines) { return RunTool({"stream", "append", path}, lines).err; };
     EXPECT_EQ(append("1\n2\nnull\n3\n"),
               "kxtool stream append: standard input:3: a property list has no null (2 items before it appended)\n");
@@ -152,7 +153,7 @@ TEST(StreamCommand, NamesTheLineThatIsNoItemAndKeepsThoseBefore) {
 
 TEST(StreamCommand, AppendsMoreThanOneTransactionHolds) {
     const TemporaryFolder folder;
-    const std::string path = folder.path() + "/stream";
+    const std::string path = folder / "stream";
     std::string lines;
     for (int i = 1; i <= 2500; ++i) lines += std::to_string(i) + "\n";
     EXPECT_EQ(RunTool({"stream", "append", path}, lines),
@@ -237,7 +238,7 @@ TEST(StreamCommand, VerifiesEveryItem) {
 
 TEST(StreamCommand, WarnsOfAnItemThatReadersPassOver) {
     const TemporaryFolder folder;
-    const std::string path = folder.path() + "/stream";
+    const std::string path = folder / "stream";
     EXPECT_EQ(RunTool({"stream", "append", path}, "\"" + std::string(260'031, 'x') + "\"\n"),
               (ProgramOutcome{0, "appended item 1\n", ""}));
     EXPECT_EQ(RunTool({"stream", "append", path}, "\"" + std::string(260'032, 'x') + "\"\n"),
@@ -316,13 +317,13 @@ TEST(StreamCommand, RefusesWhatIsNoStreamAndLeavesItAsItIs) {
     ExpectRefusal(folder, folder.write("cut", "SQLite format 3\0..."s),
                   "not a stream: the file is cut off in its header");
 
-    const std::string other = folder.path() + "/other";
+    const std::string other = folder / "other";
     Database(other).run("CREATE TABLE stream02 (id INTEGER PRIMARY KEY, attributes BLOB)");
     ExpectRefusal(folder, other, "not a stream: a database without the table stream01");
     Database(other).run("CREATE VIEW stream01 AS SELECT * FROM stream02");
     ExpectRefusal(folder, other, "not a stream: a database without the table stream01");
 
-    const std::string columns = folder.path() + "/columns";
+    const std::string columns = folder / "columns";
     Database(columns).run("CREATE TABLE stream01 (id INTEGER PRIMARY KEY, blob BLOB)");
     ExpectRefusal(folder, columns, "not a stream: its table stream01 has other columns");
 
@@ -330,24 +331,24 @@ TEST(StreamCommand, RefusesWhatIsNoStreamAndLeavesItAsItIs) {
     Database(logged).run("PRAGMA journal_mode = WAL");
     ExpectRefusal(folder, logged, "not a stream: a database with a write-ahead log");
 
-    const std::string pipe = folder.path() + "/pipe";
+    const std::string pipe = folder / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     ExpectRefusal(folder, pipe, "is not a regular file");
 }
 
 TEST(StreamCommand, MakesNoFileButByAppend) {
     const TemporaryFolder folder;
-    const std::string path = folder.path() + "/stream";
+    const std::string path = folder / "stream";
     const std::vector<std::string> others{"list", "follow", "info", "verify", "compact", "discard"};
     ExpectRefusal(folder, path, "there is no such file", others);
     ExpectRefusal(folder, folder.write("empty", ""), "not a stream: the file is empty", others);
     EXPECT_EQ(RunTool({"stream", "append", path}, "1\n").out, "appended item 1\n");
-    EXPECT_EQ(RunTool({"stream", "append", folder.path() + "/empty"}, "1\n").out, "appended item 1\n");
+    EXPECT_EQ(RunTool({"stream", "append", folder / "empty"}, "1\n").out, "appended item 1\n");
     EXPECT_EQ(RunTool({"stream", "append", path + "/below"}, "1\n").status, 1);
     EXPECT_EQ(
-        RunTool({"stream", "append", folder.path() + "/no/stream"}, "1\n"),
+        RunTool({"stream", "append", folder / "no/stream"}, "1\n"),
         (ProgramOutcome{
-            1, "", "kxtool stream append: cannot make " + folder.path() + "/no/stream: No such file or directory\n"}));
+            1, "", "kxtool stream append: cannot make " + folder / "no/stream" + ": No such file or directory\n"}));
     EXPECT_EQ(RunTool({"stream", "append", ""}, "1\n").status, 1);
 }
 
@@ -371,7 +372,7 @@ TEST(StreamCommand, TellsWhereADamagedFileStopsToRead) {
 /// A stream of the integers 1 to 1000, as a process leaves it that dies after part of a large change went to the disk.
 std::string LeaveUnfinishedChange(const TemporaryFolder& folder, const std::string& name) {
     const std::string writing = MakeStream(folder, 1000, name + "-being-written");
-    const std::string path = folder.path() + "/" + name;
+    const std::string path = folder / name;
     const Database database(writing);
     database.run("PRAGMA cache_size = 1; BEGIN; UPDATE stream01 SET attributes = '<string>changed</string>'");
     fs::copy_file(writing, path);
@@ -530,7 +531,7 @@ TEST(StreamCommand, FollowsUpToTheLargestIdAndPrintsItOnce) {
 
 TEST(StreamCommand, EndsWhereIdsOfAForeignTableDoNotGoOn) {
     const TemporaryFolder folder;
-    const std::string path = folder.path() + "/stream";
+    const std::string path = folder / "stream";
     Database(path).run(
         "CREATE TABLE stream01 (id REAL, attributes BLOB);"
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 600)"
@@ -541,12 +542,12 @@ TEST(StreamCommand, EndsWhereIdsOfAForeignTableDoNotGoOn) {
 
 TEST(StreamCommand, RefusesToWriteWhereTheFolderTakesNoJournal) {
     const TemporaryFolder folder;
-    fs::create_directory(folder.path() + "/closed");
+    fs::create_directory(folder / "closed");
     const std::string path = MakeStream(folder, 3, "closed/stream");
     const std::string empty = folder.write("closed/empty", "");
     fs::permissions(folder.path(), fs::perms(0755));
     for (const std::string& file : {path, empty}) fs::permissions(file, fs::perms(0666));
-    fs::permissions(folder.path() + "/closed", fs::perms(0555));
+    fs::permissions(folder / "closed", fs::perms(0555));
     // Who is root writes anywhere.
     const std::vector<std::string> asNobody{"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
     const auto run = [&](std::vector<std::string> arguments) {
@@ -565,7 +566,7 @@ TEST(StreamCommand, RefusesToWriteWhereTheFolderTakesNoJournal) {
     EXPECT_EQ(run({"stream", "compact", path}), refusal("compact", path));
     EXPECT_EQ(run({"stream", "list", path}), (ProgramOutcome{0, "1: 1\n2: 2\n3: 3\n", ""}));
     EXPECT_EQ(fs::file_size(empty), 0u);
-    fs::permissions(folder.path() + "/closed", fs::perms(0755));
+    fs::permissions(folder / "closed", fs::perms(0755));
 }
 
 TEST(StreamCommand, TellsThatTheDiskIsFullAndLeavesWhatWasThere) {
@@ -583,14 +584,14 @@ TEST(StreamCommand, TellsThatTheDiskIsFullAndLeavesWhatWasThere) {
         options.insert(options.begin(), {"stream", command, file});
         return RunTool(options, "1\n");
     };
-    const ProgramOutcome made = run("append", folder.path() + "/new");
+    const ProgramOutcome made = run("append", folder / "new");
     const ProgramOutcome appended = run("append", path);
     const ProgramOutcome discarded = run("discard", path, {"--through", "1"});
     const ProgramOutcome compacted = run("compact", path);
     const ProgramOutcome listed = run("list", path, {"--limit", "1"});
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     std::signal(SIGXFSZ, ignored);
-    EXPECT_EQ(made, (ProgramOutcome{1, "", "kxtool stream append: " + folder.path() + "/new: disk I/O error\n"}));
+    EXPECT_EQ(made, (ProgramOutcome{1, "", "kxtool stream append: " + folder / "new" + ": disk I/O error\n"}));
     EXPECT_EQ(appended.err, "kxtool stream append: " + path +
                                 ": items were not stored: the disk is full, or another process came between\n");
     EXPECT_EQ(discarded.err, "kxtool stream discard: " + path +

@@ -73,10 +73,14 @@ class XMLWriter {
         put(kHead);
         writeValue(list, 0);
         put(kTail);
+        checkSize(0);
     }
 
   private:
-    void put(std::string_view text) { out_.append(text.data(), text.size()); }
+    void put(std::string_view text) {
+        std::memcpy(room(text.size()), text.data(), text.size());
+        out_.extend(text.size());
+    }
 
     /// Writes tabs where there is room for kTabs more; the end of them.
     static char* putTabs(std::size_t indent, char* to) noexcept {
@@ -96,10 +100,15 @@ class XMLWriter {
     }
 
     char* room(std::size_t count) {
-        if (count > kMaximumPropertyListSize || out_.size() > kMaximumPropertyListSize - count) {
-            throwWriteFault("The list takes more than " + std::to_string(kMaximumPropertyListSize) + " bytes as XML");
-        }
+        if (out_.capacity() - out_.size() < count) checkSize(count);
         return out_.room(count);
+    }
+
+    /// Throws when the text, with `count` bytes more, is larger than a document may be. Asked before the memory grows,
+    /// and at the end, since memory may have been taken for more than that.
+    void checkSize(std::size_t count) const {
+        if (count <= kMaximumPropertyListSize && out_.size() <= kMaximumPropertyListSize - count) return;
+        throwWriteFault("The list takes more than " + std::to_string(kMaximumPropertyListSize) + " bytes as XML");
     }
 
     void writeValue(CFTypeRef value, std::size_t indent) {

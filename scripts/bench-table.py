@@ -13,6 +13,14 @@ import subprocess
 
 OURS = ("KXCoreLib", "KXPlatform")
 
+# The packages that the peers come from.
+PEERS = ("libboost-dev", "libicu-dev", "libssl-dev", "nettle-dev", "libglib2.0-dev", "libplist-dev", "libpugixml-dev",
+         "libuv1-dev", "libevent-dev", "libsqlite3-dev", "libleveldb-dev", "librocksdb-dev", "liblmdb-dev",
+         "libmsgpack-cxx-dev", "libflatbuffers-dev", "libcapnp-dev", "libprotobuf-dev", "flex", "bison", "libc6")
+
+# What stands in the file from this heading on is written by hand and kept.
+REMARKS = "## Where ours is behind"
+
 
 def nanoseconds(entry):
     unit = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
@@ -69,6 +77,20 @@ def machine():
     return f"{model}, {platform.system()} {platform.release()}, {compiler}"
 
 
+def versions():
+    """The peers' packages with their versions; empty where the system has no such packages."""
+    try:
+        query = subprocess.run(["dpkg-query", "-W", "-f", "${Package} ${Version}\n", *PEERS], capture_output=True, text=True)
+    except FileNotFoundError:
+        return ""
+    return ", ".join(query.stdout.splitlines())
+
+
+def remarks(path):
+    before = path.read_text() if path.exists() else ""
+    return "\n" + before[before.index(REMARKS):] if REMARKS in before else ""
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--write", type=pathlib.Path, help="also write the table to this file, as Markdown")
@@ -85,7 +107,8 @@ def main():
         arguments.write.write_text(
             "# Benchmarks\n\nMade by `scripts/bench --write`; medians, ours and the peers in the same process.\n"
             "A ratio above 1 says how many times faster ours is.\n\n"
-            f"Machine: {machine()}.\n\n" + "\n".join(lines) + "\n")
+            f"Machine: {machine()}.\n\nPeers: {versions()}.\n\n" + "\n".join(lines) + "\n"
+            + remarks(arguments.write))
 
 
 if __name__ == "__main__":

@@ -9,9 +9,13 @@ import collections
 import json
 import pathlib
 import platform
+import re
 import subprocess
 
 OURS = ("KXCoreLib", "KXPlatform")
+
+# What a benchmark counts beside the time: the memory of what it makes, the size of what it writes, the allocations.
+COUNTERS = {"memory": ", {:.0f} B of memory", "bytes": ", {:.0f} B", "mallocs/item": ", {:.2g} mallocs an item"}
 
 # The packages that the peers come from.
 PEERS = ("libboost-dev", "libicu-dev", "libssl-dev", "nettle-dev", "libglib2.0-dev", "libplist-dev", "libpugixml-dev",
@@ -49,7 +53,15 @@ def figures(entry):
     text = show(nanoseconds(entry))
     if "bytes_per_second" in entry:
         text += f" ({entry['bytes_per_second'] / 1e9:.2f} GB/s)"
+    for counter, form in COUNTERS.items():
+        if counter in entry:
+            text += form.format(entry[counter])
     return text
+
+
+def in_order(text):
+    """A key that sorts numbers in a text as numbers."""
+    return [int(part) if part.isdigit() else part for part in re.split(r"(\d+)", text)]
 
 
 def rows(paths):
@@ -57,7 +69,7 @@ def rows(paths):
         cases = collections.defaultdict(dict)
         for what, who, entry in parse(path):
             cases[what][who] = entry
-        for what, entries in cases.items():
+        for what, entries in sorted(cases.items(), key=lambda case: in_order(case[0])):
             ours = next((who for who in OURS if who in entries), None)
             if ours is None:
                 for who, entry in entries.items():

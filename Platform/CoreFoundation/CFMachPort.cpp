@@ -116,7 +116,11 @@ CFMachPortRef makePort(CFAllocatorRef allocator, mach_port_t name, bool owns, CF
         made->context = *context;
         made->info = holdInfo(*context);
     }
-    if (Retained<__CFMachPort> there = Registry::shared().add(*made)) return there.release();
+    try {
+        if (Retained<__CFMachPort> there = Registry::shared().add(*made)) return there.release();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
     if (shouldFreeInfo) *shouldFreeInfo = false;
     return made.release();
 }

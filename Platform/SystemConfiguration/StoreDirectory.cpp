@@ -53,7 +53,7 @@ bool isFolder(const std::string& path) noexcept {
 
 std::string parentOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
-bool isReady(const StoreDirectory& directory) noexcept {
+bool isReady(const StoreDirectory& directory) {
     return isTrusted(directory.valuesFolder()) && isTrusted(directory.signalsFolder());
 }
 

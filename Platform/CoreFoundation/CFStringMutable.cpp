@@ -173,28 +173,14 @@ bool replaceUnits(CFMutableStringRef string, CFRange range, std::u16string_view 
 }
 
 bool appendPrinted(CFMutableStringRef target, const char* format, ...) noexcept {
-    MutableString* const string = asMutable(target);
-    if (!string) return false;
-    char small[256];
+    if (!target) return false;
+    char text[256];
     std::va_list arguments;
     va_start(arguments, format);
-    std::va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(small, sizeof small, format, arguments);
-    bool isDone = false;
-    if (length >= 0 && static_cast<std::size_t>(length) < sizeof small) {
-        isDone = appendASCII(target, {small, static_cast<std::size_t>(length)});
-    } else if (length >= 0) {
-        const auto size = static_cast<std::size_t>(length) + 1;
-        if (auto* const large = static_cast<char*>(CFAllocatorAllocate(nullptr, static_cast<CFIndex>(size), 0))) {
-            std::vsnprintf(large, size, format, again);
-            isDone = appendASCII(target, {large, static_cast<std::size_t>(length)});
-            CFAllocatorDeallocate(nullptr, large);
-        }
-    }
-    va_end(again);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    return isDone;
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof text) return false;
+    return appendASCII(target, {text, static_cast<std::size_t>(length)});
 }
 
 }  // namespace KXPlatform

@@ -135,7 +135,8 @@ inline bool replaceAllUnits(CFMutableStringRef string, std::u16string_view units
     return string && replaceUnits(string, {0, string->length}, units);
 }
 
-/// Appends what printf would write, ASCII in all its parts. For building descriptions.
+/// Appends what printf would write, ASCII in all its parts and less than 256 characters; nothing of what is longer. For
+/// building descriptions.
 [[gnu::format(printf, 2, 3)]] bool appendPrinted(CFMutableStringRef string, const char* format, ...) noexcept;
 
 /// "<CFNumber 0x55d0 [0x7f31]>", the head of every description: the type, the object and its allocator. The new

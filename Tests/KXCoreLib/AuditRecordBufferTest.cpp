@@ -287,6 +287,19 @@ TEST(AuditRecordBuffer, AHeaderThatFillsTheRecordLeavesEveryTextEmpty) {
     EXPECT_EQ(textsOf(read), Texts());
 }
 
+TEST(AuditRecordBuffer, TextsOfAnyLengthComeBack) {
+    for (std::size_t length = 0; length <= 300; ++length) {
+        Texts texts;
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            for (std::size_t at = 0; at < length + i; ++at) texts[i] += static_cast<char>('a' + (at + i) % 26);
+        }
+        const Bytes bytes = bytesOf(recordOf(texts));
+        AuditRecord read;
+        ASSERT_EQ(read.read_from_buffer(bytes, 0), bytes.size());
+        ASSERT_EQ(textsOf(read), texts) << length;
+    }
+}
+
 TEST(AuditRecordBuffer, ATotalThatEndsInATextEmptiesThatTextAndAllAfterIt) {
     const Bytes whole = bytesOf(recordOf(kTexts));
     for (std::size_t total = kHeader; total <= whole.size(); ++total) {

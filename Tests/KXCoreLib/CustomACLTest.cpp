@@ -4,6 +4,9 @@
 #include <KXCoreLib/CustomACL.h>
 #include <KXCoreLib/PList.h>
 
+#include <dlfcn.h>
+#include <membership.h>
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -14,6 +17,27 @@
 
 using namespace KXCore;
 using namespace plist;
+
+// Membership services that know nobody: this program's definitions come before the platform's.
+
+namespace {
+
+bool membershipFails = false;
+
+template <class Function>
+int askMembership(Function* function, const char* name, id_t id, unsigned char* uuid) {
+    if (membershipFails) return EIO;
+    return reinterpret_cast<decltype(function)>(dlsym(RTLD_NEXT, name))(id, uuid);
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int mbr_uid_to_uuid(uid_t uid, uuid_t uuid) {
+    return askMembership(mbr_uid_to_uuid, "mbr_uid_to_uuid", uid, uuid);
+}
+extern "C" __attribute__((visibility("default"))) int mbr_gid_to_uuid(gid_t gid, uuid_t uuid) {
+    return askMembership(mbr_gid_to_uuid, "mbr_gid_to_uuid", gid, uuid);
+}
 
 namespace {
 
@@ -265,6 +289,18 @@ TEST_F(CustomACLTest, ReadsMegabytesOfEntries) {
     ASSERT_EQ(acl.getEntries().size(), 100000u);
     EXPECT_EQ(acl.getEntries()[99999].uuid, user(99999));
     EXPECT_TRUE(acl.checkAccess(user(99999), 1));
+}
+
+TEST_F(CustomACLTest, ANameWithoutAUUIDIsRefused) {
+    membershipFails = true;
+    const std::string ofUser = refused("alice:allow:1"), ofGroup = refused("%staff:allow:1");
+    CustomACL tolerant;
+    said([&] { tolerant = parsed("alice:allow:1", InitModeTolerant); });
+    membershipFails = false;
+    EXPECT_EQ(ofUser.substr(0, 23), "mbr_uid_to_uuid (alice)");
+    EXPECT_EQ(ofGroup.substr(0, 23), "mbr_gid_to_uuid (staff)");
+    ASSERT_EQ(tolerant.getEntries().size(), 1u);
+    EXPECT_TRUE(tolerant.getEntries()[0].uuid.isNull());
 }
 
 TEST_F(CustomACLTest, ALongNameIsJustUnknown) {

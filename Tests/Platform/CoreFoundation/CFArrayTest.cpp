@@ -615,3 +615,12 @@ TEST(CFArray, IsReadByManyThreadsAtOnce) {
 }
 
 }  // namespace
+
+TEST(CFArray, ItsCallBacksMayBeCalledByTheirUser) {
+    const auto data = Held::hold(CFDataCreateMutable(nullptr, 0));
+    EXPECT_EQ(kCFTypeArrayCallBacks.retain(nullptr, data), data.get());
+    EXPECT_EQ(CFGetRetainCount(data), 2);
+    kCFTypeArrayCallBacks.release(nullptr, data);
+    EXPECT_EQ(CFGetRetainCount(data), 1);
+    EXPECT_TRUE(kCFTypeArrayCallBacks.equal(data, data));
+}

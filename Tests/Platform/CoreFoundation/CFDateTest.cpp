@@ -262,3 +262,8 @@ TEST(CFAbsoluteTime, TellsTheWeekAsTheSystemDoes) {
 }
 
 }  // namespace
+
+TEST(CFGregorianDate, TakesAMomentTooShortToTellForMidnight) {
+    EXPECT_EQ(text(-std::numeric_limits<double>::denorm_min()), "2001-01-01 00:00:0");
+    EXPECT_EQ(text(-1e-20), "2001-01-01 00:00:0");
+}

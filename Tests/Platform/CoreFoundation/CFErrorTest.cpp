@@ -104,7 +104,8 @@ TEST(CFError, FormsADescriptionFromDomainAndCode) {
 
 TEST(CFError, CallsTheDomainsOfTheSystemByShortNames) {
     EXPECT_EQ(message(error(kCFErrorDomainCocoa, 3840)), "The operation couldn’t be completed. (Cocoa error 3840.)");
-    EXPECT_EQ(message(error(kCFErrorDomainOSStatus, -50)), "The operation couldn’t be completed. (OSStatus error -50.)");
+    EXPECT_EQ(message(error(kCFErrorDomainOSStatus, -50)),
+              "The operation couldn’t be completed. (OSStatus error -50.)");
     EXPECT_EQ(message(error(kCFErrorDomainMach, 4, kCFErrorDescriptionKey, CFSTR("invalid argument"))),
               "The operation couldn’t be completed. (Mach error 4 - invalid argument)");
     EXPECT_EQ(message(error(kCFErrorDomainPOSIX, CFIndex{1} << 40)),
@@ -155,6 +156,7 @@ TEST(CFError, IsEqualByDomainCodeAndUserInfo) {
     EXPECT_FALSE(CFEqual(error(domain, 1), error(CFSTR("Other"), 1)));
     EXPECT_FALSE(CFEqual(error(domain, 1), error(domain, 1, CFSTR("a"), CFSTR("b"))));
     EXPECT_TRUE(CFEqual(error(domain, 1, CFSTR("a"), CFSTR("b")), error(domain, 1, CFSTR("a"), CFSTR("b"))));
+    EXPECT_FALSE(CFEqual(error(domain, 1, CFSTR("a"), CFSTR("b")), error(domain, 1)));
 }
 
 TEST(CFError, IsNullSafe) {

@@ -1,3 +1,5 @@
+#include "TestAllocator.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <mach/mach.h>
 
@@ -13,13 +15,18 @@
 #include <vector>
 
 #include <dlfcn.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/timerfd.h>
 
 // A process that has used up its descriptors: this program's definition comes before the system's.
 
 namespace {
 std::atomic<bool> noDescriptorIsLeft{false};
-}
+std::atomic<bool> noTimerIsLeft{false};
+std::atomic<bool> noEpollIsLeft{false};
+std::atomic<bool> epollTakesNobody{false};
+}  // namespace
 
 extern "C" __attribute__((visibility("default"))) int eventfd(unsigned int count, int flags) noexcept {
     if (noDescriptorIsLeft) {
@@ -27,6 +34,31 @@ extern "C" __attribute__((visibility("default"))) int eventfd(unsigned int count
         return -1;
     }
     return reinterpret_cast<decltype(&eventfd)>(dlsym(RTLD_NEXT, "eventfd"))(count, flags);
+}
+
+extern "C" __attribute__((visibility("default"))) int timerfd_create(__clockid_t clock, int flags) noexcept {
+    if (noTimerIsLeft) {
+        errno = EMFILE;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&timerfd_create)>(dlsym(RTLD_NEXT, "timerfd_create"))(clock, flags);
+}
+
+extern "C" __attribute__((visibility("default"))) int epoll_create1(int flags) noexcept {
+    if (noEpollIsLeft) {
+        errno = EMFILE;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&epoll_create1)>(dlsym(RTLD_NEXT, "epoll_create1"))(flags);
+}
+
+extern "C" __attribute__((visibility("default"))) int epoll_ctl(int epoll, int operation, int descriptor,
+                                                                epoll_event* event) noexcept {
+    if (epollTakesNobody) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&epoll_ctl)>(dlsym(RTLD_NEXT, "epoll_ctl"))(epoll, operation, descriptor, event);
 }
 
 namespace {
@@ -355,6 +387,84 @@ TEST(CFMachPort, IsServedInAProcessThatHasNoDescriptorLeft) {
         CFRelease(timer);
         mach_port_deallocate(mach_task_self(), name);
     }).join();
+}
+
+namespace {
+
+/// Whether a loop that is new, and refused something as long as `refused` says, serves a timer and then a message.
+void serveWhile(std::atomic<bool>& refused) {
+    std::thread([&] {
+        refused = true;
+        Inbox inbox;
+        const mach_port_t name = newPort();
+        const Scheduled scheduled(name, inbox);
+        CFRunLoopTimerContext context{0, &inbox, nullptr, nullptr, nullptr};
+        const CFRunLoopTimerRef timer = CFRunLoopTimerCreate(
+            nullptr, CFAbsoluteTimeGetCurrent() + 0.001, 0, 0, 0,
+            [](CFRunLoopTimerRef, void*) { CFRunLoopStop(CFRunLoopGetCurrent()); }, &context);
+        CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunStopped);
+        sendTo(name, 5);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
+        refused = false;
+        sendTo(name, 6);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
+        EXPECT_EQ(inbox.ids, (std::vector<mach_msg_id_t>{5, 6}));
+        CFRelease(timer);
+        mach_port_deallocate(mach_task_self(), name);
+    }).join();
+}
+
+}  // namespace
+
+TEST(CFMachPort, IsServedInTimeThoughTheSystemHasNoTimerLeft) { serveWhile(noTimerIsLeft); }
+
+TEST(CFMachPort, IsServedThoughTheSystemHasNoEpollLeft) { serveWhile(noEpollIsLeft); }
+
+TEST(CFMachPort, IsServedThoughEpollTakesNobodyMore) { serveWhile(epollTakesNobody); }
+
+TEST(CFMachPort, TellsAtOnceWhoAsksAfterItsEnd) {
+    Inbox inbox;
+    const mach_port_t name = newPort();
+    CFMachPortContext context = inbox.context();
+    const CFMachPortRef port = CFMachPortCreateWithPort(nullptr, name, Inbox::take, &context, nullptr);
+    CFMachPortInvalidate(port);
+    static int told = 0;
+    CFMachPortSetInvalidationCallBack(port, nullptr);
+    CFMachPortSetInvalidationCallBack(port, [](CFMachPortRef, void* info) {
+        EXPECT_EQ(info, nullptr) << "the context has ended";
+        ++told;
+    });
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(inbox.held, 0);
+    CFRelease(port);
+    mach_port_deallocate(mach_task_self(), name);
+}
+
+TEST(CFMachPort, IsNotMadeWithoutMemory) {
+    TestAllocator allocator;
+    allocator.failAfter(0);
+    EXPECT_EQ(CFMachPortCreate(allocator, nullptr, nullptr, nullptr), nullptr);
+    const mach_port_t name = newPort();
+    EXPECT_EQ(CFMachPortCreateWithPort(allocator, name, nullptr, nullptr, nullptr), nullptr);
+    const CFMachPortRef port = CFMachPortCreateWithPort(nullptr, name, nullptr, nullptr, nullptr);
+    EXPECT_EQ(CFMachPortCreateRunLoopSource(allocator, port, 0), nullptr);
+    EXPECT_TRUE(CFMachPortIsValid(port));
+    CFRelease(port);
+    mach_port_deallocate(mach_task_self(), name);
+}
+
+TEST(CFMachPort, IsNullSafe) {
+    CFMachPortContext context{};
+    EXPECT_EQ(CFMachPortGetPort(nullptr), mach_port_t{MACH_PORT_NULL});
+    CFMachPortGetContext(nullptr, &context);
+    CFMachPortInvalidate(nullptr);
+    EXPECT_FALSE(CFMachPortIsValid(nullptr));
+    EXPECT_EQ(CFMachPortGetInvalidationCallBack(nullptr), nullptr);
+    CFMachPortSetInvalidationCallBack(nullptr, nullptr);
+    EXPECT_EQ(CFMachPortCreateRunLoopSource(nullptr, nullptr, 0), nullptr);
+    context.version = 1;
+    EXPECT_EQ(CFMachPortCreate(nullptr, nullptr, &context, nullptr), nullptr);
 }
 
 // ---- Version 1 sources of a caller's own

@@ -266,9 +266,22 @@ TEST(CFNumber, ExistsOnceForSmallIntegersNaNAndInfinities) {
     EXPECT_EQ(CFGetRetainCount(kCFNumberNaN), before);
 }
 
+TEST(CFNumber, ThatIsNoNumberIsFoundInASet) {
+    const void* values[] = {kCFNumberNaN, kCFNumberPositiveInfinity, kCFNumberNegativeInfinity};
+    const auto set = hold(CFSetCreate(nullptr, values, 3, &kCFTypeSetCallBacks));
+    EXPECT_EQ(CFSetGetCount(set), 3);
+    for (const double value : {std::nan("3"), kInfinity, -kInfinity}) EXPECT_TRUE(CFSetContainsValue(set, real(value)));
+    EXPECT_FALSE(CFSetContainsValue(set, real(0x1p70)));
+}
+
 TEST(CFNumber, KeepsTheTypeOfASmallInteger) {
     const std::int8_t one = 1;
-    EXPECT_EQ(CFNumberGetType(hold(CFNumberCreate(nullptr, kCFNumberCharType, &one))), kCFNumberSInt8Type);
+    const std::int16_t two = 2;
+    const auto byte = hold(CFNumberCreate(nullptr, kCFNumberCharType, &one));
+    const auto shortOne = hold(CFNumberCreate(nullptr, kCFNumberShortType, &two));
+    EXPECT_EQ(CFNumberGetType(byte), kCFNumberSInt8Type);
+    EXPECT_EQ(description(byte), heading("CFNumber", byte) + "{value = +1, type = kCFNumberSInt8Type}");
+    EXPECT_EQ(description(shortOne), heading("CFNumber", shortOne) + "{value = +2, type = kCFNumberSInt16Type}");
     EXPECT_EQ(CFNumberGetType(number(1)), kCFNumberSInt64Type);
 }
 
@@ -310,6 +323,8 @@ TEST(CFNumber, DescribesItselfWithItsType) {
               heading("CFNumber", kCFNumberNaN) + "{value = nan, type = kCFNumberFloat64Type}");
     EXPECT_EQ(description(kCFNumberNegativeInfinity),
               heading("CFNumber", kCFNumberNegativeInfinity) + "{value = -infinity, type = kCFNumberFloat64Type}");
+    EXPECT_EQ(description(kCFNumberPositiveInfinity),
+              heading("CFNumber", kCFNumberPositiveInfinity) + "{value = +infinity, type = kCFNumberFloat64Type}");
     EXPECT_EQ(description(real(-1.7e308)).find("(null)"), std::string::npos);
 }
 

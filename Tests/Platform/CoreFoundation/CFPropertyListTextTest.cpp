@@ -67,6 +67,15 @@ TEST(PropertyListText, ResolvesEscapes) {
     EXPECT_EQ(utf8(read("\"a\\\nb\"").list.get()), "a\nb");
 }
 
+TEST(PropertyListText, TakesAnOctalEscapeForACharacterOfItsOldEncoding) {
+    EXPECT_EQ(utf8(read(R"("\200\341\370x")").list.get()), "\xC2\xA0\xC3\x86\xC5\x82x");
+    EXPECT_EQ(utf8(read(R"("\7\08")").list.get()), "\a\0"s + "8");
+}
+
+TEST(PropertyListText, TakesAnEscapedCharacterBeyondASCIIForItself) {
+    EXPECT_EQ(utf8(read("\"\\\xC3\xA4\\\xE4\xB8\x80\"").list.get()), "\xC3\xA4\xE4\xB8\x80");
+}
+
 TEST(PropertyListText, ReadsNonASCIIWithinQuotes) { EXPECT_EQ(old("\"\xC3\xA4\""), "<string>\xC3\xA4</string>"); }
 
 TEST(PropertyListText, RefusesNonASCIIWithoutQuotes) {

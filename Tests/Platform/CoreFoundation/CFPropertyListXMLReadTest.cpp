@@ -518,3 +518,31 @@ TEST(PropertyListXMLReader, TellsApartKeysThatShareAPlaceAmongTheRecentOnes) {
     for (int i = 10000; i < 12000; ++i) expected += "\t<key>k" + std::to_string(i) + "</key>\n\t<true/>\n";
     EXPECT_EQ(reread(xml + "</dict>"), expected + "</dict>\n");
 }
+
+TEST(PropertyListXMLReader, NamesTheElementThatStandsWhereAKeyMust) {
+    EXPECT_TRUE(isRefused("<plist><dict><array/></dict></plist>", "<array> where a <key> must stand"));
+    EXPECT_TRUE(isRefused("<plist><dict><data></data></dict></plist>", "<data> where a <key> must stand"));
+}
+
+TEST(PropertyListXMLReader, ReadsCharactersOfEveryLengthInUTF16AndUTF32) {
+    const auto wide = [](std::u32string_view text, std::size_t size) {
+        std::string bytes;
+        const auto put = [&](char32_t unit) {
+            for (std::size_t i = 0; i < size; ++i) bytes += static_cast<char>(unit >> (8 * i));
+        };
+        put(0xFEFF);
+        for (const char32_t c : text) {
+            if (size == 2 && c > 0xFFFF) {
+                put(0xD800 + ((c - 0x10000) >> 10));
+                put(0xDC00 + ((c - 0x10000) & 0x3FF));
+            } else {
+                put(c);
+            }
+        }
+        return bytes;
+    };
+    for (const std::size_t size : {2u, 4u}) {
+        const std::string document = wide(U"<plist><string>a\u00E4\u4E00\U0001F600</string></plist>", size);
+        EXPECT_EQ(utf8(read(document).list.get()), "a\xC3\xA4\xE4\xB8\x80\xF0\x9F\x98\x80") << size;
+    }
+}

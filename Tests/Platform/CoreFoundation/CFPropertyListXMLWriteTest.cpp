@@ -122,7 +122,7 @@ TEST(PropertyListXMLWriter, BreaksDataIntoLinesThatShortenWithTheIndent) {
     // 76 characters hold 57 bytes, 68 hold 51.
     EXPECT_EQ(body(dataOf(content).get()), "<data>\n" + std::string(76, 'A') + "\nAAAA\n</data>\n");
     EXPECT_EQ(body(array(dataOf(content)).get()), "<array>\n\t<data>\n\t" + std::string(68, 'A') + "\n\t" +
-                                                    std::string(12, 'A') + "\n\t</data>\n</array>\n");
+                                                      std::string(12, 'A') + "\n\t</data>\n</array>\n");
 }
 
 TEST(PropertyListXMLWriter, StopsIndentingDataLinesAtEightTabs) {
@@ -259,4 +259,19 @@ TEST(PropertyListXMLWriter, RefusesAListThatHoldsItself) {
         EXPECT_NE(outcome.reason.find("itself"), std::string::npos) << outcome.reason;
     }
     CFArrayRemoveAllValues(list.get());
+}
+
+TEST(PropertyListXMLWriter, WritesKeysBeyondASCIIInTheOrderOfTheirUnits) {
+    const List list =
+        dict(entry("\xC3\xA4rger B", text("4")), entry("\xC3\xA4rger A", text("3")), entry("\xC3\xA4rger", text("2")),
+             entry("\xC3\xA4rge", text("1")), entry("\xC3\xA4rger A1", text("5")));
+    const std::string xml =
+        content(static_cast<CFDataRef>(write(list.get(), kCFPropertyListXMLFormat_v1_0).list.get()));
+    std::size_t at = 0;
+    for (const char* const key :
+         {"\xC3\xA4rge<", "\xC3\xA4rger<", "\xC3\xA4rger A<", "\xC3\xA4rger A1<", "\xC3\xA4rger B<"}) {
+        const std::size_t found = xml.find(key, at);
+        ASSERT_NE(found, std::string::npos) << key;
+        at = found;
+    }
 }

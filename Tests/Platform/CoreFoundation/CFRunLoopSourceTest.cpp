@@ -1,5 +1,7 @@
 #include "RunLoopTesting.h"
 
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 
 using namespace RunLoopTesting;
@@ -139,6 +141,60 @@ TEST(CFRunLoopSource, EqualsOneThatStandsForTheSame) {
     EXPECT_FALSE(CFEqual(a, c));
     EXPECT_FALSE(CFEqual(a, d));
     EXPECT_EQ(CFGetTypeID(a), CFRunLoopSourceGetTypeID());
+}
+
+TEST(CFRunLoopSource, OfVersion1EqualsByTheRuleOfItsContext) {
+    int first = 1, same = 1, other = 2;
+    CFRunLoopSourceContext1 context{};
+    context.version = 1;
+    context.perform = [](void*, CFIndex, CFAllocatorRef, void*) -> void* { return nullptr; };
+    const auto make = [&](int& number) {
+        context.info = &number;
+        return CFRunLoopSourceCreate(nullptr, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
+    };
+    Own a(make(first)), b(make(same));
+    EXPECT_FALSE(CFEqual(a, b)) << "without a rule only the same info is equal";
+    context.equal = [](const void* x, const void* y) -> Boolean {
+        return *static_cast<const int*>(x) == *static_cast<const int*>(y);
+    };
+    context.hash = [](const void* x) -> CFHashCode { return static_cast<CFHashCode>(*static_cast<const int*>(x)); };
+    Own c(make(first)), d(make(same)), e(make(other));
+    EXPECT_TRUE(CFEqual(c, d));
+    EXPECT_EQ(CFHash(c), CFHash(d));
+    EXPECT_FALSE(CFEqual(c, e));
+    EXPECT_FALSE(CFEqual(a, c)) << "of two rules";
+    Action action;
+    Own ofVersion0(newSource(action));
+    EXPECT_FALSE(CFEqual(a, ofVersion0));
+}
+
+TEST(CFRunLoopSource, OfADescriptorEqualsItselfOnly) {
+    int pipes[2];
+    ASSERT_EQ(pipe(pipes), 0);
+    const CFFileDescriptorRef in = CFFileDescriptorCreate(nullptr, pipes[0], true, nullptr, nullptr);
+    const CFFileDescriptorRef out = CFFileDescriptorCreate(nullptr, pipes[1], true, nullptr, nullptr);
+    {
+        Own a(CFFileDescriptorCreateRunLoopSource(nullptr, in, 0));
+        Own b(CFFileDescriptorCreateRunLoopSource(nullptr, out, 0));
+        EXPECT_FALSE(CFEqual(a, b));
+        EXPECT_TRUE(CFEqual(a, a));
+    }
+    CFRelease(in);
+    CFRelease(out);
+}
+
+TEST(CFRunLoopSource, GivesBackAContextOfTheVersionThatIsAskedFor) {
+    CFRunLoopSourceContext1 context{};
+    context.version = 1;
+    context.info = &context;
+    Own source(CFRunLoopSourceCreate(nullptr, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context)));
+    CFRunLoopSourceContext small{};
+    CFRunLoopSourceGetContext(source, &small);
+    EXPECT_EQ(small.info, nullptr) << "a record of version 0 has no room for it";
+    CFRunLoopSourceContext1 given{};
+    given.version = 1;
+    CFRunLoopSourceGetContext(source, reinterpret_cast<CFRunLoopSourceContext*>(&given));
+    EXPECT_EQ(given.info, &context);
 }
 
 TEST(CFRunLoopSource, OfAnUnknownVersionIsNotMade) {

@@ -1,4 +1,5 @@
 #include "RunLoopTesting.h"
+#include "TestAllocator.h"
 
 using namespace RunLoopTesting;
 
@@ -87,6 +88,82 @@ TEST(CFRunLoop, NullIsIgnored) {
     EXPECT_FALSE(CFRunLoopContainsSource(loop, nullptr, kCFRunLoopDefaultMode));
     EXPECT_EQ(CFRunLoopRunInMode(nullptr, 0, false), kCFRunLoopRunFinished);
     EXPECT_EQ(CFRunLoopSourceCreate(nullptr, 0, nullptr), nullptr);
+    EXPECT_EQ(CFRunLoopCopyAllModes(nullptr), nullptr);
+    EXPECT_EQ(CFRunLoopCopyCurrentMode(nullptr), nullptr);
+    CFRunLoopAddCommonMode(nullptr, CFSTR("mode"));
+    CFRunLoopAddCommonMode(loop, nullptr);
+    EXPECT_EQ(CFRunLoopGetNextTimerFireDate(nullptr, kCFRunLoopDefaultMode), 0);
+    EXPECT_EQ(CFRunLoopGetNextTimerFireDate(loop, nullptr), 0);
+    EXPECT_EQ(CFRunLoopGetNextTimerFireDate(loop, CFSTR("a mode of nobody's")), 0);
+    Action action;
+    Own source(newSource(action));
+    CFRunLoopAddSource(nullptr, source, kCFRunLoopDefaultMode);
+    CFRunLoopAddSource(loop, source, nullptr);
+    CFRunLoopRemoveSource(nullptr, source, kCFRunLoopDefaultMode);
+    CFRunLoopRemoveSource(loop, source, nullptr);
+    CFRunLoopRemoveSource(loop, source, kCFRunLoopCommonModes);
+    CFRunLoopRemoveSource(loop, source, CFSTR("a mode of nobody's"));
+    EXPECT_FALSE(CFRunLoopContainsSource(nullptr, source, kCFRunLoopDefaultMode));
+    EXPECT_FALSE(CFRunLoopContainsSource(loop, source, nullptr));
+}
+
+TEST(CFRunLoop, ItemsThatAreNullAreIgnored) {
+    CFRunLoopSourceContext source{};
+    CFRunLoopSourceInvalidate(nullptr);
+    CFRunLoopSourceSignal(nullptr);
+    CFRunLoopSourceGetContext(nullptr, &source);
+    EXPECT_FALSE(CFRunLoopSourceIsValid(nullptr));
+    EXPECT_EQ(CFRunLoopSourceGetOrder(nullptr), 0);
+
+    CFRunLoopObserverContext observer{};
+    CFRunLoopObserverInvalidate(nullptr);
+    CFRunLoopObserverGetContext(nullptr, &observer);
+    EXPECT_FALSE(CFRunLoopObserverIsValid(nullptr));
+    EXPECT_FALSE(CFRunLoopObserverDoesRepeat(nullptr));
+    EXPECT_EQ(CFRunLoopObserverGetActivities(nullptr), 0u);
+    EXPECT_EQ(CFRunLoopObserverGetOrder(nullptr), 0);
+
+    CFRunLoopTimerContext timer{};
+    CFRunLoopTimerInvalidate(nullptr);
+    CFRunLoopTimerGetContext(nullptr, &timer);
+    CFRunLoopTimerSetNextFireDate(nullptr, 0);
+    CFRunLoopTimerSetTolerance(nullptr, 1);
+    EXPECT_FALSE(CFRunLoopTimerIsValid(nullptr));
+    EXPECT_FALSE(CFRunLoopTimerDoesRepeat(nullptr));
+    EXPECT_EQ(CFRunLoopTimerGetNextFireDate(nullptr), 0);
+    EXPECT_EQ(CFRunLoopTimerGetInterval(nullptr), 0);
+    EXPECT_EQ(CFRunLoopTimerGetOrder(nullptr), 0);
+    EXPECT_EQ(CFRunLoopTimerGetTolerance(nullptr), 0);
+}
+
+TEST(CFRunLoop, ItemsAreNotMadeWithoutMemoryOrOfAnUnknownVersion) {
+    TestAllocator allocator;
+    allocator.failAfter(0);
+    CFRunLoopSourceContext source{};
+    CFRunLoopObserverContext observer{};
+    CFRunLoopTimerContext timer{};
+    EXPECT_EQ(CFRunLoopSourceCreate(allocator, 0, &source), nullptr);
+    EXPECT_EQ(CFRunLoopObserverCreate(allocator, 0, true, 0, nullptr, &observer), nullptr);
+    EXPECT_EQ(CFRunLoopTimerCreate(allocator, 0, 0, 0, 0, nullptr, &timer), nullptr);
+    observer.version = timer.version = 1;
+    EXPECT_EQ(CFRunLoopObserverCreate(nullptr, 0, true, 0, nullptr, &observer), nullptr);
+    EXPECT_EQ(CFRunLoopTimerCreate(nullptr, 0, 0, 0, 0, nullptr, &timer), nullptr);
+}
+
+TEST(CFRunLoop, ItemsWithoutACallBackAreServedAllTheSame) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        CFRunLoopSourceContext context{};
+        Own source(CFRunLoopSourceCreate(nullptr, 0, &context));
+        Own observer(CFRunLoopObserverCreate(nullptr, kCFRunLoopAllActivities, true, 0, nullptr, nullptr));
+        Own timer(CFRunLoopTimerCreate(nullptr, CFAbsoluteTimeGetCurrent(), 0, 0, 0, nullptr, nullptr));
+        CFRunLoopAddSource(loop, source, kCFRunLoopDefaultMode);
+        CFRunLoopAddObserver(loop, observer, kCFRunLoopDefaultMode);
+        CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+        CFRunLoopSourceSignal(source);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
+        EXPECT_FALSE(CFRunLoopTimerIsValid(timer));
+    });
 }
 
 // ---- Modes

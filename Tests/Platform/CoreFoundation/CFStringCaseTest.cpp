@@ -183,6 +183,10 @@ TEST(CFStringFold, FoldsDiacritics) {
     EXPECT_EQ(fold(u"\u00F8 \uAC01", kCFCompareDiacriticInsensitive), u"\u00F8 \uAC01");
 }
 
+TEST(CFStringFold, FoldsTextsThatBecomeFourTimesAsLongInBetween) {
+    EXPECT_EQ(fold(std::u16string(100, u'\u1F82'), kCFCompareDiacriticInsensitive), std::u16string(100, u'\u03B1'));
+}
+
 TEST(CFStringFold, FoldsWidth) {
     EXPECT_EQ(fold(u"\uFF21\uFF11\u3000\uFF76\uFF9E\uFFE6", kCFCompareWidthInsensitive), u"A1 \u30AC\u20A9");
 }

@@ -370,3 +370,9 @@ TEST(CFStringFindAndReplace, LeavesAStringAloneThatMayNotGrowSoFar) {
     EXPECT_EQ(CFStringFindAndReplace(limited, CFSTR("a"), CFSTR("bb"), kAll, 0), 0);
     EXPECT_EQ(text(limited), u"aaa");
 }
+
+TEST(CFStringFind, FindsBehindPlacesThatBeginLikeIt) {
+    EXPECT_EQ(findIn(u"Ax ay Ay aB", u"ab", kCFCompareCaseInsensitive), Range(9, 2));
+    EXPECT_EQ(findIn(u"Ax Ay", u"ab", kCFCompareCaseInsensitive), kNone);
+    EXPECT_EQ(findIn(u"ax ay ab", u"ab"), Range(6, 2));
+}

@@ -2,16 +2,29 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
 #include <string>
 #include <vector>
+
+/// The kernel's generator, which is not ready in a process that has this in its environment. Asked before any object
+/// of this program is made.
+extern "C" __attribute__((visibility("default"))) ssize_t getrandom(void* buffer, size_t size, unsigned int flags) {
+    if (std::getenv("KX_TEST_WITHOUT_RANDOM")) {
+        errno = EAGAIN;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&getrandom)>(dlsym(RTLD_NEXT, "getrandom"))(buffer, size, flags);
+}
 
 namespace {
 
@@ -42,9 +55,9 @@ std::u16string craftedFor(std::uint64_t start, std::uint64_t factor, unsigned i)
 }
 
 /// What the test that prints it says in a process of its own.
-CFHashCode hashOfSampleElsewhere() {
-    const std::string command =
-        "/proc/" + std::to_string(getpid()) + "/exe --gtest_filter=Hashing.AHashTakenByAStaticObjectStays";
+CFHashCode hashOfSampleElsewhere(const std::string& environment = "") {
+    const std::string command = environment + " /proc/" + std::to_string(getpid()) +
+                                "/exe --gtest_filter=Hashing.AHashTakenByAStaticObjectStays";
     std::FILE* const output = popen(command.c_str(), "r");
     if (!output) return 0;
     char line[256];
@@ -72,6 +85,14 @@ TEST(Hashing, EveryProcessHasAHashOfItsOwn) {
     ASSERT_NE(second, 0u);
     EXPECT_NE(first, second);
     EXPECT_NE(first, hashOfSample());
+}
+
+TEST(Hashing, EveryProcessHasAHashOfItsOwnBeforeTheKernelHasRandomBytes) {
+    const CFHashCode first = hashOfSampleElsewhere("KX_TEST_WITHOUT_RANDOM=1");
+    const CFHashCode second = hashOfSampleElsewhere("KX_TEST_WITHOUT_RANDOM=1");
+    ASSERT_NE(first, 0u);
+    ASSERT_NE(second, 0u);
+    EXPECT_NE(first, second);
 }
 
 TEST(Hashing, AHashTakenByAStaticObjectStays) {

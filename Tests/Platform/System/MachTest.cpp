@@ -191,6 +191,14 @@ TEST(MachPort, ANameWithRightsToSendIsDeadOnceThePortHasGone) {
     EXPECT_EQ(deallocate(name), KERN_INVALID_NAME);
 }
 
+TEST(MachPort, DestroyEndsADeadNameToo) {
+    const mach_port_t name = newPort();
+    ASSERT_EQ(mach_port_insert_right(mach_task_self(), name, name, MACH_MSG_TYPE_MAKE_SEND), KERN_SUCCESS);
+    ASSERT_EQ(mach_port_mod_refs(mach_task_self(), name, MACH_PORT_RIGHT_RECEIVE, -1), KERN_SUCCESS);
+    EXPECT_EQ(mach_port_destroy(mach_task_self(), name), KERN_SUCCESS);
+    EXPECT_EQ(mach_port_destroy(mach_task_self(), name), KERN_INVALID_NAME);
+}
+
 TEST(MachPort, CountsRightsToSend) {
     const Port port;
     EXPECT_EQ(mach_port_mod_refs(mach_task_self(), port, MACH_PORT_RIGHT_SEND, 1), KERN_INVALID_RIGHT);

@@ -128,6 +128,56 @@ TEST(PlatformIconv, StopsAtWhatTheTargetLacksUnlessItMayDrop) {
     EXPECT_EQ(conversion.result, 1U);
 }
 
+TEST(PlatformIconv, StopsAtWhatTheTargetLacksWhateverItReads) {
+    Conversion conversion("ASCII", "ISO-8859-15");
+    std::string_view input =
+        "ab\xA4"
+        "c";
+    EXPECT_EQ(conversion.call(input, 100), "ab");
+    EXPECT_EQ(conversion.error, EILSEQ);
+    EXPECT_EQ(input,
+              "\xA4"
+              "c");
+    EXPECT_EQ(conversion.call(input, 100), "");
+    EXPECT_EQ(conversion.error, EILSEQ) << "it stays there";
+
+    int on = 1;
+    EXPECT_EQ(iconvctl(conversion.get(), ICONV_SET_DISCARD_ILSEQ, &on), 0);
+    EXPECT_EQ(conversion.call(input, 100), "c");
+    EXPECT_EQ(conversion.result, 1U);
+}
+
+TEST(PlatformIconv, GoesOnCharacterByCharacterInOutputsThatHoldNoMore) {
+    const std::string text = "a\xA4z";
+    for (std::size_t room = 4; room < 8; ++room) {
+        Conversion conversion("GB18030", "ISO-8859-15");
+        std::string_view input = text;
+        std::string out;
+        while (!input.empty()) {
+            out += conversion.call(input, room);
+            ASSERT_TRUE(conversion.error == 0 || conversion.error == E2BIG) << room;
+        }
+        do {
+            out += conversion.end(room);
+        } while (conversion.error == E2BIG);
+        EXPECT_EQ(out, "a\xA2\xE3z") << room;
+    }
+}
+
+TEST(PlatformIconv, IsTrivialOnlyBetweenTheSame) {
+    const auto isTrivial = [](const char* to, const char* from) {
+        const Conversion conversion(to, from);
+        int trivial = -1;
+        EXPECT_EQ(iconvctl(conversion.get(), ICONV_TRIVIALP, &trivial), 0);
+        return trivial == 1;
+    };
+    EXPECT_TRUE(isTrivial("UTF-8", "UTF8"));
+    EXPECT_TRUE(isTrivial("GB18030", "GB18030"));
+    EXPECT_FALSE(isTrivial("GB18030", "ISO-8859-15"));
+    EXPECT_FALSE(isTrivial("UTF-8-MAC", "UTF-8"));
+    EXPECT_FALSE(isTrivial("UTF-16LE", "UTF-8"));
+}
+
 TEST(PlatformIconv, TellsAnIncompleteTailFromAFullOutput) {
     for (const char* const to : {"UTF-8", "UTF-16BE", "GB18030"}) {
         Conversion conversion(to, "UTF-8");

@@ -133,12 +133,13 @@ void writePrinted(FormatOutput& output, const FormatSpecifier& specifier, bool n
         length = print(begin, larger.size());
     }
     char* const end = begin + length;
+    const bool finite = *begin >= '0' && *begin <= '9';  // or "inf", or "nan"
     std::string_view radixPrefix;
     if (length > 2 && begin[0] == '0' && (begin[1] == 'x' || begin[1] == 'X')) {
         radixPrefix = begin[1] == 'x' ? "0x" : "0X";
         begin += 2;
     }
-    writeFloating(output, specifier, negative, std::isfinite(value), begin, end, radixPrefix);
+    writeFloating(output, specifier, negative, finite, begin, end, radixPrefix);
 }
 
 /// The text of the fewest of `digits` and more digits that reads back as `value`, in the form of %g.

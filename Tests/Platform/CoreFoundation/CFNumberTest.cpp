@@ -238,12 +238,13 @@ TEST(CFNumber, IsOrderedAlikeHoweverItIsWritten) {
         const std::int64_t a = static_cast<std::int64_t>(random()) >> (random() % 64);
         const std::int64_t b = random() % 2 ? a + static_cast<std::int64_t>(random() % 3) - 1
                                             : static_cast<std::int64_t>(random()) >> (random() % 64);
-        const long double exact = static_cast<long double>(static_cast<double>(b));
+        __extension__ using Wide = __int128;
+        const auto exact = static_cast<Wide>(static_cast<double>(b));
         const auto whole = number(a);
         const auto other = real(static_cast<double>(b));
-        const CFComparisonResult expected = static_cast<long double>(a) < exact   ? kCFCompareLessThan
-                                            : static_cast<long double>(a) > exact ? kCFCompareGreaterThan
-                                                                                  : kCFCompareEqualTo;
+        const CFComparisonResult expected = a < exact   ? kCFCompareLessThan
+                                            : a > exact ? kCFCompareGreaterThan
+                                                        : kCFCompareEqualTo;
         ASSERT_EQ(compare(whole, other), expected) << a << " " << b;
         if (expected == kCFCompareEqualTo) {
             ASSERT_EQ(CFHash(whole), CFHash(other));

@@ -5,13 +5,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/random.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -56,8 +56,9 @@ std::u16string craftedFor(std::uint64_t start, std::uint64_t factor, unsigned i)
 
 /// What the test that prints it says in a process of its own.
 CFHashCode hashOfSampleElsewhere(const std::string& environment = "") {
-    const std::string command = environment + " /proc/" + std::to_string(getpid()) +
-                                "/exe --gtest_filter=Hashing.AHashTakenByAStaticObjectStays";
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    const std::string command =
+        environment + " '" + program + "' --gtest_filter=Hashing.AHashTakenByAStaticObjectStays";
     std::FILE* const output = popen(command.c_str(), "r");
     if (!output) return 0;
     char line[256];

@@ -98,8 +98,13 @@ TEST_F(OutOfMemory, TextsInEveryEncodingAreMadeOrNot) {
             drop(CFStringCreateWithCString(nullptr, "plain", encoding));
         });
     }
-    failEachRequest("file system", [] {
-        char path[300];
+    const auto longName = Held::string(std::u16string(200, u'\u00C4'));
+    failEachRequest("constant", [] { __CFStringMakeConstantString("a constant that is made without memory"); });
+    char path[1000];
+    // What decomposes names is made for the first one, and kept.
+    ASSERT_TRUE(CFStringGetFileSystemRepresentation(longName, path, sizeof path));
+    failEachRequest("file system", [&] {
+        CFStringGetFileSystemRepresentation(longName, path, sizeof path);
         CFStringGetFileSystemRepresentation(wideText(), path, sizeof path);
         drop(CFStringCreateWithFileSystemRepresentation(nullptr, "/tmp/\xC3\x84rger"));
     });
@@ -177,6 +182,10 @@ TEST_F(OutOfMemory, PropertyListsAreReadAndWrittenOrNot) {
         constexpr char16_t document[] = u"\uFEFF<plist><string>\u00E4\u4E00</string></plist>";
         drop(readBytes({reinterpret_cast<const char*>(document), sizeof document - sizeof document[0]}));
     });
+    std::string many = "<plist><dict>";
+    for (int i = 0; i < 300; ++i) many += "<key>key " + std::to_string(i) + "</key><string>value</string>";
+    many += "</dict></plist>";
+    failEachRequest("many keys", [&] { drop(readBytes(many)); });
     failEachRequest("a fault", [] { drop(readBytes("<plist><dict><string></dict></plist>")); });
 }
 
@@ -376,17 +385,20 @@ TEST_F(OutOfMemory, PortsAreMadeOrNot) {
 }
 
 TEST_F(OutOfMemory, AccountsAreFoundOrNot) {
-    failEachRequest("membership", [] {
+    const auto ask = [] {
         uuid_t uuid;
         id_t id = 0;
         int type = 0;
         if (mbr_uid_to_uuid(0, uuid) == 0) mbr_uuid_to_id(uuid, &id, &type);
-        mbr_gid_to_uuid(0, uuid);
+        uuid_t group;
+        mbr_gid_to_uuid(0, group);
         int isMember = 0;
-        mbr_check_membership(uuid, uuid, &isMember);
+        mbr_check_membership(uuid, group, &isMember);
         nt_sid_t sid;
         if (mbr_uuid_to_sid(uuid, &sid) == 0) mbr_sid_to_uuid(&sid, uuid);
-    });
+    };
+    ask();  // what the C library reads of nsswitch.conf at first, it cannot do without
+    failEachRequest("membership", ask);
 }
 
 TEST_F(OutOfMemory, WithoutICUsRulesACharacterIsAUnitOrASurrogatePair) {

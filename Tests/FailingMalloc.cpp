@@ -51,11 +51,13 @@ bool end() {
 
 long blocks() { return state.blocks; }
 
-#if defined(KX_MALLOC_IS_TAKEN)
-const bool kAvailable = false;
-#else
-const bool kAvailable = true;
-#endif
+bool isAvailable() {
+    begin(0, false);
+    void* volatile const memory = std::malloc(1);
+    const bool refused = end() && !memory;
+    std::free(memory);
+    return refused;
+}
 
 }  // namespace FailingMalloc
 

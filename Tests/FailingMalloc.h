@@ -2,7 +2,7 @@
 
 // A process that runs out of memory at a place of the test's choosing. A program that is built with FailingMalloc.cpp
 // has malloc and its kin of its own, which stand before the C library's for every library it uses, operator new
-// included. Not under the sanitizers, which bring a malloc themselves: there kAvailable is false.
+// included. Not under the sanitizers, which bring a malloc themselves.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,8 @@
 
 namespace FailingMalloc {
 
-extern const bool kAvailable;
+/// Whether it is this malloc that is called; a sanitizer or valgrind may have one of its own in its place.
+bool isAvailable();
 
 /// The calling thread's requests of memory are counted from now on, and the one after `allowed` is not granted; with
 /// `forGood` none after it is either.

@@ -63,7 +63,7 @@ CFPropertyListRef readBytes(std::string_view bytes) {
 class OutOfMemory : public testing::Test {
   protected:
     void SetUp() override {
-        if (!FailingMalloc::kAvailable) GTEST_SKIP() << "malloc is the sanitizer's";
+        if (!FailingMalloc::isAvailable()) GTEST_SKIP() << "malloc is somebody else's";
         // The C library ends a process that has no memory to note down what a thread's own variables end with.
         drop(readBytes("<plist><dict><key>key</key><true/></dict></plist>"));
         CFAutorelease(CFRetain(CFRunLoopGetCurrent()));

@@ -25,7 +25,9 @@ const UNormalizer2* makeDecomposer() noexcept {
     uset_addRange(decomposed, 0x2FB00, 0x10FFFF);
     uset_freeze(decomposed);
     const UNormalizer2* const made = U_SUCCESS(error) ? unorm2_openFiltered(canonical, decomposed, &error) : nullptr;
-    return U_SUCCESS(error) ? made : nullptr;
+    if (U_SUCCESS(error)) return made;  // which looks into the set from now on
+    uset_close(decomposed);
+    return nullptr;
 }
 
 /// False when there is no memory.

@@ -20,6 +20,7 @@ const UNormalizer2* makeDecomposer() noexcept {
     UErrorCode error = U_ZERO_ERROR;
     const UNormalizer2* const canonical = unorm2_getNFDInstance(&error);
     USet* const decomposed = uset_open(0, 0x1FFF);
+    if (!decomposed) return nullptr;
     uset_addRange(decomposed, 0x3000, 0xF8FF);
     uset_addRange(decomposed, 0xFB00, 0x2F7FF);
     uset_addRange(decomposed, 0x2FB00, 0x10FFFF);

@@ -28,7 +28,7 @@ constexpr UUID kEverybody{{0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF,
 constexpr UUID kNobody{
     {0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xFF, 0xFF, 0xFF, 0xFE}};
 
-struct Options {
+struct ACLOptions {
     std::string acl;
     std::optional<std::string> file;
     std::string names;
@@ -66,7 +66,7 @@ bool ReadFile(CustomACL& acl, const std::string& file, const std::vector<BitMask
     }
 }
 
-CustomACL ReadACL(const Options& options, const std::vector<Name>& names, const char* command) {
+CustomACL ReadACL(const ACLOptions& options, const std::vector<Name>& names, const char* command) {
     const std::vector<BitMaskConstant> table = TableOf(names);
     const KXCore::InitMode mode = options.tolerant ? KXCore::InitModeTolerant : KXCore::InitModeStrict;
     CustomACL acl;
@@ -108,7 +108,7 @@ const char* TypeOf(const CustomACE& entry) { return entry.type == KXCore::Custom
 
 // ---- show
 
-void RunShow(const Options& options) {
+void RunShow(const ACLOptions& options) {
     const std::vector<Name> names = ReadNames(options.names);
     const CustomACL acl = ReadACL(options, names, "show");
     if (acl.getEntries().empty()) Write("no entries: nothing is granted\n");
@@ -147,7 +147,7 @@ std::array<std::size_t, 32> Decide(const CustomACL& acl, const UUID& user, std::
     return deciders;
 }
 
-void RunCheck(const Options& options) {
+void RunCheck(const ACLOptions& options) {
     const std::vector<Name> names = ReadNames(options.names);
     const CustomACL acl = ReadACL(options, names, "check");
     const auto uuid = ParseUUID(options.user);
@@ -174,7 +174,7 @@ void RunCheck(const Options& options) {
 
 // ---- The command line
 
-void AddListOptions(CLI::App& command, const std::shared_ptr<Options>& options) {
+void AddListOptions(CLI::App& command, const std::shared_ptr<ACLOptions>& options) {
     CLI::Option_group* const list = command.add_option_group("List");
     list->add_option("--acl", options->acl, "The list as a text: ID:TYPE:MASK/...");
     list->add_option("--file", options->file, "A property list that is one ('-': standard input)");
@@ -186,7 +186,7 @@ void AddListOptions(CLI::App& command, const std::shared_ptr<Options>& options) 
 }  // namespace
 
 void AddACL(CLI::App& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<ACLOptions>();
     CLI::App* const acl = tool.add_subcommand("acl", "Read access-control lists and ask them");
     acl->require_subcommand(1);
 

@@ -14,21 +14,21 @@ namespace {
 
 using KXCore::AccountInfo;
 
-struct Options {
+struct AccountOptions {
     std::string uuid;
     std::optional<std::string> user;
     std::optional<std::string> group;
     bool json = false;
 };
 
-KXCore::UUID Asked(const Options& options) {
+KXCore::UUID Asked(const AccountOptions& options) {
     if (options.user) return UserNamed(*options.user);
     if (options.group) return GroupNamed(*options.group);
     if (const auto uuid = ParseUUID(options.uuid)) return *uuid;
     throw BadInput(fmt::format("{} is no UUID", Quoted(options.uuid)));
 }
 
-void RunAccount(const Options& options) {
+void RunAccount(const AccountOptions& options) {
     const KXCore::UUID uuid = Asked(options);
     const auto account = Describe(uuid);
     if (account->getType() == KXCore::AccountTypeUnknown) {
@@ -58,7 +58,7 @@ void RunAccount(const Options& options) {
 }  // namespace
 
 void AddAccount(CLI::App& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<AccountOptions>();
     CLI::App* const command = tool.add_subcommand("account", "Tell what is known of a user or a group");
     CLI::Option_group* const who = command->add_option_group("Who");
     who->add_option("UUID", options->uuid, "The user or group of this identity");

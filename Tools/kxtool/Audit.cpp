@@ -122,7 +122,7 @@ std::optional<std::string> PrintRecords(const Buffer& buffer, RecordPlace place,
     return std::nullopt;
 }
 
-struct Options {
+struct AuditOptions {
     std::string file;
     std::string output = "-";
     std::string format = "line";
@@ -138,7 +138,7 @@ RecordFormat FormatOf(const std::string& name) {
                             : RecordFormat::Line;
 }
 
-RecordFilter FilterOf(const Options& options) {
+RecordFilter FilterOf(const AuditOptions& options) {
     RecordFilter filter = options.filter;
     const auto timeOf = [](const std::string& text) -> std::optional<std::int64_t> {
         if (text.empty()) return std::nullopt;
@@ -153,7 +153,7 @@ RecordFilter FilterOf(const Options& options) {
     return filter;
 }
 
-void RunPrint(const Options& options) {
+void RunPrint(const AuditOptions& options) {
     const RecordFilter filter = FilterOf(options);
     const RecordFormat format = FormatOf(options.format);
     Input input(options.file);
@@ -167,7 +167,7 @@ void RunPrint(const Options& options) {
 
 // ---- stream
 
-void RunStream(const Options& options) {
+void RunStream(const AuditOptions& options) {
     const RecordFilter filter = FilterOf(options);
     const RecordFormat format = FormatOf(options.format);
     const StreamFile file(options.file);
@@ -194,7 +194,7 @@ void RunStream(const Options& options) {
 
 // ---- The command line
 
-void AddFilter(CLI::App* command, const std::shared_ptr<Options>& options) {
+void AddFilter(CLI::App* command, const std::shared_ptr<AuditOptions>& options) {
     command->add_option("--format", options->format, "line, long, json or csv")
         ->check(CLI::IsMember({"line", "long", "json", "csv"}));
     const auto addValues = [&](const char* name, auto& values, const char* what) {
@@ -216,7 +216,7 @@ void AddAudit(CLI::App& tool) {
     audit->footer(
         "Times are in UTC. Control characters and bytes that are no UTF-8 are printed as \\n, \\t and \\xHH,\n"
         "a backslash as two; json writes as JSON does, with U+FFFD for bytes that are no UTF-8.");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<AuditOptions>();
 
     CLI::App* const encode = audit->add_subcommand("encode", "Make records of JSON, an object a line");
     options->file = "-";

@@ -13,9 +13,9 @@
 namespace kxtool {
 namespace {
 
-constexpr std::size_t kPiece = std::size_t{1} << 16;
+constexpr std::size_t kInputPiece = std::size_t{1} << 16;
 
-struct Options {
+struct IconvOptions {
     std::string from;
     std::string to;
     std::string file = "-";
@@ -24,7 +24,7 @@ struct Options {
 /// Hands out a file piece by piece.
 class InputSource : public KXCore::IConvSource {
   public:
-    explicit InputSource(Input& input) : input_(input), piece_(kPiece) {}
+    explicit InputSource(Input& input) : input_(input), piece_(kInputPiece) {}
 
     unsigned long operator()(const unsigned char*& data, unsigned long& length) const override {
         length = input_.read(piece_);
@@ -44,7 +44,7 @@ class OutputSink : public KXCore::IConvSink {
     }
 };
 
-std::unique_ptr<KXCore::IConv> Open(const Options& options) {
+std::unique_ptr<KXCore::IConv> Open(const IconvOptions& options) {
     try {
         return std::make_unique<KXCore::IConv>(options.to.c_str(), options.from.c_str());
     } catch (const KXCore::IConvOpenError&) {
@@ -52,7 +52,7 @@ std::unique_ptr<KXCore::IConv> Open(const Options& options) {
     }
 }
 
-void RunIconv(const Options& options) {
+void RunIconv(const IconvOptions& options) {
     const auto converter = Open(options);
     Input input(options.file);
     try {
@@ -65,7 +65,7 @@ void RunIconv(const Options& options) {
 }  // namespace
 
 void AddIconv(CLI::App& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<IconvOptions>();
     CLI::App* const command = tool.add_subcommand("iconv", "Convert text from one encoding to another");
     command->add_option("-f,--from", options->from, "The encoding of the input")->required();
     command->add_option("-t,--to", options->to, "The encoding of the output")->required();

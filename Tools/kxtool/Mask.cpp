@@ -13,13 +13,13 @@
 namespace kxtool {
 namespace {
 
-struct Options {
+struct MaskOptions {
     std::string expression;
     std::string names;
     bool json = false;
 };
 
-void RunMask(const Options& options) {
+void RunMask(const MaskOptions& options) {
     const std::vector<Name> names = ReadNames(options.names);
     const std::uint64_t value = Evaluate(options.expression, names, "mask");
     std::uint64_t rest = 0;
@@ -38,7 +38,7 @@ void RunMask(const Options& options) {
 }  // namespace
 
 void AddMask(CLI::App& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<MaskOptions>();
     CLI::App* const command = tool.add_subcommand("mask", "Evaluate an access-mask expression");
     command
         ->add_option("EXPR", options->expression, "The expression; put -- before it if it begins with - and no digit")

@@ -17,7 +17,7 @@ using namespace KXCore;
 using CoreFoundation::DictionaryRef;
 using CoreFoundation::StringRef;
 
-struct Options {
+struct NetBiosOptions {
     bool watch = false;
     bool json = false;
 };
@@ -53,7 +53,7 @@ nlohmann::json StoreTexts(const RunLoopSourceSCDynamicStore& updater) {
 }
 
 /// One line, at once: whoever reads it may be waiting for it.
-void Print(const std::string& name, const RunLoopSourceSCDynamicStore& updater, const Options& options) {
+void Print(const std::string& name, const RunLoopSourceSCDynamicStore& updater, const NetBiosOptions& options) {
     if (options.json) {
         const nlohmann::ordered_json line{{"name", name}, {"store", StoreTexts(updater)}};
         // The host's name may be any bytes.
@@ -64,7 +64,7 @@ void Print(const std::string& name, const RunLoopSourceSCDynamicStore& updater, 
     Flush();
 }
 
-void RunNetBios(const Options& options) {
+void RunNetBios(const NetBiosOptions& options) {
     const auto updater = GetSystemInfoUpdater();
     std::string name = GetSystemNetBiosName()->getName();
     Print(name, *updater, options);
@@ -84,7 +84,7 @@ void RunNetBios(const Options& options) {
 }  // namespace
 
 void AddNetBios(CLI::App& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<NetBiosOptions>();
     CLI::App* const command = tool.add_subcommand("netbios", "Print the computer's NetBIOS name");
     command->add_flag("--watch", options->watch, "Go on, and print the name again whenever it changes");
     command->add_flag("--json", options->json, "Print each name as a line of JSON, with what the store says");

@@ -187,7 +187,7 @@ void RunLint(const std::vector<std::string>& files) {
 
 // ---- The command line
 
-struct Options {
+struct PListOptions {
     std::string file;
     std::vector<std::string> files;
     std::string path;
@@ -198,7 +198,7 @@ struct Options {
 }  // namespace
 
 void AddPList(CLI::App& tool) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<PListOptions>();
     CLI::App* const plist = tool.add_subcommand("plist", "Look into property lists, check and convert them");
     plist->require_subcommand(1);
     plist->footer("Reads XML, binary and the old text style; - stands for the standard input.");

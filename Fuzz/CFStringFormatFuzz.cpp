@@ -1,7 +1,7 @@
 // Formats made of any bytes, given arguments that never change. A format that asks for arguments of other kinds is
 // beyond what a C function can survive; it is for the validating function to refuse.
 
-#include "CFStringFormatParser.h"
+#include "CoreFoundation/String/CFStringFormatParser.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 

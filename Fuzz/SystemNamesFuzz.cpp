@@ -1,9 +1,9 @@
 // The readers of the system's files and of file names in the store, on any bytes: names that come out are usable, and
 // a key and the name of its file always lead to each other.
 
-#include "SystemNames.h"
+#include "SystemConfiguration/SystemNames.h"
 
-#include "StoreKey.h"
+#include "SystemConfiguration/StoreKey.h"
 
 #include <algorithm>
 #include <cstdlib>

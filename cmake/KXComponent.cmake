@@ -1,6 +1,7 @@
 # kx_component(<library> <name>
 #              [SOURCES <file>...]              default: <name>.cpp; "NONE" for a component that is only headers
-#              [HEADERS <file>...]              exported headers, below the library's include folder
+#              [HEADERS <file>...]              exported headers, below the include folder of this folder or of one above
+#              [TESTED_BY <component>]          the component whose test covers this one; without it a test is owed
 #              [LABELS <label>...]              labels of its test; "threads" also puts it into the ThreadSanitizer run
 #              [TEST_SOURCES <file>...]         more sources of its test
 #              [TEST_LIBRARIES <target>...]     what its test links beside the library and GoogleTest
@@ -15,7 +16,7 @@
 #
 # Call it in the folder of the sources; the library's target must exist.
 function(kx_component library name)
-  cmake_parse_arguments(PARSE_ARGV 2 arg "" ""
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "TESTED_BY"
     "SOURCES;HEADERS;LABELS;TEST_SOURCES;TEST_LIBRARIES;BENCHMARK_LIBRARIES;FUZZ_SOURCES")
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "kx_component(${library} ${name}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
@@ -29,25 +30,35 @@ function(kx_component library name)
     target_sources(${library} PRIVATE ${arg_SOURCES})
   endif()
   foreach(header IN LISTS arg_HEADERS)
-    if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/include/${header}")
-      message(FATAL_ERROR "kx_component(${library} ${name}): no header include/${header}")
-    endif()
+    set(above "${CMAKE_CURRENT_SOURCE_DIR}")
+    while(NOT EXISTS "${above}/include/${header}")
+      if(above STREQUAL PROJECT_SOURCE_DIR)
+        message(FATAL_ERROR "kx_component(${library} ${name}): no header include/${header}")
+      endif()
+      cmake_path(GET above PARENT_PATH above)
+    endwhile()
+    set_property(GLOBAL APPEND PROPERTY KX_EXPORTED_HEADERS "${above}/include/${header}")
   endforeach()
 
   file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
 
   set(test "${PROJECT_SOURCE_DIR}/Tests/${folder}/${name}Test.cpp")
+  if(NOT EXISTS "${test}" AND NOT arg_TESTED_BY)
+    message(FATAL_ERROR "kx_component(${library} ${name}): neither ${test} nor TESTED_BY")
+  endif()
   if(KX_BUILD_TESTS AND EXISTS "${test}" AND (NOT KX_TESTS_OF_THREADS_ONLY OR "threads" IN_LIST arg_LABELS))
     list(TRANSFORM arg_TEST_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/Tests/${folder}/")
     kx_test(${name}Test SOURCES ${test} ${arg_TEST_SOURCES} LIBRARIES ${library} ${arg_TEST_LIBRARIES}
             LABELS ${arg_LABELS})
-    target_include_directories(${name}Test PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}")
+    target_include_directories(${name}Test PRIVATE
+      "${CMAKE_CURRENT_SOURCE_DIR}" $<TARGET_PROPERTY:${library},INCLUDE_DIRECTORIES>)
   endif()
 
   set(benchmark "${PROJECT_SOURCE_DIR}/Benchmarks/${name}Benchmark.cpp")
   if(KX_BUILD_BENCHMARKS AND EXISTS "${benchmark}")
     add_executable(${name}Benchmark "${benchmark}")
-    target_include_directories(${name}Benchmark PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}")
+    target_include_directories(${name}Benchmark PRIVATE
+      "${CMAKE_CURRENT_SOURCE_DIR}" $<TARGET_PROPERTY:${library},INCLUDE_DIRECTORIES>)
     target_link_libraries(${name}Benchmark PRIVATE ${library} ${arg_BENCHMARK_LIBRARIES} benchmark::benchmark_main)
     set_target_properties(${name}Benchmark PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bench")
   endif()
@@ -56,7 +67,25 @@ function(kx_component library name)
   if(KX_BUILD_FUZZERS AND EXISTS "${fuzzer}")
     list(TRANSFORM arg_FUZZ_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")
     kx_fuzzer(${name} SOURCES ${fuzzer} ${arg_FUZZ_SOURCES} LIBRARIES ${library} ${arg_TEST_LIBRARIES})
+    target_include_directories(${name}Fuzz PRIVATE $<TARGET_PROPERTY:${library},INCLUDE_DIRECTORIES>)
   endif()
+endfunction()
+
+# kx_check_exported_headers(FOLDERS <folder>... [GATHERING <header>...])
+#
+# Fails when a header below one of the folders, which are installed whole, belongs to no component. `GATHERING` names
+# the ones that only gather others.
+function(kx_check_exported_headers)
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "" "FOLDERS;GATHERING")
+  get_property(listed GLOBAL PROPERTY KX_EXPORTED_HEADERS)
+  foreach(folder IN LISTS arg_FOLDERS)
+    file(GLOB_RECURSE headers RELATIVE "${PROJECT_SOURCE_DIR}/${folder}" "${PROJECT_SOURCE_DIR}/${folder}/*.h")
+    foreach(header IN LISTS headers)
+      if(NOT "${PROJECT_SOURCE_DIR}/${folder}/${header}" IN_LIST listed AND NOT header IN_LIST arg_GATHERING)
+        message(FATAL_ERROR "${folder}/${header} is installed and belongs to no component (HEADERS of kx_component)")
+      endif()
+    endforeach()
+  endforeach()
 endfunction()
 
 # kx_test(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])

@@ -8,10 +8,18 @@ install(TARGETS KXCoreLib KXPlatform EXPORT KXCoreLibTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+set(kx_header_folders KXCoreLib/include)
+if(NOT APPLE)
+  list(APPEND kx_header_folders Platform/System/include Platform/CoreFoundation/include Platform/CoreServices/include
+       Platform/SystemConfiguration/include)
+endif()
+kx_check_exported_headers(FOLDERS ${kx_header_folders} GATHERING CoreFoundation/CoreFoundation.h)
+
 install(DIRECTORY KXCoreLib/include/KXCoreLib DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 if(NOT APPLE)
   # The platform's headers carry the names of the system's own; a folder of their own keeps the two apart.
-  install(DIRECTORY Platform/CoreFoundation/include/ Platform/SystemConfiguration/include/ Platform/System/include/
+  install(DIRECTORY Platform/System/include/ Platform/CoreFoundation/include/ Platform/CoreServices/include/
+                    Platform/SystemConfiguration/include/
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KXPlatform FILES_MATCHING PATTERN "*.h")
 endif()
 

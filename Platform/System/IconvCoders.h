@@ -2,7 +2,7 @@
 
 // The halves of a conversion: from bytes to characters, characters brought to a normal form, and characters to bytes.
 
-#include "UnicodeText.h"
+#include "Support/UnicodeText.h"
 
 #include <array>
 #include <memory>

@@ -9,7 +9,7 @@
 //
 // Order of locks: a run loop's, then a slot's, then the run loop's ready list. Nobody locks two slots.
 
-#include "Waker.h"
+#include "Support/Waker.h"
 
 #include <mach/mach.h>
 

@@ -6,7 +6,7 @@
 // epoll that looks at the file on the way to another epoll uses the news up, and nobody hears it. So while anybody
 // listens, one thread of the process waits in poll() and passes the news on to what keeps it: eventfds.
 
-#include "Descriptor.h"
+#include "Support/Descriptor.h"
 
 #include <memory>
 

@@ -2,7 +2,7 @@
 
 #include "Status.h"
 
-#include "CoreFoundation/Description.h"
+#include "CoreFoundation/Object/Description.h"
 
 #include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFData.h>

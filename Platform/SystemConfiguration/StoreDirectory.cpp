@@ -1,9 +1,9 @@
 #include "StoreDirectory.h"
 
-#include "Descriptor.h"
 #include "Status.h"
 #include "StoreFile.h"
 #include "StoreKey.h"
+#include "Support/Descriptor.h"
 
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFPropertyList.h>

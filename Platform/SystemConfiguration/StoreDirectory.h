@@ -18,7 +18,7 @@
 
 #include "SystemNames.h"
 
-#include "CoreFoundation/Retained.h"
+#include "CoreFoundation/Object/Retained.h"
 
 #include <optional>
 #include <span>

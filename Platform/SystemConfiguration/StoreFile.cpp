@@ -1,6 +1,6 @@
 #include "StoreFile.h"
 
-#include "Descriptor.h"
+#include "Support/Descriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -6,7 +6,7 @@
 // for a control character, "%", "/" and a "." at the beginning; the empty key is "%". Every key has exactly one name,
 // and a name that no key has is nobody's: it is passed over where names are read.
 
-#include "CoreFoundation/Retained.h"
+#include "CoreFoundation/Object/Retained.h"
 
 #include <CoreFoundation/CFString.h>
 

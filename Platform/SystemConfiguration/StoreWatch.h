@@ -4,9 +4,9 @@
 //
 // One thread at a time may use an object, but for descriptor().
 
-#include "Descriptor.h"
 #include "HostNameWatch.h"
 #include "StoreDirectory.h"
+#include "Support/Descriptor.h"
 
 #include <memory>
 #include <string>

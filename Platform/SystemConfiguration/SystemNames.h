@@ -2,7 +2,7 @@
 
 // The names of this computer as the system knows them, and the keys of the store under which they are published.
 
-#include "CoreFoundation/Retained.h"
+#include "CoreFoundation/Object/Retained.h"
 
 #include <CoreFoundation/CFDictionary.h>
 

@@ -1,0 +1,36 @@
+#include "CoreFoundation/Object/Description.h"
+#include "CoreFoundation/Object/Object.h"
+
+#include <CoreFoundation/CFNumber.h>
+
+using namespace KXPlatform;
+
+struct __CFBoolean : Object {
+    using Object::Object;
+};
+
+namespace {
+
+/// There are two booleans, equal to themselves only.
+CFHashCode hashBoolean(const Object* object) { return object == kCFBooleanTrue ? 1 : 0; }
+
+CFStringRef describeBoolean(const Object* object) {
+    Description description;
+    description.appendHeading("CFBoolean", object);
+    description.format("{value = %s}", object == kCFBooleanTrue ? "true" : "false");
+    return description.take();
+}
+
+constexpr Class kBooleanClass{"CFBoolean", TypeID::Boolean, nullptr, nullptr, hashBoolean, describeBoolean, true};
+
+constinit const __CFBoolean trueObject(kBooleanClass, Object::Immortal);
+constinit const __CFBoolean falseObject(kBooleanClass, Object::Immortal);
+
+}  // namespace
+
+const CFBooleanRef kCFBooleanTrue = &trueObject;
+const CFBooleanRef kCFBooleanFalse = &falseObject;
+
+CFTypeID CFBooleanGetTypeID() { return number(TypeID::Boolean); }
+
+Boolean CFBooleanGetValue(CFBooleanRef boolean) { return boolean == kCFBooleanTrue; }

@@ -23,14 +23,17 @@ namespace {
 
 CFStringRef describeStore(const Object* object);
 
-constexpr Class kDynamicStoreClass{"SCDynamicStore", TypeID::DynamicStore, finalizeAs<__SCDynamicStore>, nullptr,
-                                   nullptr,          describeStore};
+const Class& storeClass() noexcept {
+    static const Class cls{registerType("SCDynamicStore"), finalizeAs<__SCDynamicStore>, nullptr, nullptr,
+                           describeStore};
+    return cls;
+}
 
 }  // namespace
 
 struct __SCDynamicStore : Object {
     __SCDynamicStore(StoreDirectory&& directory, SCDynamicStoreCallBack c) noexcept
-        : Object(kDynamicStoreClass), session(std::move(directory)), callout(c) {}
+        : Object(storeClass()), session(std::move(directory)), callout(c) {}
     ~__SCDynamicStore() {
         if (context.release) context.release(context.info);
     }
@@ -63,7 +66,7 @@ CFStringRef describeStore(const Object* object) {
 /// Runs `body`, which returns a status, for a function that takes a session.
 template <class Body>
 Boolean answering(SCDynamicStoreRef store, Body body) noexcept {
-    if (!isOfType(store, TypeID::DynamicStore)) return setStatus(kSCStatusInvalidArgument);
+    if (!isOfType(store, storeClass().typeID)) return setStatus(kSCStatusInvalidArgument);
     try {
         return setStatus(body());
     } catch (const std::bad_alloc&) {
@@ -166,7 +169,7 @@ void deliver(CFFileDescriptorRef descriptor, CFOptionFlags, void* info) {
 
 }  // namespace
 
-CFTypeID SCDynamicStoreGetTypeID() { return number(TypeID::DynamicStore); }
+CFTypeID SCDynamicStoreGetTypeID() { return number(storeClass().typeID); }
 
 SCDynamicStoreRef SCDynamicStoreCreate(CFAllocatorRef allocator, CFStringRef name, SCDynamicStoreCallBack callout,
                                        SCDynamicStoreContext* context) {

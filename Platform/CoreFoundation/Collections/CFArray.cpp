@@ -1,5 +1,5 @@
+#include "Adopting.h"
 #include "CallBacks.h"
-#include "CoreFoundation/Object/Adopting.h"
 #include "CoreFoundation/Object/Description.h"
 #include "CoreFoundation/Object/Nesting.h"
 #include "CoreFoundation/Object/Object.h"
@@ -149,7 +149,7 @@ CFStringRef describeArray(const Object* object) {
     return description.take();
 }
 
-constexpr Class kArrayClass{"CFArray", TypeID::Array, finalizeArray, equalArrays, hashArray, describeArray};
+constexpr Class kArrayClass{TypeID::Array, finalizeArray, equalArrays, hashArray, describeArray};
 
 // ---- Access
 

@@ -1,4 +1,4 @@
-#include "CoreFoundation/Object/Adopting.h"
+#include "Adopting.h"
 #include "HashTable.h"
 
 #include <CoreFoundation/CFDictionary.h>
@@ -15,8 +15,8 @@ CFStringRef describeDictionary(const Object* object) {
     return static_cast<const HashTable*>(object)->copyDescription("dict");
 }
 
-constexpr Class kDictionaryClass{"CFDictionary",   TypeID::Dictionary, HashTable::finalize,
-                                 HashTable::equal, HashTable::hash,    describeDictionary};
+constexpr Class kDictionaryClass{TypeID::Dictionary, HashTable::finalize, HashTable::equal, HashTable::hash,
+                                 describeDictionary};
 
 /// The table under `dictionary`, or null when it is none.
 const HashTable* checked(CFTypeRef dictionary) noexcept {

@@ -12,7 +12,7 @@ namespace {
 
 CFStringRef describeSet(const Object* object) { return static_cast<const HashTable*>(object)->copyDescription("set"); }
 
-constexpr Class kSetClass{"CFSet", TypeID::Set, HashTable::finalize, HashTable::equal, HashTable::hash, describeSet};
+constexpr Class kSetClass{TypeID::Set, HashTable::finalize, HashTable::equal, HashTable::hash, describeSet};
 
 /// The table under `set`, or null when it is none.
 const HashTable* checked(CFTypeRef set) noexcept {

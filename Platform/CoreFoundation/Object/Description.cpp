@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 namespace KXPlatform {
@@ -30,5 +31,17 @@ void Description::appendHeading(const char* name, CFTypeRef object) noexcept {
 }
 
 CFStringRef Description::take() noexcept { return std::exchange(text_, nullptr); }
+
+CFMutableStringRef createDescriptionHead(CFTypeRef cf) noexcept {
+    const CFMutableStringRef head = CFStringCreateMutable(kCFAllocatorSystemDefault, 0);
+    if (!head) return nullptr;
+    char text[128];
+    std::snprintf(text, sizeof text, "<%s %p [%p]>", typeName(object(cf)->cls->typeID), cf,
+                  static_cast<const void*>(CFGetAllocator(cf)));
+    CFStringAppendCString(head, text, kCFStringEncodingASCII);
+    if (CFStringGetLength(head) == static_cast<CFIndex>(std::strlen(text))) return head;
+    CFRelease(head);
+    return nullptr;
+}
 
 }  // namespace KXPlatform

@@ -32,4 +32,8 @@ class Description {
     CFMutableStringRef text_;
 };
 
+/// "<CFNumber 0x55d0 [0x7f31]>", the head of every description: the type, the object and its allocator. The new
+/// string is mutable, for the description to be appended to. Null when there is no memory.
+CFMutableStringRef createDescriptionHead(CFTypeRef cf) noexcept;
+
 }  // namespace KXPlatform

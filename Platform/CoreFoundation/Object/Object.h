@@ -20,44 +20,37 @@
 
 namespace KXPlatform {
 
-/// The identifier of each type: fixed, so that answering it costs nothing and needs no registration.
+/// The identifier of each type: fixed, so that returning it costs nothing and needs no registration.
 enum class TypeID : CFTypeID {
     None = 0,
-    Null,
-    Allocator,
-    String,
-    Data,
-    Array,
-    Dictionary,
-    Set,
-    Number,
-    Boolean,
-    Date,
-    UUID,
-    Error,
-    RunLoop,
-    RunLoopSource,
-    RunLoopObserver,
-    RunLoopTimer,
-    MachPort,
-    FileDescriptor,
-    DynamicStore,
+#define KX_TYPE(id, name) id,
+#include "Types.def"
+#undef KX_TYPE
     Count
 };
 
+/// A number for a type of a floor above, which this one does not know by name: "SCDynamicStore". `name` must live
+/// forever; the same name gives the same number. Any thread.
+TypeID registerType(const char* name) noexcept;
+
+/// "CFString"; null for a number that stands for no type.
+const char* typeName(TypeID id) noexcept;
+
 struct Object;
+class FormatOutput;
 
 /// What the model must know about a type. `finalize` ends an object's life (it runs the destructor) and leaves the
 /// memory; null where there is nothing to end. Null `equal` and `hash` go by identity, null `copyDescription` gives
-/// "<Name 0x... [0x...]>". `equal` is only asked for two objects of this class that are not the same.
+/// "<Name 0x... [0x...]>". `equal` is only asked for two objects of this class that are not the same. `format` writes
+/// what the conversion %@ shows, where that is not the description; it may throw std::bad_alloc.
 struct Class {
-    const char* name;
     TypeID typeID;
     void (*finalize)(Object*) noexcept;
     bool (*equal)(const Object*, const Object*);
     CFHashCode (*hash)(const Object*);
     CFStringRef (*copyDescription)(const Object*);
     bool isLeaf = false;  ///< holds no reference to another object, so that ending one can never nest
+    void (*format)(const Object*, FormatOutput&) = nullptr;
 };
 
 struct Object {

@@ -20,7 +20,8 @@ void throwWriteFault(std::string reason) {
 
 void throwNotAPropertyList(CFTypeRef value) {
     if (!value) throwWriteFault("The list holds a null pointer");
-    throwWriteFault(std::string("The list holds a ") + object(value)->cls->name + ", which no property list may hold");
+    throwWriteFault(std::string("The list holds a ") + typeName(object(value)->cls->typeID) +
+                    ", which no property list may hold");
 }
 
 }  // namespace KXPlatform

@@ -1,6 +1,6 @@
 #include "PropertyListTree.h"
 
-#include "CoreFoundation/Object/Adopting.h"
+#include "CoreFoundation/Collections/Adopting.h"
 #include "CoreFoundation/Object/Object.h"
 #include "CoreFoundation/String/CFStringObject.h"
 #include "CoreFoundation/Values/CFNumberObject.h"

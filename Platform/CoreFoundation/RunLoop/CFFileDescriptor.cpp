@@ -12,8 +12,7 @@ namespace {
 
 void finalizeDescriptor(Object* object) noexcept;
 
-constexpr Class kFileDescriptorClass{
-    "CFFileDescriptor", TypeID::FileDescriptor, finalizeDescriptor, nullptr, nullptr, nullptr};
+constexpr Class kFileDescriptorClass{TypeID::FileDescriptor, finalizeDescriptor, nullptr, nullptr, nullptr};
 
 constexpr CFOptionFlags kAllTypes = kCFFileDescriptorReadCallBack | kCFFileDescriptorWriteCallBack;
 

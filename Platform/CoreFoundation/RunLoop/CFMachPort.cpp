@@ -10,7 +10,7 @@ namespace {
 
 void finalizePort(Object* object) noexcept;
 
-constexpr Class kMachPortClass{"CFMachPort", TypeID::MachPort, finalizePort, nullptr, nullptr, nullptr};
+constexpr Class kMachPortClass{TypeID::MachPort, finalizePort, nullptr, nullptr, nullptr};
 
 }  // namespace
 

@@ -19,7 +19,7 @@ pid_t currentThread() noexcept {
 
 namespace {
 
-constexpr Class kRunLoopClass{"CFRunLoop", TypeID::RunLoop, finalizeAs<__CFRunLoop>, nullptr, nullptr, nullptr};
+constexpr Class kRunLoopClass{TypeID::RunLoop, finalizeAs<__CFRunLoop>, nullptr, nullptr, nullptr};
 
 thread_local __CFRunLoop* loopOfThread = nullptr;
 

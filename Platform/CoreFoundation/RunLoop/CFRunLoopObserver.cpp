@@ -6,8 +6,7 @@ using namespace KXPlatform;
 
 namespace {
 
-constexpr Class kObserverClass{
-    "CFRunLoopObserver", TypeID::RunLoopObserver, finalizeAs<__CFRunLoopObserver>, nullptr, nullptr, nullptr};
+constexpr Class kObserverClass{TypeID::RunLoopObserver, finalizeAs<__CFRunLoopObserver>, nullptr, nullptr, nullptr};
 
 }
 

@@ -34,8 +34,7 @@ CFHashCode hashSource(const Object* object) {
     return source.kind == __CFRunLoopSource::Kind::Port ? hash(source.context1) : hash(source.context);
 }
 
-constexpr Class kSourceClass{
-    "CFRunLoopSource", TypeID::RunLoopSource, finalizeAs<__CFRunLoopSource>, equalSources, hashSource, nullptr};
+constexpr Class kSourceClass{TypeID::RunLoopSource, finalizeAs<__CFRunLoopSource>, equalSources, hashSource, nullptr};
 
 using Kind = __CFRunLoopSource::Kind;
 

@@ -11,8 +11,7 @@ using namespace KXPlatform;
 
 namespace {
 
-constexpr Class kTimerClass{"CFRunLoopTimer", TypeID::RunLoopTimer, finalizeAs<__CFRunLoopTimer>, nullptr, nullptr,
-                            nullptr};
+constexpr Class kTimerClass{TypeID::RunLoopTimer, finalizeAs<__CFRunLoopTimer>, nullptr, nullptr, nullptr};
 
 constexpr double kNanosecondsInSecond = 1e9;
 

@@ -1,5 +1,6 @@
 #include "CFStringEncoding.h"
 #include "CFStringObject.h"
+#include "CoreFoundation/Object/Description.h"
 #include "CoreFoundation/Object/Hashing.h"
 
 #include <algorithm>
@@ -73,8 +74,7 @@ CFStringRef copyStringDescription(const Object* object) {
 
 namespace KXPlatform {
 
-const Class kStringClass{"CFString", TypeID::String, finalizeString, equalStrings, hashString, copyStringDescription,
-                         true};
+const Class kStringClass{TypeID::String, finalizeString, equalStrings, hashString, copyStringDescription, true};
 
 ForeignString::ForeignString(CFAllocatorRef d) noexcept
     : deallocator(static_cast<CFAllocatorRef>(CFRetain(d ? d : CFAllocatorGetDefault()))) {
@@ -254,16 +254,6 @@ CFStringRef createPrinted(CFAllocatorRef allocator, const char* format, ...) noe
     va_end(again);
     va_end(arguments);
     return made;
-}
-
-CFMutableStringRef createDescriptionHead(CFTypeRef cf) noexcept {
-    const CFMutableStringRef head = CFStringCreateMutable(kCFAllocatorSystemDefault, 0);
-    if (head &&
-        !appendPrinted(head, "<%s %p [%p]>", object(cf)->cls->name, cf, static_cast<const void*>(CFGetAllocator(cf)))) {
-        CFRelease(head);
-        return nullptr;
-    }
-    return head;
 }
 
 }  // namespace KXPlatform

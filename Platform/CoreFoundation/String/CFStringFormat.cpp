@@ -2,10 +2,8 @@
 #include "CFStringFormatOutput.h"
 #include "CFStringFormatParser.h"
 #include "CFStringSupport.h"
-#include "CoreFoundation/Values/CFNumberObject.h"
 
 #include <CoreFoundation/CFError.h>
-#include <CoreFoundation/CFNumber.h>
 
 #include <unicode/utf16.h>
 
@@ -161,23 +159,11 @@ class Writer {
     void writeObject(const FormatSpecifier& specifier, CFTypeRef object) {
         if (!object) return output_.append(kNull);
         if (isOfType(object, TypeID::String)) return writeText(specifier, view(static_cast<CFStringRef>(object)));
-        if (isOfType(object, TypeID::Number)) return writeNumber(static_cast<CFNumberRef>(object));
-        if (isOfType(object, TypeID::Boolean))
-            return output_.append(CFBooleanGetValue(static_cast<CFBooleanRef>(object)) ? "true" : "false");
+        if (const auto format = KXPlatform::object(object)->cls->format)
+            return format(KXPlatform::object(object), output_);
         const OwnedString description(CFCopyDescription(object));
         if (!description) return output_.append(kNull);
         output_.append(view(description.get()));
-    }
-
-    void writeNumber(CFNumberRef number) {
-        if (!number->isReal()) {
-            const char conversion = number->isBeyondSInt64() ? 'u' : 'd';
-            return writeInteger(output_, {.conversion = conversion, .length = FormatLength::Long}, number->integer);
-        }
-        if (number->type() == kCFNumberFloat32Type)
-            writePlainFloat(output_, static_cast<float>(number->real));
-        else
-            writePlainDouble(output_, number->real);
     }
 
     /// The precision counts bytes, and no more of them are looked at.

@@ -139,8 +139,4 @@ inline bool replaceAllUnits(CFMutableStringRef string, std::u16string_view units
 /// building descriptions.
 [[gnu::format(printf, 2, 3)]] bool appendPrinted(CFMutableStringRef string, const char* format, ...) noexcept;
 
-/// "<CFNumber 0x55d0 [0x7f31]>", the head of every description: the type, the object and its allocator. The new
-/// string is mutable, for the description to be appended to. Null when there is no memory.
-CFMutableStringRef createDescriptionHead(CFTypeRef cf) noexcept;
-
 }  // namespace KXPlatform

@@ -1,5 +1,6 @@
 #include "CoreFoundation/Object/Description.h"
 #include "CoreFoundation/Object/Object.h"
+#include "CoreFoundation/String/CFStringFormatOutput.h"
 
 #include <CoreFoundation/CFNumber.h>
 
@@ -21,7 +22,11 @@ CFStringRef describeBoolean(const Object* object) {
     return description.take();
 }
 
-constexpr Class kBooleanClass{"CFBoolean", TypeID::Boolean, nullptr, nullptr, hashBoolean, describeBoolean, true};
+void formatBoolean(const Object* object, FormatOutput& output) {
+    output.append(object == kCFBooleanTrue ? "true" : "false");
+}
+
+constexpr Class kBooleanClass{TypeID::Boolean, nullptr, nullptr, hashBoolean, describeBoolean, true, formatBoolean};
 
 constinit const __CFBoolean trueObject(kBooleanClass, Object::Immortal);
 constinit const __CFBoolean falseObject(kBooleanClass, Object::Immortal);

@@ -115,7 +115,7 @@ CFStringRef describeData(const Object* object) {
     return description.take();
 }
 
-constexpr Class kDataClass{"CFData", TypeID::Data, finalizeData, equalData, hashData, describeData};
+constexpr Class kDataClass{TypeID::Data, finalizeData, equalData, hashData, describeData};
 
 // ---- Access
 

@@ -165,7 +165,7 @@ CFStringRef describeDate(const Object* object) {
     return description.take();
 }
 
-constexpr Class kDateClass{"CFDate", TypeID::Date, nullptr, equalDates, hashDate, describeDate, true};
+constexpr Class kDateClass{TypeID::Date, nullptr, equalDates, hashDate, describeDate, true};
 
 bool isDate(CFDateRef date) noexcept { return date && date->cls == &kDateClass; }
 

@@ -75,7 +75,7 @@ CFHashCode hashError(const Object* object) {
 
 CFStringRef describeError(const Object* object);
 
-constexpr Class kErrorClass{"CFError", TypeID::Error, finalizeAs<__CFError>, equalErrors, hashError, describeError};
+constexpr Class kErrorClass{TypeID::Error, finalizeAs<__CFError>, equalErrors, hashError, describeError};
 
 const __CFError* checked(const __CFError* error) noexcept {
     return error && error->cls == &kErrorClass ? error : nullptr;

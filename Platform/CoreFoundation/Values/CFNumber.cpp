@@ -2,6 +2,7 @@
 
 #include "CoreFoundation/Object/Description.h"
 #include "CoreFoundation/Object/Hashing.h"
+#include "CoreFoundation/String/CFStringFormatNumbers.h"
 
 #include <algorithm>
 #include <array>
@@ -192,10 +193,23 @@ CFStringRef describeNumber(const Object* object) {
     return description.take();
 }
 
+void formatNumber(const Object* object, FormatOutput& output) {
+    const __CFNumber* const number = static_cast<const __CFNumber*>(object);
+    if (!number->isReal()) {
+        const char conversion = number->isBeyondSInt64() ? 'u' : 'd';
+        return writeInteger(output, {.conversion = conversion, .length = FormatLength::Long}, number->integer);
+    }
+    if (number->type() == kCFNumberFloat32Type)
+        writePlainFloat(output, static_cast<float>(number->real));
+    else
+        writePlainDouble(output, number->real);
+}
+
 }  // namespace
 
 namespace KXPlatform {
-constinit const Class kNumberClass{"CFNumber", TypeID::Number, nullptr, equalNumbers, hashNumber, describeNumber, true};
+constinit const Class kNumberClass{TypeID::Number, nullptr, equalNumbers, hashNumber,
+                                   describeNumber, true,    formatNumber};
 }
 
 // ---- The numbers that exist once

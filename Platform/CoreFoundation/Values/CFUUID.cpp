@@ -54,7 +54,7 @@ CFStringRef describeUUID(const Object* object) {
     return description.take();
 }
 
-constexpr Class kUUIDClass{"CFUUID", TypeID::UUID, nullptr, equalUUIDs, hashUUID, describeUUID, true};
+constexpr Class kUUIDClass{TypeID::UUID, nullptr, equalUUIDs, hashUUID, describeUUID, true};
 
 bool isUUID(CFUUIDRef uuid) noexcept { return uuid && uuid->cls == &kUUIDClass; }
 

@@ -1,5 +1,5 @@
-#include "CoreFoundation/String/CFStringObject.h"
-#include "Retained.h"
+#include "CFStringObject.h"
+#include "CoreFoundation/Object/Retained.h"
 
 #include <cstdio>
 #include <new>

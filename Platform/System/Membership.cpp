@@ -20,6 +20,16 @@ namespace {
 constexpr std::uint8_t kUserPrefix[12] = {0xFF, 0xFF, 0xEE, 0xEE, 0xDD, 0xDD, 0xCC, 0xCC, 0xBB, 0xBB, 0xAA, 0xAA};
 constexpr std::uint8_t kGroupPrefix[12] = {0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF};
 
+// Two UUIDs of the group form are no group's: they mean everybody and nobody. macOS keeps those group numbers free for
+// them. Here the numbers belong to ordinary groups (Debian's 12 is "man"), whose UUIDs begin with a prefix of their
+// own.
+constexpr std::uint8_t kShadowedGroupPrefix[12] = {0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF,
+                                                   0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEE};
+constexpr id_t kEverybody = 12;
+constexpr id_t kNobody = 0xFFFFFFFE;
+
+constexpr bool isShadowed(id_t group) noexcept { return group == kEverybody || group == kNobody; }
+
 /// Samba's authority for Unix accounts, and its subauthorities for users and groups.
 constexpr std::uint8_t kUnixAuthority = 22;
 constexpr std::uint32_t kUnixUsers = 1;
@@ -30,22 +40,31 @@ struct Account {
     int type;  // ID_TYPE_UID or ID_TYPE_GID
 };
 
+bool hasPrefix(const uuid_t uu, const std::uint8_t (&prefix)[12]) noexcept {
+    return std::memcmp(uu, prefix, sizeof prefix) == 0;
+}
+
+id_t numberIn(const uuid_t uu) noexcept {
+    id_t number = 0;
+    for (int i = 12; i < 16; ++i) number = number << 8 | uu[i];
+    return number;
+}
+
+bool isEverybodyOrNobody(const uuid_t uu) noexcept { return hasPrefix(uu, kGroupPrefix) && isShadowed(numberIn(uu)); }
+
 void writeUUID(const Account& account, uuid_t uu) noexcept {
-    std::memcpy(uu, account.type == ID_TYPE_UID ? kUserPrefix : kGroupPrefix, 12);
+    const std::uint8_t(&prefix)[12] = account.type == ID_TYPE_UID ? kUserPrefix
+                                      : isShadowed(account.id)    ? kShadowedGroupPrefix
+                                                                  : kGroupPrefix;
+    std::memcpy(uu, prefix, sizeof prefix);
     for (int i = 0; i < 4; ++i) uu[12 + i] = static_cast<std::uint8_t>(account.id >> (24 - 8 * i));
 }
 
+/// Reads what writeUUID writes, and nothing else.
 bool readUUID(const uuid_t uu, Account& account) noexcept {
-    if (std::memcmp(uu, kUserPrefix, 12) == 0) {
-        account.type = ID_TYPE_UID;
-    } else if (std::memcmp(uu, kGroupPrefix, 12) == 0) {
-        account.type = ID_TYPE_GID;
-    } else {
-        return false;
-    }
-    account.id = 0;
-    for (int i = 12; i < 16; ++i) account.id = account.id << 8 | uu[i];
-    return true;
+    account.id = numberIn(uu);
+    account.type = hasPrefix(uu, kUserPrefix) ? ID_TYPE_UID : ID_TYPE_GID;
+    return account.type == ID_TYPE_UID || hasPrefix(uu, isShadowed(account.id) ? kShadowedGroupPrefix : kGroupPrefix);
 }
 
 nt_sid_t unixSID(const Account& account) noexcept {
@@ -177,6 +196,11 @@ int mbr_check_membership(const uuid_t user, const uuid_t group, int* ismember) {
     if (!user || !group || !ismember) return EINVAL;
     Account member;
     Account of;
-    if (!readUUID(user, member) || member.type != ID_TYPE_UID || !readUUID(group, of)) return ENOENT;
+    if (!readUUID(user, member) || member.type != ID_TYPE_UID) return ENOENT;
+    if (isEverybodyOrNobody(group)) {
+        *ismember = numberIn(group) == kEverybody;
+        return 0;
+    }
+    if (!readUUID(group, of)) return ENOENT;
     return withoutExceptions([&] { return checkMembership(member, of, *ismember); });
 }

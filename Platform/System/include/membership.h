@@ -5,7 +5,9 @@
 /// a malformed SID, else what the name service says. Any thread; those that ask the name service may block.
 ///
 /// A user id n has the UUID FFFFEEEE-DDDD-CCCC-BBBB-AAAA and n as 8 hexadecimal digits, a group id n has
-/// ABCDEFAB-CDEF-ABCD-EFAB-CDEF and n as 8 hexadecimal digits. An account of a domain has the SID that SSSD knows; any
+/// ABCDEFAB-CDEF-ABCD-EFAB-CDEF and n as 8 hexadecimal digits. Two UUIDs of that form are no group's but mean everybody
+/// (...-CDEF0000000C), which every user belongs to, and nobody (...-CDEFFFFFFFFE); the groups with these numbers, 12 and
+/// 4294967294, have ABCDEFAB-CDEF-ABCD-EFAB-CDEE and the number. An account of a domain has the SID that SSSD knows; any
 /// other follows Samba's rule for Unix accounts: S-1-22-1-uid, S-1-22-2-gid.
 
 #include <ntsid.h>

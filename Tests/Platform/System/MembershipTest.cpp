@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -111,6 +112,45 @@ TEST_F(Membership, GroupIDsHaveUUIDsBothWays) {
     ASSERT_EQ(mbr_uuid_to_id(uuid, &id, &type), 0);
     EXPECT_EQ(id, 0xFEDCBA98u);
     EXPECT_EQ(type, ID_TYPE_GID);
+}
+
+TEST_F(Membership, NoGroupHasTheUUIDOfEverybodyOrNobody) {
+    for (const auto& [gid, expected, sid] :
+         {std::tuple(12u, "ABCDEFAB-CDEF-ABCD-EFAB-CDEE0000000C", "S-1-22-2-12"),
+          std::tuple(0xFFFFFFFEu, "ABCDEFAB-CDEF-ABCD-EFAB-CDEEFFFFFFFE", "S-1-22-2-4294967294")}) {
+        uuid_t uuid;
+        ASSERT_EQ(mbr_gid_to_uuid(gid, uuid), 0);
+        EXPECT_EQ(textOf(uuid), expected);
+        EXPECT_EQ(uuidOf(sid), expected);
+        EXPECT_EQ(sidOf(expected), sid);
+        id_t id = 0;
+        int type = -1;
+        ASSERT_EQ(mbr_uuid_to_id(uuid, &id, &type), 0);
+        EXPECT_EQ(id, gid);
+        EXPECT_EQ(type, ID_TYPE_GID);
+    }
+    EXPECT_EQ(uuidOf("S-1-22-2-13"), "ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000D");
+    EXPECT_EQ(uuidOf("S-1-22-1-12"), "FFFFEEEE-DDDD-CCCC-BBBB-AAAA0000000C") << "users are not concerned";
+}
+
+TEST_F(Membership, EverybodyAndNobodyAreNoGroups) {
+    for (const char* wellknown : {"ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000C", "ABCDEFAB-CDEF-ABCD-EFAB-CDEFFFFFFFFE"}) {
+        id_t id;
+        int type;
+        EXPECT_EQ(mbr_uuid_to_id(Identity(wellknown).bytes, &id, &type), ENOENT) << wellknown;
+        EXPECT_EQ(sidOf(wellknown), std::strerror(ENOENT)) << wellknown;
+    }
+    EXPECT_EQ(sidOf("ABCDEFAB-CDEF-ABCD-EFAB-CDEE0000000D"), std::strerror(ENOENT)) << "one group, one UUID";
+}
+
+TEST_F(Membership, EveryUserIsOneOfEverybodyAndNoneIsNobody) {
+    names.setGroups("man:x:12:alice\nusers:x:100:\n");
+    for (const char* user : {kAlice, "FFFFEEEE-DDDD-CCCC-BBBB-AAAA000003E9"}) {
+        EXPECT_EQ(check(user, "ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000C"), 1);
+        EXPECT_EQ(check(user, "ABCDEFAB-CDEF-ABCD-EFAB-CDEFFFFFFFFE"), 0);
+    }
+    EXPECT_EQ(check(kAlice, "ABCDEFAB-CDEF-ABCD-EFAB-CDEE0000000C"), 1) << "the group 12";
+    EXPECT_EQ(check("FFFFEEEE-DDDD-CCCC-BBBB-AAAA000003E9", "ABCDEFAB-CDEF-ABCD-EFAB-CDEE0000000C"), 0);
 }
 
 TEST_F(Membership, AForeignUUIDIsNotKnown) {

@@ -258,18 +258,15 @@ constinit const ImmortalNumber notANumber(kCFNumberFloat64Type, std::numeric_lim
 
 // ---- Conversion
 
-/// Writes the nearest value of an integer type; true when it is the number itself.
+/// Writes an integer type's low bits of an integer, its nearest value of a real; true when that is the number itself.
+/// Eight bits count as signed or unsigned, whichever holds the number.
 template <class Integer>
 bool convertToInteger(const __CFNumber* number, Integer& out) noexcept {
     using Limits = std::numeric_limits<Integer>;
-    if (number->isBeyondSInt64()) {
-        out = Limits::max();
-        return false;
-    }
     if (!number->isReal()) {
-        out =
-            static_cast<Integer>(std::clamp(number->integer, std::int64_t{Limits::min()}, std::int64_t{Limits::max()}));
-        return out == number->integer;
+        out = static_cast<Integer>(number->unsignedValue());
+        if (number->isBeyondSInt64()) return false;
+        return out == number->integer || (sizeof out == 1 && static_cast<std::uint8_t>(out) == number->integer);
     }
     const double real = number->real;
     constexpr double kBound = -static_cast<double>(Limits::min());

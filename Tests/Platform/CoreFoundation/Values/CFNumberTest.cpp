@@ -117,14 +117,32 @@ TEST(CFNumber, ConvertsExactlyWhereTheValueSurvives) {
     EXPECT_EQ(convert<double>(real32(0.1f), kCFNumberFloat64Type), (Converted<double>{double{0.1f}, true}));
 }
 
-TEST(CFNumber, WritesTheNearestValueWhereNoneIsExact) {
-    EXPECT_EQ(convert<std::int8_t>(number(300), kCFNumberSInt8Type), (Converted<std::int8_t>{127, false}));
-    EXPECT_EQ(convert<std::int8_t>(number(-300), kCFNumberSInt8Type), (Converted<std::int8_t>{-128, false}));
-    EXPECT_EQ(convert<std::int16_t>(number(40000), kCFNumberSInt16Type), (Converted<std::int16_t>{32767, false}));
-    EXPECT_EQ(convert<std::int32_t>(number(kMaximum), kCFNumberIntType),
-              (Converted<std::int32_t>{std::numeric_limits<std::int32_t>::max(), false}));
+TEST(CFNumber, KeepsTheLowBitsOfAnIntegerThatDoesNotFit) {
+    EXPECT_EQ(convert<std::int16_t>(number(-70000), kCFNumberSInt16Type), (Converted<std::int16_t>{-4464, false}));
+    EXPECT_EQ(convert<std::int16_t>(number(40000), kCFNumberSInt16Type), (Converted<std::int16_t>{-25536, false}));
+    EXPECT_EQ(convert<std::int32_t>(number(5000000000), kCFNumberSInt32Type),
+              (Converted<std::int32_t>{705032704, false}));
+    EXPECT_EQ(convert<std::int32_t>(number(kMaximum), kCFNumberIntType), (Converted<std::int32_t>{-1, false}));
+    EXPECT_EQ(convert<std::int32_t>(number(kMinimum), kCFNumberIntType), (Converted<std::int32_t>{0, false}));
+    EXPECT_EQ(convert<std::int8_t>(number(300), kCFNumberSInt8Type), (Converted<std::int8_t>{44, false}));
+    EXPECT_EQ(convert<std::int8_t>(number(-300), kCFNumberSInt8Type), (Converted<std::int8_t>{-44, false}));
+}
+
+TEST(CFNumber, EightBitsHoldWhatASignedOrAnUnsignedByteHolds) {
+    EXPECT_EQ(convert<std::int8_t>(number(127), kCFNumberSInt8Type), (Converted<std::int8_t>{127, true}));
+    EXPECT_EQ(convert<std::int8_t>(number(128), kCFNumberSInt8Type), (Converted<std::int8_t>{-128, true}));
+    EXPECT_EQ(convert<std::int8_t>(number(255), kCFNumberCharType), (Converted<std::int8_t>{-1, true}));
+    EXPECT_EQ(convert<std::int8_t>(number(256), kCFNumberSInt8Type), (Converted<std::int8_t>{0, false}));
+    EXPECT_EQ(convert<std::int8_t>(number(-129), kCFNumberSInt8Type), (Converted<std::int8_t>{127, false}));
+    EXPECT_EQ(convert<std::int16_t>(number(65535), kCFNumberSInt16Type), (Converted<std::int16_t>{-1, false}))
+        << "no wider type does";
+}
+
+TEST(CFNumber, WritesTheNearestValueOfARealThatHasNone) {
     EXPECT_EQ(convert<std::int32_t>(real(1.75), kCFNumberIntType), (Converted<std::int32_t>{1, false}));
     EXPECT_EQ(convert<std::int32_t>(real(-1.75), kCFNumberIntType), (Converted<std::int32_t>{-1, false}));
+    EXPECT_EQ(convert<std::int32_t>(real(5e9), kCFNumberIntType),
+              (Converted<std::int32_t>{std::numeric_limits<std::int32_t>::max(), false}));
     EXPECT_EQ(convert<float>(real(0.1), kCFNumberFloat32Type), (Converted<float>{0.1f, false}));
     EXPECT_EQ(convert<float>(real(1e300), kCFNumberFloat32Type),
               (Converted<float>{std::numeric_limits<float>::infinity(), false}));
@@ -296,7 +314,8 @@ TEST(CFNumber, HoldsUnsignedValuesForPropertyLists) {
     EXPECT_TRUE(largest.get()->isBeyondSInt64());
     EXPECT_EQ(CFNumberGetType(largest), kCFNumberSInt64Type);
     EXPECT_EQ(CFNumberGetByteSize(largest), 8);
-    EXPECT_EQ(convert<std::int64_t>(largest, kCFNumberSInt64Type), (Converted<std::int64_t>{kMaximum, false}));
+    EXPECT_EQ(convert<std::int64_t>(largest, kCFNumberSInt64Type), (Converted<std::int64_t>{-1, false}));
+    EXPECT_EQ(convert<std::int8_t>(largest, kCFNumberSInt8Type), (Converted<std::int8_t>{-1, false}));
     EXPECT_EQ(convert<double>(largest, kCFNumberDoubleType), (Converted<double>{0x1p64, false}));
     EXPECT_EQ(convert<double>(beyond(1ull << 63), kCFNumberDoubleType), (Converted<double>{0x1p63, true}));
     EXPECT_TRUE(CFEqual(beyond(1ull << 63), real(0x1p63)));

@@ -1,6 +1,7 @@
 // Writes binary property lists, version 00 (the form is in PropertyListBinaryReader.cpp). Objects are numbered in the
 // order in which a walk from the root meets them, a container before its contents, keys before values, keys in their
-// order; an object that is met again by identity is written once.
+// order. A string, number, date or data object that is met again is written once; booleans and containers are written
+// each time they are met.
 
 #include "CoreFoundation/Values/CFNumberObject.h"
 #include "PropertyListAccess.h"
@@ -69,10 +70,11 @@ class BinaryWriter {
         return static_cast<std::size_t>(mixed >> 32) & (slots_.size() - 1);
     }
 
-    void placeInSlots(std::uint32_t index) noexcept {
-        std::size_t slot = slotOf(nodes_[index].object);
-        while (slots_[slot] != kFree) slot = (slot + 1) & (slots_.size() - 1);
-        slots_[slot] = index;
+    /// The slot that holds the object's latest number, or the free one where it goes.
+    std::size_t findSlot(CFTypeRef object) const noexcept {
+        std::size_t slot = slotOf(object);
+        while (slots_[slot] != kFree && nodes_[slots_[slot]].object != object) slot = (slot + 1) & (slots_.size() - 1);
+        return slot;
     }
 
     void growSlots() {
@@ -80,18 +82,22 @@ class BinaryWriter {
         slots_.room(count - slots_.size());
         slots_.extend(count - slots_.size());
         std::memset(slots_.data(), 0xFF, count * sizeof(std::uint32_t));
-        for (std::size_t i = 0; i < nodes_.size(); ++i) placeInSlots(static_cast<std::uint32_t>(i));
+        for (std::size_t i = 0; i < nodes_.size(); ++i)
+            slots_[findSlot(nodes_[i].object)] = static_cast<std::uint32_t>(i);
     }
 
-    /// The number of `object`, which it and everything in it gets if it has none yet.
+    static bool isShared(CFTypeRef object) noexcept {
+        const TypeID type = KXPlatform::object(object)->cls->typeID;
+        return type != TypeID::Boolean && type != TypeID::Array && type != TypeID::Dictionary;
+    }
+
+    /// The number of `object`; a new one, for it and everything in it, unless it is shared and has one.
     std::uint32_t number(CFTypeRef object) {
         if (!object) throwNotAPropertyList(object);
-        std::size_t slot = slotOf(object);
-        for (; slots_[slot] != kFree; slot = (slot + 1) & (slots_.size() - 1)) {
-            const Node& node = nodes_[slots_[slot]];
-            if (node.object != object) continue;
-            if (node.isOpen) throwWriteFault("A container in the list holds itself");
-            return slots_[slot];
+        const std::size_t slot = findSlot(object);
+        if (slots_[slot] != kFree) {
+            if (nodes_[slots_[slot]].isOpen) throwWriteFault("A container in the list holds itself");
+            if (isShared(object)) return slots_[slot];
         }
         if (nodes_.size() >= kMaximumPropertyListValues || references_.size() >= kMaximumPropertyListValues) {
             throwTooLarge();

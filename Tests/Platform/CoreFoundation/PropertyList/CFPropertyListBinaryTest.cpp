@@ -152,10 +152,46 @@ TEST(PropertyListBinaryWriter, SharesObjectsByIdentityAndNotByEquality) {
               "\x08\x0B\x0D"s);
 }
 
-TEST(PropertyListBinaryWriter, WritesSmallIntegersNaNAndBooleansOnce) {
+TEST(PropertyListBinaryWriter, SharesNumbersDatesAndData) {
     EXPECT_EQ(objectsOf(writtenBinary(array(integer(1), integer(1)).get())), "\xA2\x01\x01\x10\x01\x08\x0B"s);
-    EXPECT_EQ(objectsOf(writtenBinary(array(boolean(true), boolean(true)).get())), "\xA2\x01\x01\x09\x08\x0B"s);
     EXPECT_EQ(objectsOf(writtenBinary(array(real(NAN), real(NAN)).get())).size(), 3u + 9 + 2);
+    const List day = date(1);
+    EXPECT_EQ(objectsOf(writtenBinary(array(day, day).get())).size(), 3u + 9 + 2);
+    const List bytes = dataOf("x");
+    EXPECT_EQ(objectsOf(writtenBinary(array(bytes, bytes).get())), "\xA2\x01\x01\x41x\x08\x0B"s);
+}
+
+TEST(PropertyListBinaryWriter, WritesBooleansAndContainersEachTimeTheyOccur) {
+    EXPECT_EQ(objectsOf(writtenBinary(array(boolean(true), boolean(true), boolean(false)).get())),
+              "\xA3\x01\x02\x03\x09\x09\x08\x08\x0C\x0D\x0E"s);
+    const List inner = array(text("s"));
+    EXPECT_EQ(objectsOf(writtenBinary(array(inner, inner).get())), "\xA2\x01\x03\xA1\x02\x51s\xA1\x02\x08\x0B\x0D\x0F"s)
+        << "the string within is one object all the same";
+    const List entries = dict(entry("k", integer(1)));
+    EXPECT_EQ(objectsOf(writtenBinary(array(entries, entries).get())),
+              "\xA2\x01\x04\xD1\x02\x03\x51k\x10\x01\xD1\x02\x03\x08\x0B\x0E\x10\x12"s);
+    const List empty = array();
+    EXPECT_EQ(objectsOf(writtenBinary(array(empty, array(empty), empty).get())),
+              "\xA3\x01\x02\x04\xA0\xA1\x03\xA0\xA0\x08\x0C\x0D\x0F\x10"s);
+}
+
+TEST(PropertyListBinaryWriter, WritesOneContainerThousandsOfTimes) {
+    const Held<CFMutableArrayRef> list(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const List inner = array(text("s"), boolean(true));
+    for (int i = 0; i < 5000; ++i) CFArrayAppendValue(list.get(), inner.get());
+    EXPECT_TRUE(CFEqual(read(writtenBinary(list.get())).list.get(), list.get()));
+}
+
+TEST(PropertyListBinaryWriter, RefusesAContainerThatHoldsItself) {
+    const Held<CFMutableArrayRef> list(CFArrayCreateMutable(nullptr, 0, nullptr));  // which does not keep itself alive
+    const List inner = array(text("s"));
+    for (int i = 0; i < 200; ++i) CFArrayAppendValue(list.get(), inner.get());
+    CFArrayAppendValue(list.get(), list.get());
+    CFErrorRef error = nullptr;
+    EXPECT_EQ(CFPropertyListCreateData(nullptr, list.get(), kCFPropertyListBinaryFormat_v1_0, 0, &error), nullptr);
+    ASSERT_NE(error, nullptr);
+    const Held<CFErrorRef> owned(error);
+    EXPECT_EQ(CFErrorGetCode(error), 3851);
 }
 
 TEST(PropertyListBinaryWriter, WritesEqualDictionariesAsEqualBytes) {

@@ -91,38 +91,55 @@ std::string textAt(const PListNode& node) {
     return text;
 }
 
-/// Whether a text holds a NUL, which hides what follows it from those who read up to it. A property list may hold one.
-bool holdsNUL(const std::string& text) noexcept { return text.find('\0') != std::string::npos; }
+/// Whether `text`, the UTF-8 form of the string at `node`, is the whole of it to those who read up to a NUL. A property
+/// list may hold a NUL, or half of a surrogate pair, at which the UTF-8 form ends; what stands before either must not
+/// be taken for the whole.
+bool isWhole(const std::string& text, const PListNode& node) {
+    if (text.find('\0') != std::string::npos) return false;
+    CFStringRef string = nullptr;
+    node.getValue(string, ItemKind::Required);
+    const CFIndex length = CFStringGetLength(string);
+    return CFStringGetBytes(string, CFRangeMake(0, length), kCFStringEncodingUTF8, 0, false, nullptr, 0, nullptr) ==
+           length;
+}
 
-/// A user's or a group's name. One that holds a NUL becomes the empty name, which nobody has: the name service would
-/// look for what stands before it.
+/// A user's or a group's name. One that the name service would take for another becomes the empty name, which nobody
+/// has.
 std::string nameAt(const PListNode& node) {
     std::string name = textAt(node);
-    if (holdsNUL(name)) name.clear();
+    if (!isWhole(name, node)) name.clear();
     return name;
 }
 
 std::uint32_t typeAt(const PListNode& node) {
     std::string text;
     std::uint32_t type;
-    if (!node.getValue(text, ItemKind::Optional) || !parseType(text, type)) {
+    if (!node.getValue(text, ItemKind::Optional) || !isWhole(text, node) || !parseType(text, type)) {
         throw PListValueError(node, L"bad type of ACL entry");
     }
     return type;
 }
 
-std::uint32_t maskAt(const PListNode& node, const BitMaskConstant* table) {
+bool readMask(const PListNode& node, const BitMaskConstant* table, std::uint32_t& mask) {
     CFNumberRef number = nullptr;
     if (node.getValue(number, ItemKind::Optional)) {
         long long value = 0;
-        CFNumberGetValue(number, kCFNumberLongLongType, &value);
-        return static_cast<std::uint32_t>(value);
+        const bool isExact = CFNumberGetValue(number, kCFNumberLongLongType, &value);
+        mask = static_cast<std::uint32_t>(value);
+        if (isExact || !CFNumberIsFloatType(number)) return true;
+        // A real may lose its fraction, but one outside 64 bits has no bits to keep, and neither has one that is none.
+        double real = 0;
+        CFNumberGetValue(number, kCFNumberDoubleType, &real);
+        return real > -0x1p63 && real < 0x1p63;
     }
     std::string text;
+    return table && node.getValue(text, ItemKind::Optional) && isWhole(text, node) &&
+           parseMask(text.c_str(), table, mask);
+}
+
+std::uint32_t maskAt(const PListNode& node, const BitMaskConstant* table) {
     std::uint32_t mask;
-    if (!table || !node.getValue(text, ItemKind::Optional) || holdsNUL(text) || !parseMask(text.c_str(), table, mask)) {
-        throw PListValueError(node, L"bad access mask in ACL entry");
-    }
+    if (!readMask(node, table, mask)) throw PListValueError(node, L"bad access mask in ACL entry");
     return mask;
 }
 
@@ -133,7 +150,8 @@ bool resolve(CustomACE& entry, const PListNode& node, InitMode mode) {
         // is accepted gets no identity.
         UUID ignored;
         const std::string text = textAt(uuid);
-        if (!holdsNUL(text) && parseUUID(text.c_str(), ignored)) throw PListValueError(uuid, L"bad UUID in ACL entry");
+        if (isWhole(text, uuid) && parseUUID(text.c_str(), ignored))
+            throw PListValueError(uuid, L"bad UUID in ACL entry");
         return true;
     }
     if (const PListNode& user = node / "UserName"; hasValue(user)) {
@@ -145,7 +163,7 @@ bool resolve(CustomACE& entry, const PListNode& node, InitMode mode) {
     if (const PListNode& place = node / "SID"; hasValue(place)) {
         nt_sid_t sid;
         const std::string text = textAt(place);
-        if (holdsNUL(text) || mbr_string_to_sid(text.c_str(), &sid) != 0) {
+        if (!isWhole(text, place) || mbr_string_to_sid(text.c_str(), &sid) != 0) {
             throw PListValueError(place, L"bad SID in ACL entry");
         }
         return _SetCustomACEUUIDFromNTSID(entry, &sid, mode);
@@ -221,7 +239,10 @@ bool CustomACL::read(CustomACL& acl, const PListNode& node, const BitMaskConstan
     acl.unrestricted_ = false;
 
     std::string text;
-    if (node.getValue(text, ItemKind::Optional)) return parse(acl, text.c_str(), table, mode);
+    if (node.getValue(text, ItemKind::Optional)) {
+        if (!isWhole(text, node)) throw PListValueError(node, L"bad ACL");
+        return parse(acl, text.c_str(), table, mode);
+    }
 
     PListArrayIter elements;
     if (!node.getArrayIter(elements, ItemKind::Optional)) throw PListValueError(node, L"bad ACL");

@@ -5,38 +5,67 @@
 #include <KXCoreLib/PList.h>
 
 #include <dlfcn.h>
+#include <grp.h>
 #include <membership.h>
+#include <pwd.h>
+#include <sys/mman.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <utility>
 
 using namespace KXCore;
 using namespace plist;
 
-// Membership services that know nobody: this program's definitions come before the platform's.
+// Name and membership services that fail: this program's definitions come before the platform's.
 
 namespace {
 
 bool membershipFails = false;
+bool namesFail = false;
+bool textsOfSIDsFail = false;
 
 template <class Function>
-int askMembership(Function* function, const char* name, id_t id, unsigned char* uuid) {
-    if (membershipFails) return EIO;
-    return reinterpret_cast<decltype(function)>(dlsym(RTLD_NEXT, name))(id, uuid);
+Function* next(Function*, const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) int mbr_uid_to_uuid(uid_t uid, uuid_t uuid) {
-    return askMembership(mbr_uid_to_uuid, "mbr_uid_to_uuid", uid, uuid);
+extern "C" {
+
+__attribute__((visibility("default"))) int mbr_uid_to_uuid(uid_t uid, uuid_t uuid) {
+    return membershipFails ? EIO : next(mbr_uid_to_uuid, "mbr_uid_to_uuid")(uid, uuid);
 }
-extern "C" __attribute__((visibility("default"))) int mbr_gid_to_uuid(gid_t gid, uuid_t uuid) {
-    return askMembership(mbr_gid_to_uuid, "mbr_gid_to_uuid", gid, uuid);
+__attribute__((visibility("default"))) int mbr_gid_to_uuid(gid_t gid, uuid_t uuid) {
+    return membershipFails ? EIO : next(mbr_gid_to_uuid, "mbr_gid_to_uuid")(gid, uuid);
+}
+__attribute__((visibility("default"))) int mbr_sid_to_uuid(const nt_sid_t* sid, uuid_t uuid) {
+    return membershipFails ? EIO : next(mbr_sid_to_uuid, "mbr_sid_to_uuid")(sid, uuid);
+}
+__attribute__((visibility("default"))) int mbr_sid_to_string(const nt_sid_t* sid, char* text) {
+    return textsOfSIDsFail ? EINVAL : next(mbr_sid_to_string, "mbr_sid_to_string")(sid, text);
+}
+__attribute__((visibility("default"))) int getpwnam_r(const char* name, passwd* entry, char* room, size_t size,
+                                                      passwd** found) {
+    *found = nullptr;
+    errno = EDOM;  // which says nothing: the reason is what is returned
+    return namesFail ? EIO : next(getpwnam_r, "getpwnam_r")(name, entry, room, size, found);
+}
+__attribute__((visibility("default"))) int getgrnam_r(const char* name, group* entry, char* room, size_t size,
+                                                      group** found) {
+    *found = nullptr;
+    errno = EDOM;  // which says nothing: the reason is what is returned
+    return namesFail ? EIO : next(getgrnam_r, "getgrnam_r")(name, entry, room, size, found);
+}
 }
 
 namespace {
@@ -282,6 +311,17 @@ TEST_F(CustomACLTest, ReadingAgainReplacesTheEntries) {
     EXPECT_EQ(acl.getEntries()[0].uuid, kBob);
 }
 
+TEST_F(CustomACLTest, ATextLeavesTheCountOfUnresolvedEntriesAsItIs) {
+    CustomACL acl;
+    said([&] { acl = read(list({entry(text("allow"), "SID", text("S-1-5-21-1"), number(1))}), InitModeTolerant); });
+    said([&] { EXPECT_TRUE(CustomACL::parse(acl, "S-1-5-21-2:allow:1", kNames, InitModeTolerant)); });
+    EXPECT_EQ(acl.getEntries().size(), 1u);
+    EXPECT_EQ(acl.getEntries()[0].status, ENOENT);
+    EXPECT_EQ(acl.getUnresolvedCount(), 1u);
+    EXPECT_TRUE(CustomACL::parse(acl, nullptr, kNames, InitModeTolerant));
+    EXPECT_EQ(acl.getUnresolvedCount(), 1u);
+}
+
 TEST_F(CustomACLTest, ReadsMegabytesOfEntries) {
     std::string text;
     for (int i = 0; i < 100000; ++i) text += "S-1-22-1-" + std::to_string(i) + ":allow:1/";
@@ -291,14 +331,44 @@ TEST_F(CustomACLTest, ReadsMegabytesOfEntries) {
     EXPECT_TRUE(acl.checkAccess(user(99999), 1));
 }
 
+TEST_F(CustomACLTest, ANameThatCannotBeLookedUpIsRefusedWithTheReason) {
+    namesFail = true;
+    const std::string ofUser = refused("alice:allow:1"), ofGroup = refused("%staff:allow:1");
+    namesFail = false;
+    EXPECT_EQ(ofUser, std::string("user alice unknown: ") + std::strerror(EIO) + "\n");
+    EXPECT_EQ(ofGroup, std::string("group staff unknown: ") + std::strerror(EIO) + "\n");
+}
+
+TEST_F(CustomACLTest, ANameThatNobodyHasIsNoErrorOfTheSystem) {
+    for (const char* text : {"nosuchuser:allow:1", "%nosuchgroup:allow:1"}) {
+        EXPECT_EQ(refused(text).find(std::strerror(EDOM)), std::string::npos) << "an error of something else";
+    }
+}
+
+TEST_F(CustomACLTest, ASIDThatCannotBeResolvedIsRefusedWithTheReason) {
+    membershipFails = true;
+    const std::string ofSID = refused("S-1-22-1-70001:allow:1");
+    textsOfSIDsFail = true;
+    const std::string withoutText = refused("S-1-22-1-70001:allow:1");
+    textsOfSIDsFail = membershipFails = false;
+    EXPECT_EQ(ofSID, std::string("mbr_sid_to_uuid (S-1-22-1-70001): ") + std::strerror(EIO) + "\n");
+    EXPECT_EQ(withoutText, std::string("mbr_sid_to_uuid (): ") + std::strerror(EIO) + "\n");
+}
+
 TEST_F(CustomACLTest, ANameWithoutAUUIDIsRefused) {
     membershipFails = true;
-    const std::string ofUser = refused("alice:allow:1"), ofGroup = refused("%staff:allow:1");
+    errno = 0;
+    const std::string ofUser = refused("alice:allow:1");
+    const int errorOfUser = std::exchange(errno, 0);
+    const std::string ofGroup = refused("%staff:allow:1");
+    const int errorOfGroup = errno;
     CustomACL tolerant;
     said([&] { tolerant = parsed("alice:allow:1", InitModeTolerant); });
     membershipFails = false;
-    EXPECT_EQ(ofUser.substr(0, 23), "mbr_uid_to_uuid (alice)");
-    EXPECT_EQ(ofGroup.substr(0, 23), "mbr_gid_to_uuid (staff)");
+    EXPECT_EQ(ofUser, "mbr_uid_to_uuid (alice)\n");
+    EXPECT_EQ(ofGroup, "mbr_gid_to_uuid (staff)\n");
+    EXPECT_EQ(errorOfUser, EIO);
+    EXPECT_EQ(errorOfGroup, EIO);
     ASSERT_EQ(tolerant.getEntries().size(), 1u);
     EXPECT_TRUE(tolerant.getEntries()[0].uuid.isNull());
 }
@@ -445,6 +515,24 @@ TEST_F(CustomACLTest, AMaskOfANumberKeepsItsLow32Bits) {
               0xFFFFFFFFu);
 }
 
+TEST_F(CustomACLTest, AMaskOfARealIsItsIntegerWhere64BitsHoldIt) {
+    const auto maskOf = [](double value) {
+        return read(list({entry(text("allow"), "UserName", text("alice"), real(value))})).getEntries()[0].mask;
+    };
+    EXPECT_EQ(maskOf(5), 5u);
+    EXPECT_EQ(maskOf(5.9), 5u);
+    EXPECT_EQ(maskOf(-1), 0xFFFFFFFFu);
+    EXPECT_EQ(maskOf(4294967301.5), 5u);
+    EXPECT_EQ(maskOf(-0x1p63), 0u);
+    EXPECT_EQ(maskOf(0x1.fffffffffffffp62), 0xFFFFFC00u);
+    for (const double none : {double{INFINITY}, -double{INFINITY}, double{NAN}, 1e30, -1e30, 0x1p63, 1e19,
+                              std::nextafter(-0x1p63, -1e30)}) {
+        EXPECT_EQ(errorOf(list({entry(text("allow"), "UserName", text("alice"), real(none))})),
+                  L"bad access mask in ACL entry at list [/Item_0/AccessMask]")
+            << none;
+    }
+}
+
 TEST_F(CustomACLTest, ABadMaskIsRefused) {
     const std::wstring expected = L"bad access mask in ACL entry at list [/Item_0/AccessMask]";
     const auto error = [&](const PropertyListRef& mask, const BitMaskConstant* table = kNames) {
@@ -504,29 +592,47 @@ TEST_F(CustomACLTest, AListNamesItsUsersWithoutAnySyntax) {
     }
 }
 
-TEST_F(CustomACLTest, ATextWithANULIsNeverTakenForWhatStandsBeforeIt) {
-    const auto cut = [](const char* before) {
-        const std::string bytes = std::string(before) + '\0' + "x";
-        return PropertyListRef::adopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                                              static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8,
-                                                              false));
-    };
-    EXPECT_EQ(errorOf(list({entry(cut("allow"), "UserName", text("alice"), number(1))})),
-              L"bad type of ACL entry at list [/Item_0/Type]");
-    EXPECT_EQ(errorOf(list({entry(text("allow"), "SID", cut("S-1-22-1-70001"), number(1))})),
-              L"bad SID in ACL entry at list [/Item_0/SID]");
-    EXPECT_EQ(errorOf(list({entry(text("allow"), "UserName", text("alice"), cut("read"))})),
-              L"bad access mask in ACL entry at list [/Item_0/AccessMask]");
-    EXPECT_EQ(errorOf(list({entry(text("allow"), "UUID", cut("12345678-1234-1234-1234-123456789012"), number(1))})),
-              L"none");
-    for (const auto& [key, message] : {std::pair("UserName", "user  unknown: "), {"GroupName", "group  unknown: "}}) {
-        CustomACL acl;
-        const PListNavigator navigator({list({entry(text("allow"), key, cut("alice"), number(1))}), L"list"});
-        EXPECT_EQ(said([&] {
-                      EXPECT_FALSE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict));
-                  }).substr(0, std::strlen(message)),
-                  message);
+TEST_F(CustomACLTest, ATextThatUTF8OrANULCutsShortIsNeverTakenForWhatStandsBeforeTheCut) {
+    for (const char16_t* cutter : {u"\0", u"\xD800", u"\xDC00", u"\xDC00\xD800"}) {
+        const auto cut = [cutter](const char* before, const char* after = "x") {
+            std::u16string units(before, before + std::strlen(before));
+            units += std::u16string_view(cutter).empty() ? std::u16string_view(u"\0", 1) : cutter;
+            units.append(after, after + std::strlen(after));
+            return PropertyListRef::adopt(CFStringCreateWithCharacters(
+                nullptr, reinterpret_cast<const UniChar*>(units.data()), static_cast<CFIndex>(units.size())));
+        };
+        for (const char* after : {"x", ""}) {
+            EXPECT_EQ(errorOf(list({entry(cut("allow", after), "UserName", text("alice"), number(1))})),
+                      L"bad type of ACL entry at list [/Item_0/Type]");
+            EXPECT_EQ(errorOf(list({entry(text("allow"), "SID", cut("S-1-22-1-70001", after), number(1))})),
+                      L"bad SID in ACL entry at list [/Item_0/SID]");
+            EXPECT_EQ(errorOf(list({entry(text("allow"), "UserName", text("alice"), cut("read", after))})),
+                      L"bad access mask in ACL entry at list [/Item_0/AccessMask]");
+            EXPECT_EQ(errorOf(list({entry(text("allow"), "UUID", cut("12345678-1234-1234-1234-123456789012", after),
+                                          number(1))})),
+                      L"none");
+            EXPECT_EQ(errorOf(cut("alice:allow:1", after)), L"bad ACL at list");
+            for (const auto& [key, name, message] :
+                 {std::tuple("UserName", "alice", "user  unknown: "), {"GroupName", "staff", "group  unknown: "}}) {
+                CustomACL acl;
+                const PListNavigator navigator({list({entry(text("allow"), key, cut(name, after), number(1))}), L"l"});
+                EXPECT_EQ(said([&] {
+                              EXPECT_FALSE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict));
+                          }).substr(0, std::strlen(message)),
+                          message);
+            }
+        }
     }
+}
+
+TEST_F(CustomACLTest, AWholePairIsATextLikeAnyOther) {
+    EXPECT_EQ(said([] {
+                  CustomACL acl;
+                  const PListNavigator navigator(
+                      {list({entry(text("allow"), "UserName", text("\xF0\x9F\x98\x80"), number(1))}), L"list"});
+                  EXPECT_FALSE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict));
+              }).substr(0, 18),
+              "user \xF0\x9F\x98\x80 unknown:");
 }
 
 TEST_F(CustomACLTest, ReadsAListOf100000Entries) {
@@ -579,6 +685,19 @@ TEST_F(CustomACLTest, NobodyNeverMatchesNotEvenItself) {
     EXPECT_FALSE(parsed("ABCDEFAB-CDEF-ABCD-EFAB-CDEFFFFFFFFE:allow:1").checkAccess(wellknown(0xFFFFFFFE), 1));
 }
 
+TEST_F(CustomACLTest, AnOrdinaryGroupIsNeverEverybodyOrNobody) {
+    names.setGroups("man:x:12:bob\nlast:x:4294967294:bob\n");
+    for (const char* id : {"%man", "S-1-22-2-12", "%last", "S-1-22-2-4294967294"}) {
+        const CustomACL allowing = parsed((std::string(id) + ":allow:0xFF").c_str());
+        EXPECT_TRUE(allowing.checkAccess(kBob, 0xFF)) << id;
+        EXPECT_FALSE(allowing.checkAccess(kAlice, 1)) << id;
+        const CustomACL denying =
+            parsed((std::string(id) + ":deny:1/ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000C:allow:1").c_str());
+        EXPECT_FALSE(denying.checkAccess(kBob, 1)) << id;
+        EXPECT_TRUE(denying.checkAccess(kAlice, 1)) << id;
+    }
+}
+
 TEST_F(CustomACLTest, AnyOtherWellKnownIdentityIsAnOrdinaryOne) {
     const CustomACL acl = parsed("ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000D:allow:1");
     EXPECT_TRUE(acl.checkAccess(wellknown(13), 1));
@@ -615,6 +734,34 @@ TEST_F(CustomACLDeathTest, AMatchingEntryOfAnotherTypeEndsTheProcess) {
         const CustomACL acl({{static_cast<CustomACEType>(type), 0, 1, kAlice}});
         EXPECT_DEATH((void)acl.checkAccess(kAlice, 1), "\\]KXCoreLib/CustomACL:614: abort\\(\\) called");
     }
+}
+
+TEST_F(CustomACLDeathTest, EveryEntryIsVisitedEvenWhenNothingRemainsToBeGranted) {
+    const CustomACL acl({{CustomACETypeAllow, 0, 1, kAlice}, {3, 0, 0, kAlice}});
+    EXPECT_DEATH((void)acl.checkAccess(kAlice, 1), "\\]KXCoreLib/CustomACL:614: abort\\(\\) called");
+    EXPECT_DEATH((void)acl.checkAccess(kAlice, 0), "\\]KXCoreLib/CustomACL:614: abort\\(\\) called");
+}
+
+TEST_F(CustomACLDeathTest, AListOfTooManyEntriesEndsTheProcess) {
+    constexpr std::size_t kTooMany = 0xFFFFFFFF;
+    // The entries are room that no memory stands behind, but for the first, which decides.
+    void* const room = mmap(nullptr, kTooMany * sizeof(CustomACE), PROT_READ | PROT_WRITE,
+                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(room, MAP_FAILED);
+    auto* const first = new (room) CustomACE{CustomACETypeDeny, 0, 1, kAlice};
+    const auto check = [first](std::size_t count) {
+        // A vector made of its three pointers, and never destroyed: none could be filled.
+        CustomACE* const pointers[] = {first, first + count, first + count};
+        alignas(std::vector<CustomACE>) unsigned char vector[sizeof(std::vector<CustomACE>)];
+        static_assert(sizeof vector == sizeof pointers);
+        std::memcpy(vector, pointers, sizeof vector);
+        alignas(CustomACL) unsigned char place[sizeof(CustomACL)];
+        return (new (place) CustomACL(std::move(*reinterpret_cast<std::vector<CustomACE>*>(vector))))
+            ->checkAccess(kAlice, 1);
+    };
+    EXPECT_FALSE(check(kTooMany - 1));
+    EXPECT_DEATH((void)check(kTooMany), "\\]KXCoreLib/CustomACL:543: abort\\(\\) called");
+    munmap(room, kTooMany * sizeof(CustomACE));
 }
 
 TEST_F(CustomACLDeathTest, AnEntryOfAnotherTypeWhoseMembershipCannotBeFoundOutEndsTheProcess) {

@@ -67,7 +67,8 @@ class KX_EXPORT CustomACL {
 
     /// Reads the value at `node` into `acl`, whose entries are replaced. No value makes an unrestricted list.
     ///
-    /// Throws PListValueError with the place of what is malformed, PListUnexpectedTypeError where a name is no text.
+    /// Throws PListValueError with the place of what is malformed, PListUnexpectedTypeError where a name is no text. A
+    /// text with a NUL or half of a surrogate pair is malformed, as a name it is nobody's.
     /// Answers false where an identity cannot be resolved in strict mode, or a text is wrong.
     static bool read(CustomACL& acl, const PListNode& node, const BitMaskConstant* table, InitMode mode);
 

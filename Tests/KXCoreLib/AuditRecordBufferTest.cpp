@@ -1,4 +1,9 @@
+#include "Deletions.h"
+
 #include <KXCoreLib/AuditRecord.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -7,7 +12,9 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 using namespace KXCore;
 
@@ -192,6 +199,67 @@ TEST(AuditRecordBuffer, ReadingDropsTheComputerNameObject) {
     ASSERT_NE(record.read_from_buffer(bytes, 0), AuditRecord::kNoRecord);
     EXPECT_STREQ(record.get_computer_name_str(), "HOST");
     EXPECT_NE(record.get_computer_name_str(), name->getName());
+}
+
+TEST(AuditRecordBuffer, ReadingReleasesTheComputerNameObjectAndKeepsTheAccount) {
+    const Bytes bytes = bytesOf(AuditRecord());
+    AuditRecord record;
+    boost::intrusive_ptr<NetBiosName> name = NetBiosName::create("host");
+    Deletions::await(name.get());
+    record.set_computer_name(name);
+    name.reset();
+    record.read_from_buffer(bytes, 1);
+    EXPECT_FALSE(Deletions::came()) << "a refusal changes nothing";
+    record.read_from_buffer(bytes, 0);
+    EXPECT_TRUE(Deletions::came());
+
+    boost::intrusive_ptr<AccountInfo> account =
+        AccountInfo::create(AccountTypeUser, 501, UUID{{1}}, "S-1-5-21-1", "HOST\\alice");
+    Deletions::await(account.get());
+    record.set_user(account);
+    account.reset();
+    record.read_from_buffer(bytes, 0);
+    EXPECT_FALSE(Deletions::came());
+    EXPECT_STREQ(record.get_user_name_str(), "");
+    record.set_user(nullptr);
+    EXPECT_TRUE(Deletions::came());
+}
+
+TEST(AuditRecordBuffer, RefusesARecordOfFourGigabytes) {
+    // One piece of memory again and again, with a NUL in the last one: half a gigabyte of text that takes no room.
+    constexpr std::size_t kPiece = std::size_t{1} << 21, kText = std::size_t{1} << 29;
+    const int file = memfd_create("text", MFD_CLOEXEC);
+    ASSERT_EQ(ftruncate(file, kPiece), 0);
+    auto* const place = static_cast<char*>(
+        mmap(nullptr, kText + kPiece, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    ASSERT_NE(place, MAP_FAILED);
+    for (std::size_t at = 0; at < kText; at += kPiece) {
+        ASSERT_NE(mmap(place + at, kPiece, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0), MAP_FAILED);
+    }
+    std::memset(place, 'x', kPiece);
+    place[kText] = '\0';
+
+    // Seven whole texts, an eighth to fill up what is left of the largest record, and six NULs.
+    constexpr std::size_t kLargest = 0xFFFFFFFC, kEighth = kLargest - kHeader - 7 * (kText + 1) - 1 - 6;
+    AuditRecord record;
+    record.set_computer_name_str(place);
+    record.set_sid_str(place);
+    record.set_user_name_str(place);
+    record.set_process_name_str(place);
+    record.set_action_str(place);
+    record.set_name_str(place);
+    record.set_information_str(place);
+    Bytes bytes = {1, 2, 3};
+    record.set_reason_str(place + kText - kEighth - 1);
+    EXPECT_THROW(record.append_to_buffer(bytes), std::length_error);
+    EXPECT_EQ(bytes, (Bytes{1, 2, 3}));
+    record.set_reason_str(place + kText - kEighth);
+    Deletions::largestBlock = kLargest / 2;  // which the refusal does not come to ask for
+    EXPECT_THROW(record.append_to_buffer(bytes), std::bad_alloc);
+    Deletions::largestBlock = SIZE_MAX;
+    EXPECT_EQ(bytes, (Bytes{1, 2, 3}));
+    munmap(place, kText + kPiece);
+    close(file);
 }
 
 TEST(AuditRecordBuffer, WalksRecordsByTheReturnedOffsets) {

@@ -1,3 +1,4 @@
+#include "Deletions.h"
 #include "TemporaryFolder.h"
 
 #include <KXCoreLib/AuditRecord.h>
@@ -10,6 +11,7 @@
 #include <limits>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 using namespace KXCore;
 
@@ -156,6 +158,17 @@ TEST(AuditRecord, AComputerNameTextReplacesTheObject) {
     EXPECT_STREQ(record.get_computer_name_str(), "Other");
 }
 
+TEST(AuditRecord, AComputerNameTextReleasesTheObject) {
+    AuditRecord record;
+    boost::intrusive_ptr<NetBiosName> name = NetBiosName::create("host");
+    Deletions::await(name.get());
+    record.set_computer_name(name);
+    name.reset();
+    EXPECT_FALSE(Deletions::came());
+    record.set_computer_name_str("Other");
+    EXPECT_TRUE(Deletions::came());
+}
+
 TEST(AuditRecord, ANullComputerNameClearsIt) {
     AuditRecord record;
     record.set_computer_name_str("Other");
@@ -183,6 +196,29 @@ TEST(AuditRecord, FormatsDatesBefore1970AndFarInTheFuture) {
     EXPECT_STREQ(record.get_date_str(), "10000-01-01T00:00:00.001");
     record.set_date({std::numeric_limits<time_t>::max(), 0});
     EXPECT_STREQ(record.get_date_str(), ".000");
+}
+
+TEST(AuditRecord, WritesMicrosecondsOutsideASecondAsTheyAre) {
+    for (const auto& [microseconds, text] : {std::pair(1'000'000L, "1970-01-01T00:00:00.1000"),
+                                             {1'234'567L, "1970-01-01T00:00:00.1234"},
+                                             {-1L, "1970-01-01T00:00:00.000"},
+                                             {-999L, "1970-01-01T00:00:00.000"},
+                                             {-1'000L, "1970-01-01T00:00:00.-01"},
+                                             {-250'000L, "1970-01-01T00:00:00.-250"}}) {
+        AuditRecord record;
+        record.set_date({0, microseconds});
+        EXPECT_STREQ(record.get_date_str(), text) << microseconds;
+        EXPECT_EQ(record.get_date().tv_usec, microseconds);
+    }
+    EXPECT_EQ(fileTime({0, 1'234'567}), 116444736012345670u);
+    EXPECT_EQ(fileTime({0, -1}), 116444735999999990u);
+    EXPECT_EQ(fileTime({1, -1'000'000}), fileTime({0, 0}));
+    for (const long extreme : {std::numeric_limits<long>::min(), std::numeric_limits<long>::max()}) {
+        AuditRecord record;
+        record.set_date({253402300799, extreme});
+        EXPECT_LT(std::strlen(record.get_date_str()), 32u);
+        EXPECT_EQ(std::string(record.get_date_str()).substr(0, 20), "9999-12-31T23:59:59.");
+    }
 }
 
 TEST(AuditRecord, ADateTextReplacesTheValueAndIsNeverParsed) {
@@ -233,6 +269,17 @@ TEST(AuditRecord, AnyOtherTypeTextIsANumberWithItsPrefix) {
     EXPECT_EQ(typeOf("-3"), -3);
     EXPECT_EQ(typeOf("4294967301"), 5);
     EXPECT_EQ(typeOf(""), 0);
+}
+
+TEST(AuditRecord, ATypeTextBeyondALongIsTheNearestLongCutTo32Bits) {
+    EXPECT_EQ(typeOf("99999999999999999999"), -1);
+    EXPECT_EQ(typeOf("0xFFFFFFFFFFFFFFFFFF"), -1);
+    EXPECT_EQ(typeOf("-99999999999999999999"), 0);
+    EXPECT_EQ(typeOf("9223372036854775807"), -1);
+    EXPECT_EQ(typeOf("-9223372036854775808"), 0);
+    EXPECT_EQ(typeOf("4294967299"), 3);
+    EXPECT_EQ(typeOf("-4294967295"), 1);
+    EXPECT_EQ(typeOf("2147483648"), std::numeric_limits<int>::min());
 }
 
 TEST(AuditRecord, DerivesTheTypeOnceAndKeepsIt) {
@@ -344,6 +391,30 @@ TEST(AuditRecord, TakesIdentitySIDAndNameFromAnAccountAndKeepsItAlive) {
     EXPECT_STREQ(record.get_user_uuid_str(), kUUIDText);
     EXPECT_STREQ(record.get_sid_str(), "S-1-5-21-1");
     EXPECT_STREQ(record.get_user_name_str(), "HOST\\alice");
+}
+
+TEST(AuditRecord, KeepsTheAccountWhenALaterSetterReplacesOneOfItsTexts) {
+    const std::pair<const char*, void (*)(AuditRecord&)> setters[] = {
+        {"name", [](AuditRecord& record) { record.set_user_name_str("other"); }},
+        {"SID", [](AuditRecord& record) { record.set_sid_str("other"); }},
+        {"identity", [](AuditRecord& record) { record.set_user_uuid(UUID{}); }},
+        {"text of the identity", [](AuditRecord& record) { record.set_user_uuid_str("other"); }},
+        {"computer", [](AuditRecord& record) { record.set_computer_name_str("other"); }}};
+    for (const auto& [what, set] : setters) {
+        SCOPED_TRACE(what);
+        AuditRecord record;
+        boost::intrusive_ptr<AccountInfo> account =
+            AccountInfo::create(AccountTypeUser, 501, kUUID, "S-1-5-21-1", "HOST\\alice");
+        Deletions::await(account.get());
+        record.set_user(account);
+        account.reset();
+        set(record);
+        ASSERT_FALSE(Deletions::came());
+        EXPECT_STREQ(record.get_sid_str(), std::string(what) == "SID" ? "other" : "S-1-5-21-1");
+        EXPECT_STREQ(record.get_user_name_str(), std::string(what) == "name" ? "other" : "HOST\\alice");
+        record.set_user(AccountInfo::create(AccountTypeUser, 502, kUUID, "S-1-5-21-2", "HOST\\bob"));
+        EXPECT_TRUE(Deletions::came()) << "another account takes its place";
+    }
 }
 
 TEST(AuditRecord, ANullAccountClearsIdentitySIDAndName) {

@@ -31,8 +31,11 @@ class KX_EXPORT AuditRecord {
     AuditRecord() noexcept {}  // not defaulted: a const record may then be made without an initialiser
 
     /// Copies what is set. Borrowed texts are shared with the source, so the copy of a record that was read from a
-    /// buffer points into that buffer too. A text that the source made itself the copy holds itself. Assigning a record
-    /// to itself changes nothing.
+    /// buffer points into that buffer too. The text that the source made of its date, type or user identity the copy
+    /// holds itself. Assigning a record to itself changes nothing.
+    ///
+    /// A text that a record made and that was then set as *another* of its fields, or of another record's, is borrowed
+    /// like any other: it is the first record's, and goes with it. Copies of either do not keep it alive.
     AuditRecord(const AuditRecord& other) noexcept;
     AuditRecord& operator=(const AuditRecord& other) noexcept;
     ~AuditRecord() = default;

@@ -13,14 +13,15 @@ namespace {
 /// lines of 64 or 76 go mostly by blocks, and enough that text in short words does not try in vain at each.
 constexpr std::size_t kCharactersBetweenTries = 8;
 
-/// No object is larger than this: a greater length can only be a mistake, and is refused before it is believed.
+/// No object is larger than this: a greater length can only be a mistake, and the decoders refuse it before they
+/// believe it.
 constexpr std::size_t kLongestInput = PTRDIFF_MAX;
 
 constexpr std::size_t dividedUp(std::size_t n, std::size_t by) noexcept { return n / by + (n % by != 0); }
 
-/// Whether (length + 2) / 3 * 4 + 1 is at most `capacity`, for any length.
+/// What the encoders ask for. The sum may wrap, but not for a length that any object has.
 constexpr bool encodedFits(std::size_t length, std::size_t capacity) noexcept {
-    return capacity != 0 && dividedUp(length, 3) <= (capacity - 1) / 4;
+    return (length + 2) / 3 * 4 + 1 <= capacity;
 }
 
 constexpr bool isSpace(unsigned char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }

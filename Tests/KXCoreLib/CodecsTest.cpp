@@ -300,31 +300,56 @@ TEST(Codecs, AcceptNullPointersForNothing) {
     EXPECT_EQ(kx_base64_decode(nullptr, 0, nullptr, 0), 0);
 }
 
-TEST(Codecs, RefuseLengthsThatWouldWrapTheCapacityTest) {
-    char small[16];
-    for (std::size_t less = 0; less < 64; ++less) {
-        const std::size_t length = SIZE_MAX - less;
-        EXPECT_EQ(kx_hex_encode("", length, small, sizeof small), -1);
-        EXPECT_EQ(kx_hex_decode("", length, small, sizeof small), -1);
-        EXPECT_EQ(kx_base64_encode("", length, small, sizeof small), -1);
-        EXPECT_EQ(kx_base64_decode("", length, small, sizeof small), -1);
-    }
-    // Where the product alone would wrap: SIZE_MAX / 4 * 3 is the last length whose Base64 can be counted.
-    for (const std::size_t length : {SIZE_MAX / 4 * 3 - 1, SIZE_MAX / 4 * 3, SIZE_MAX / 4 * 3 + 1, SIZE_MAX / 4 * 3 + 2,
-                                     SIZE_MAX / 4 * 3 + 3, SIZE_MAX / 4 * 3 + 4}) {
-        EXPECT_EQ(kx_base64_encode("", length, small, sizeof small), -1);
-        EXPECT_EQ(kx_hex_encode("", length, small, sizeof small), -1);
+TEST(Codecs, EncodersTakeALengthOfMinusOneOrTwoForNone) {
+    for (const auto encode : {kx_hex_encode, kx_base64_encode}) {
+        for (const std::size_t length : {SIZE_MAX, SIZE_MAX - 1}) {
+            char text[2] = {kUntouched, kUntouched};
+            EXPECT_EQ(encode("", length, text, 0), -1);
+            EXPECT_EQ(text[0], kUntouched);
+            EXPECT_EQ(encode("", length, text, 1), 0);
+            EXPECT_EQ(text[0], '\0');
+            EXPECT_EQ(text[1], kUntouched);
+        }
     }
 }
 
-TEST(Codecs, RefuseOrIgnoreLengthsThatNoBufferHas) {
+TEST(Codecs, EncodersAskForTheWrappedCapacityOfAnyOtherNegativeLength) {
+    constexpr std::size_t length = SIZE_MAX - 2;  // -3
+    constexpr std::size_t capacity = SIZE_MAX / 3 * 4 + 1;
+    static_assert(capacity == 0x5555555555555555);
+    for (const auto encode : {kx_hex_encode, kx_base64_encode}) {
+        char text = kUntouched;
+        EXPECT_EQ(encode("", length, &text, capacity - 1), -1);
+        EXPECT_EQ(text, kUntouched);
+        EXPECT_EQ(encode("", length, &text, capacity), 0);
+        EXPECT_EQ(text, '\0');
+    }
     char small[16];
+    for (std::size_t less = 2; less < 64; ++less) {
+        EXPECT_EQ(kx_hex_encode("", SIZE_MAX - less, small, sizeof small), -1);
+        EXPECT_EQ(kx_base64_encode("", SIZE_MAX - less, small, sizeof small), -1);
+    }
+}
+
+TEST(Codecs, EncodersWriteNothingForTheLeastSignedNumber) {
     constexpr std::size_t length = static_cast<std::size_t>(PTRDIFF_MAX) + 1;
-    EXPECT_EQ(kx_hex_encode("", length, small, SIZE_MAX), 0);  // not positive as a signed number
+    char small[16];
+    EXPECT_EQ(kx_hex_encode("", length, small, SIZE_MAX), 0);
     EXPECT_EQ(small[0], '\0');
     EXPECT_EQ(kx_base64_encode("", length, small, SIZE_MAX), 0);
-    EXPECT_EQ(kx_hex_decode("00", length, small, SIZE_MAX), -1);
-    EXPECT_EQ(kx_base64_decode("AAAA", length, small, SIZE_MAX), -1);
+}
+
+TEST(Codecs, DecodersRefuseEveryNegativeLength) {
+    char small[16];
+    for (const std::size_t capacity : {sizeof small, SIZE_MAX}) {
+        for (std::size_t less = 0; less < 64; ++less) {
+            EXPECT_EQ(kx_hex_decode("", SIZE_MAX - less, small, capacity), -1);
+            EXPECT_EQ(kx_base64_decode("", SIZE_MAX - less, small, capacity), -1);
+        }
+        constexpr std::size_t least = static_cast<std::size_t>(PTRDIFF_MAX) + 1;
+        EXPECT_EQ(kx_hex_decode("00", least, small, capacity), -1);
+        EXPECT_EQ(kx_base64_decode("AAAA", least, small, capacity), -1);
+    }
 }
 
 TEST(Codecs, DoNotDependOnTheLocale) {

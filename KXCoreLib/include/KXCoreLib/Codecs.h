@@ -9,6 +9,10 @@
 // Each returns how much it wrote, or -1. The capacity is tested before anything is written; after a -1 for any other
 // reason the output may hold what came before the fault.
 //
+// A length that is negative as a signed number is no object's. The encoders take it for 0 where the capacity passes their
+// test, which is computed without regard to overflow: so -1 and -2 need a capacity of 1. The decoders return -1 for it,
+// whatever the capacity: where (length + 1) / 2 wraps to 0, they would read beyond any text.
+//
 // White space, which the decoders pass over between groups, is what isspace takes for it in the "C" locale: space, tab,
 // newline, vertical tab, form feed and carriage return.
 //

@@ -3,9 +3,10 @@
 // The encodings of Unicode, and the direct way from one to another.
 //
 // An encoding is a class of static functions: `decode` reads one character and refuses everything that is not exactly
-// one (surrogates, values above 0x10FFFF, longer forms than needed), `encode` writes one. `decodeSure` and `encodeSure`
-// do the same where the longest character is sure to fit, and may look and write that far. All are small enough to
-// vanish into convertText, which is where the speed of the common conversions comes from.
+// one (surrogates, values above 0x10FFFF, longer forms than needed), `encode` writes one. `decodeIf` and `encodeAs` do
+// the same for characters of one range, all of one length, where the longest character is sure to fit, and may look and
+// write that far. All are small enough to vanish into convertText, which is where the speed of the common conversions
+// comes from.
 
 #include <algorithm>
 #include <array>
@@ -38,12 +39,23 @@ enum class Stop { UsedUp, Incomplete, Invalid, Full };
 /// No encoding of one character is longer than this, in any of those below.
 constexpr std::size_t kLongestCharacter = 4;
 
-/// What `decode` answers instead of a character's length.
+/// What `decode` returns instead of a character's length.
 constexpr int kIncomplete = 0;
 constexpr int kInvalid = -1;
 
 constexpr bool isSurrogate(char32_t c) noexcept { return c >= 0xD800 && c < 0xE000; }
+constexpr bool isLeadSurrogate(char32_t c) noexcept { return c >= 0xD800 && c < 0xDC00; }
+constexpr bool isTrailSurrogate(char32_t c) noexcept { return c >= 0xDC00 && c < 0xE000; }
 constexpr bool isCharacter(char32_t c) noexcept { return c <= 0x10FFFF && !isSurrogate(c); }
+
+/// The character of a lead and a trail.
+constexpr char32_t ofSurrogates(char32_t lead, char32_t trail) noexcept {
+    return 0x10000 + ((lead & 0x3FF) << 10 | (trail & 0x3FF));
+}
+
+/// Characters beyond ASCII by what they take: in any one encoding, all of a range are of one length. A text mostly
+/// stays within one of them.
+enum class CharacterRange { From80, From800, From10000 };
 
 struct UTF8Text {
     using Unit = std::uint8_t;
@@ -80,39 +92,46 @@ struct UTF8Text {
         return 4;
     }
 
-    /// The common lengths by one comparison of all marking bits each; the rest, and what is wrong, the long way.
-    static int decodeSure(const unsigned char* in, char32_t& c) noexcept {
+    template <CharacterRange range>
+    static constexpr std::size_t kLength = 2 + static_cast<std::size_t>(range);
+
+    /// All marking bits by one comparison.
+    template <CharacterRange range>
+    static bool decodeIf(const unsigned char* in, char32_t& c) noexcept {
         std::uint32_t bytes;
         std::memcpy(&bytes, in, sizeof bytes);
-        if ((bytes & 0x80) == 0) {
-            c = bytes & 0x7F;
-            return 1;
-        }
-        if ((bytes & 0xC0E0) == 0x80C0) {
+        if constexpr (range == CharacterRange::From80) {
             c = (bytes & 0x1F) << 6 | (bytes >> 8 & 0x3F);
-            return c >= 0x80 ? 2 : kInvalid;
-        }
-        if ((bytes & 0xC0C0F0) == 0x8080E0) {
+            return (bytes & 0xC0E0) == 0x80C0 && c >= 0x80;
+        } else if constexpr (range == CharacterRange::From800) {
             c = (bytes & 0x0F) << 12 | (bytes >> 2 & 0xFC0) | (bytes >> 16 & 0x3F);
-            return c >= 0x800 && !isSurrogate(c) ? 3 : kInvalid;
+            return (bytes & 0xC0C0F0) == 0x8080E0 && c >= 0x800 && !isSurrogate(c);
+        } else {
+            c = (bytes & 0x07) << 18 | (bytes << 4 & 0x3F000) | (bytes >> 10 & 0xFC0) | (bytes >> 24 & 0x3F);
+            return (bytes & 0xC0C0C0F8) == 0x808080F0 && c >= 0x10000 && c <= 0x10FFFF;
         }
-        return decode(in, kLongestCharacter, c);
     }
 
     static constexpr std::size_t length(char32_t c) noexcept {
         return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
     }
 
-    static std::size_t encodeSure(char32_t c, unsigned char* out) noexcept {
-        if (c >= 0x80 && c < 0x10000) {
-            // Lead and trails in one store, with a byte or two too many.
-            const std::uint32_t last = 0x80 | (c & 0x3F);
-            const std::uint32_t bytes =
-                c < 0x800 ? (0xC0 | c >> 6) | last << 8 : (0xE0 | c >> 12) | (0x80 | (c >> 6 & 0x3F)) << 8 | last << 16;
+    /// Lead and trails in one store, with a byte too many where there are three.
+    template <CharacterRange range>
+    static void encodeAs(char32_t c, unsigned char* out) noexcept {
+        const std::uint32_t last = 0x80 | (c & 0x3F);
+        const std::uint32_t lastButOne = 0x80 | (c >> 6 & 0x3F);
+        if constexpr (range == CharacterRange::From80) {
+            const auto bytes = static_cast<std::uint16_t>((0xC0 | c >> 6) | last << 8);
             std::memcpy(out, &bytes, sizeof bytes);
-            return c < 0x800 ? 2 : 3;
+        } else if constexpr (range == CharacterRange::From800) {
+            const std::uint32_t bytes = (0xE0 | c >> 12) | lastButOne << 8 | last << 16;
+            std::memcpy(out, &bytes, sizeof bytes);
+        } else {
+            const std::uint32_t bytes =
+                (0xF0 | c >> 18) | (0x80 | (c >> 12 & 0x3F)) << 8 | lastButOne << 16 | last << 24;
+            std::memcpy(out, &bytes, sizeof bytes);
         }
-        return encode(c, out);
     }
 
     static std::size_t encode(char32_t c, unsigned char* out) noexcept {
@@ -153,17 +172,38 @@ struct UTF16LEText {
             c = first;
             return 2;
         }
-        if (first >= 0xDC00) return kInvalid;
+        if (!isLeadSurrogate(first)) return kInvalid;
         if (left < 4) return kIncomplete;
         const char32_t second = unit(in + 2);
-        if (second < 0xDC00 || second > 0xDFFF) return kInvalid;
-        c = 0x10000 + ((first & 0x3FF) << 10 | (second & 0x3FF));
+        if (!isTrailSurrogate(second)) return kInvalid;
+        c = ofSurrogates(first, second);
         return 4;
     }
 
-    static int decodeSure(const unsigned char* in, char32_t& c) noexcept { return decode(in, kLongestCharacter, c); }
+    template <CharacterRange range>
+    static constexpr std::size_t kLength = range == CharacterRange::From10000 ? 4 : 2;
+
+    template <CharacterRange range>
+    static bool decodeIf(const unsigned char* in, char32_t& c) noexcept {
+        c = unit(in);
+        if constexpr (range == CharacterRange::From80) return c >= 0x80 && c < 0x800;
+        if constexpr (range == CharacterRange::From800) return c >= 0x800 && !isSurrogate(c);
+        const char32_t second = unit(in + 2);
+        const bool isPair = isLeadSurrogate(c) && isTrailSurrogate(second);
+        c = ofSurrogates(c, second);
+        return isPair;
+    }
 
     static constexpr std::size_t length(char32_t c) noexcept { return c < 0x10000 ? 2 : 4; }
+
+    template <CharacterRange range>
+    static void encodeAs(char32_t c, unsigned char* out) noexcept {
+        if constexpr (range == CharacterRange::From10000) {
+            encode(c, out);
+        } else {
+            put(c, out);
+        }
+    }
 
     static std::size_t encode(char32_t c, unsigned char* out) noexcept {
         if (c < 0x10000) {
@@ -174,8 +214,6 @@ struct UTF16LEText {
         put(0xDC00 + ((c - 0x10000) & 0x3FF), out + 2);
         return 4;
     }
-
-    static std::size_t encodeSure(char32_t c, unsigned char* out) noexcept { return encode(c, out); }
 
   private:
     static char32_t unit(const unsigned char* in) noexcept {
@@ -198,16 +236,28 @@ struct UTF32LEText {
         return isCharacter(c) ? 4 : kInvalid;
     }
 
-    static int decodeSure(const unsigned char* in, char32_t& c) noexcept { return decode(in, kLongestCharacter, c); }
+    template <CharacterRange range>
+    static constexpr std::size_t kLength = 4;
+
+    template <CharacterRange range>
+    static bool decodeIf(const unsigned char* in, char32_t& c) noexcept {
+        std::memcpy(&c, in, sizeof c);
+        if constexpr (range == CharacterRange::From80) return c >= 0x80 && c < 0x800;
+        if constexpr (range == CharacterRange::From800) return c >= 0x800 && c < 0x10000 && !isSurrogate(c);
+        return c >= 0x10000 && c <= 0x10FFFF;
+    }
 
     static constexpr std::size_t length(char32_t) noexcept { return 4; }
+
+    template <CharacterRange>
+    static void encodeAs(char32_t c, unsigned char* out) noexcept {
+        encode(c, out);
+    }
 
     static std::size_t encode(char32_t c, unsigned char* out) noexcept {
         std::memcpy(out, &c, sizeof c);
         return 4;
     }
-
-    static std::size_t encodeSure(char32_t c, unsigned char* out) noexcept { return encode(c, out); }
 };
 
 constexpr std::size_t kPlainBlock = 8;
@@ -251,6 +301,25 @@ void convertPlainBlock(const unsigned char* in, unsigned char* out) noexcept {
     std::memcpy(out, &to, sizeof to);
 }
 
+/// Converts the characters of a range that come next, `sure` at most; false when there is none.
+template <class From, class To, CharacterRange range>
+[[gnu::always_inline]] inline bool convertRun(Input& input, Output& output, std::size_t& sure) noexcept {
+    char32_t c;
+    if (!From::template decodeIf<range>(input.at, c)) return false;
+    const unsigned char* in = input.at;
+    unsigned char* out = output.at;
+    std::size_t left = sure;
+    do {
+        To::template encodeAs<range>(c, out);
+        in += From::template kLength<range>;
+        out += To::template kLength<range>;
+    } while (--left != 0 && From::template decodeIf<range>(in, c));
+    input.at = in;
+    output.at = out;
+    sure = left;
+    return true;
+}
+
 /// Converts character by character until something stops it, and leaves `input` and `output` exactly there. What of the
 /// output is beyond that, it may have used.
 template <class From, class To>
@@ -267,19 +336,29 @@ Stop convertText(Input& input, Output& output) noexcept {
         // So many characters need no look at either end.
         std::size_t sure = std::min(in.left(), out.room()) / kLongestCharacter;
         while (sure >= kPlainBlock) {
-            const std::size_t plain = plainUnits<Unit>(in.at);
+            const std::size_t count = plainUnits<Unit>(in.at);
             convertPlainBlock<Unit, typename To::Unit>(in.at, out.at);
-            in.at += plain * sizeof(Unit);
-            out.at += plain * sizeof(typename To::Unit);
-            sure -= plain;
-            if (plain == kPlainBlock) continue;
+            in.at += count * sizeof(Unit);
+            out.at += count * sizeof(typename To::Unit);
+            sure -= count;
+            if (count == kPlainBlock) continue;
             // Other characters come in runs too, with a blank here and there that is not worth a block.
-            for (char32_t c = 0x80; sure != 0 && (c >= 0x80 || !isPlain<Unit>(in.at)); --sure) {
-                const int length = From::decodeSure(in.at, c);
-                if (length == kInvalid) return stopped(Stop::Invalid);
-                in.at += length;
-                out.at += To::encodeSure(c, out.at);
+            bool isWrong = false;
+            while (sure != 0) {
+                if (isPlain<Unit>(in.at)) {
+                    const typename To::Unit plain = in.at[0];
+                    std::memcpy(out.at, &plain, sizeof plain);
+                    out.at += sizeof plain;
+                    in.at += sizeof(Unit);
+                    --sure;
+                    if (sure == 0 || isPlain<Unit>(in.at)) break;
+                }
+                isWrong = !convertRun<From, To, CharacterRange::From80>(in, out, sure) &&
+                          !convertRun<From, To, CharacterRange::From800>(in, out, sure) &&
+                          !convertRun<From, To, CharacterRange::From10000>(in, out, sure);
+                if (isWrong) break;
             }
+            if (isWrong) break;
         }
         if (in.left() == 0) return stopped(Stop::UsedUp);
         char32_t c;

@@ -1,4 +1,5 @@
 #include "CFStringEncoding.h"
+#include "Support/UnicodeText.h"
 
 #include <unicode/ucnv.h>
 
@@ -25,17 +26,6 @@ std::uint32_t load32(const UInt8* at, bool swapped) noexcept {
     return swapped ? __builtin_bswap32(character) : character;
 }
 
-template <class Unit>
-Unit* putCharacter(std::uint32_t character, Unit* out) noexcept {
-    if (character >= 0x10000) {
-        *out++ = static_cast<Unit>(0xD7C0 + (character >> 10));
-        *out++ = static_cast<Unit>(0xDC00 + (character & 0x3FF));
-    } else {
-        *out++ = static_cast<Unit>(character);
-    }
-    return out;
-}
-
 /// The UTF-16 units that UTF-8 text takes: one for each byte that begins a character, one more for each of those that
 /// take a surrogate pair. Of other bytes, no fewer than their first part that is UTF-8 takes.
 CFIndex countUnits(std::span<const UInt8> bytes) noexcept {
@@ -51,71 +41,12 @@ CFIndex countUnits(std::span<const UInt8> bytes) noexcept {
     return units;
 }
 
-/// The next four bytes, the first lowest; zeros stand for those behind the end.
-std::uint32_t nextFour(const UInt8* at, const UInt8* end) noexcept {
-    if (end - at >= 4) return load32(at, kHostIsBig);
-    std::uint32_t four = 0;
-    for (int i = 0; i < end - at; ++i) four |= static_cast<std::uint32_t>(at[i]) << (8 * i);
-    return four;
-}
-
-/// Writes the eight bytes at `at` to `out` and tells how many of them, from the first on, are ASCII; the rest of what
-/// is written is to be written over.
-int copyASCII(const UInt8* at, UniChar* out) noexcept {
-    std::uint64_t word;
-    std::memcpy(&word, at, sizeof word);
-    if constexpr (kHostIsBig) word = __builtin_bswap64(word);
-    for (int i = 0; i < 8; ++i) out[i] = at[i];
-    const std::uint64_t others = word & 0x8080808080808080u;
-    return others == 0 ? 8 : std::countr_zero(others) / 8;
-}
-
 /// Writes the units of UTF-8 text to `out`, of which countUnits said there are `count`. False where the bytes are not
-/// UTF-8: a stray or missing continuation, an overlong form, a surrogate, a number above 10FFFF (RFC 3629).
+/// UTF-8.
 bool convertUTF8(std::span<const UInt8> bytes, UniChar* out, CFIndex count) noexcept {
-    const UInt8* at = bytes.data();
-    const UInt8* const end = at + bytes.size();
-    const UniChar* const outEnd = out + count;
-    while (at != end) {
-        std::uint32_t four = nextFour(at, end);
-        if ((four & 0x80808080) == 0 && end - at >= 8 && outEnd - out >= 8) {
-            const auto count8 = copyASCII(at, out);
-            at += count8;
-            out += count8;
-        } else if ((four & 0x80) == 0) {
-            *out++ = *at++;
-        } else if ((four & 0xC0E0) == 0x80C0) {
-            // A character of two, three or four bytes is told, and its continuations checked, by one comparison. Its
-            // like mostly follow it.
-            do {
-                const std::uint32_t character = (four & 0x1F) << 6 | (four >> 8 & 0x3F);
-                if (character < 0x80) return false;
-                *out++ = static_cast<UniChar>(character);
-                at += 2;
-                four = nextFour(at, end);
-            } while ((four & 0xC0E0) == 0x80C0);
-        } else if ((four & 0xC0C0F0) == 0x8080E0) {
-            do {
-                const std::uint32_t character = (four & 0x0F) << 12 | (four >> 2 & 0xFC0) | (four >> 16 & 0x3F);
-                if (character < 0x800 || (character & 0xF800) == 0xD800) return false;
-                *out++ = static_cast<UniChar>(character);
-                at += 3;
-                four = nextFour(at, end);
-            } while ((four & 0xC0C0F0) == 0x8080E0);
-        } else if ((four & 0xC0C0C0F8) == 0x808080F0) {
-            do {
-                const std::uint32_t character =
-                    (four & 0x07) << 18 | (four << 4 & 0x3F000) | (four >> 10 & 0xFC0) | (four >> 24 & 0x3F);
-                if (character < 0x10000 || character > 0x10FFFF) return false;
-                out = putCharacter(character, out);
-                at += 4;
-                four = nextFour(at, end);
-            } while ((four & 0xC0C0C0F8) == 0x808080F0);
-        } else {
-            return false;
-        }
-    }
-    return true;
+    Input in{bytes.data(), bytes.data() + bytes.size()};
+    Output units{reinterpret_cast<unsigned char*>(out), reinterpret_cast<unsigned char*>(out + count)};
+    return convertText<UTF8Text, UTF16LEText>(in, units) == Stop::UsedUp;
 }
 
 int digit(UInt8 byte, int base) noexcept {
@@ -264,7 +195,7 @@ void DecodedText::judgeUTF32(bool isExternal) noexcept {
     std::uint32_t seen = 0;
     for (std::size_t i = 0; i < bytes_.size(); i += 4) {
         const std::uint32_t character = load32(bytes_.data() + i, swapped_);
-        if (character > 0x10FFFF || (character & 0xFFFFF800) == 0xD800) return;
+        if (!isCharacter(character)) return;
         length_ += character >= 0x10000 ? 2 : 1;
         seen |= character;
     }
@@ -304,7 +235,14 @@ bool DecodedText::copyToAny(Unit* out) const noexcept {
             for (std::size_t i = 0; i < size; i += 2) out[i / 2] = static_cast<Unit>(load16(bytes + i, swapped_));
             break;
         case Codec::UTF32:
-            for (std::size_t i = 0; i < size; i += 4) out = putCharacter(load32(bytes + i, swapped_), out);
+            for (std::size_t i = 0; i < size; i += 4) {
+                const char32_t character = load32(bytes + i, swapped_);
+                if constexpr (sizeof(Unit) == sizeof(UniChar)) {
+                    out += UTF16LEText::encode(character, reinterpret_cast<unsigned char*>(out)) / sizeof(Unit);
+                } else {
+                    *out++ = static_cast<Unit>(character);
+                }
+            }
             break;
         case Codec::NonLossyASCII:
         case Codec::Converter:

@@ -1,4 +1,5 @@
 #include "CFStringEncoding.h"
+#include "Support/UnicodeText.h"
 
 #include <unicode/ucnv.h>
 
@@ -19,13 +20,13 @@ struct Character {
     std::uint32_t value;
     CFIndex units;
 
-    bool isLone() const noexcept { return (value & 0xFFFFF800) == 0xD800; }
+    bool isLone() const noexcept { return isSurrogate(value); }
 };
 
 Character characterAt(const TextView& text, CFIndex index) noexcept {
     const UniChar unit = text[index];
-    if ((unit & 0xFC00) == 0xD800 && index + 1 < text.length && (text[index + 1] & 0xFC00) == 0xDC00)
-        return {0x10000u + ((unit & 0x3FFu) << 10) + (text[index + 1] & 0x3FFu), 2};
+    if (isLeadSurrogate(unit) && index + 1 < text.length && isTrailSurrogate(text[index + 1]))
+        return {ofSurrogates(unit, text[index + 1]), 2};
     return {unit, 1};
 }
 
@@ -54,89 +55,23 @@ CFIndex encodeDirect(const TextView& text, std::uint32_t limit, std::string_view
     });
 }
 
-/// Bytes that `character` takes in UTF-8; 0 for half a surrogate pair.
-CFIndex sizeInUTF8(Character character) noexcept {
-    if (character.value < 0x80) return 1;
-    if (character.value < 0x800) return 2;
-    if (character.isLone()) return 0;
-    return character.value < 0x10000 ? 3 : 4;
-}
-
-/// Writes the bytes of `value`, of which sizeInUTF8 says there are `size`.
-void putUTF8(std::uint32_t value, CFIndex size, UInt8* out) noexcept {
-    const auto continuation = [](std::uint32_t bits) { return static_cast<UInt8>(0x80 | (bits & 0x3F)); };
-    switch (size) {
-        case 1:
-            out[0] = static_cast<UInt8>(value);
-            break;
-        case 2:
-            out[0] = static_cast<UInt8>(0xC0 | value >> 6);
-            out[1] = continuation(value);
-            break;
-        case 3:
-            out[0] = static_cast<UInt8>(0xE0 | value >> 12);
-            out[1] = continuation(value >> 6);
-            out[2] = continuation(value);
-            break;
-        default:
-            out[0] = static_cast<UInt8>(0xF0 | value >> 18);
-            out[1] = continuation(value >> 12);
-            out[2] = continuation(value >> 6);
-            out[3] = continuation(value);
+CFIndex encodeUTF8(std::span<const UniChar> text, UInt8 lossByte, ByteSink& sink) noexcept {
+    const auto* const begin = reinterpret_cast<const unsigned char*>(text.data());
+    Input in{begin, begin + text.size_bytes()};
+    for (;;) {
+        unsigned char counted[1024];  // what is only counted is written here
+        Output out = sink.buffer ? Output{sink.buffer + sink.used, sink.buffer + sink.capacity}
+                                 : Output{counted, counted + sizeof counted};
+        const unsigned char* const start = out.at;
+        const Stop stop = convertText<UTF16LEText, UTF8Text>(in, out);
+        sink.used += out.at - start;
+        if (stop == Stop::Full && !sink.buffer) continue;
+        if (stop == Stop::UsedUp || stop == Stop::Full) break;
+        // Half a surrogate pair.
+        if (lossByte == 0 || !sink.write(&lossByte, 1)) break;
+        in.at += sizeof(UniChar);
     }
-}
-
-/// Writes characters from `at` on for as long as one of the largest size fits, so that room is asked for once for many
-/// of them. Stops at half a surrogate pair.
-CFIndex encodeUTF8Freely(const TextView& text, CFIndex at, ByteSink& sink) noexcept {
-    while (at < text.length) {
-        // A pair may begin as the last of the units counted on: it takes four bytes where three were counted.
-        const CFIndex stop = at + std::min(text.length - at, (sink.capacity - sink.used - 1) / 3);
-        if (at >= stop) break;
-        UInt8* out = sink.buffer + sink.used;
-        for (; at < stop; ++at) {
-            const UniChar unit = text.wide[at];
-            if (unit < 0x80) {
-                *out++ = static_cast<UInt8>(unit);
-            } else if (unit < 0x800) {
-                putUTF8(unit, 2, out);
-                out += 2;
-            } else if ((unit & 0xF800) != 0xD800) {
-                putUTF8(unit, 3, out);
-                out += 3;
-            } else if (const Character pair = characterAt(text, at); pair.units == 2) {
-                putUTF8(pair.value, 4, out);
-                out += 4;
-                ++at;
-            } else {
-                break;
-            }
-        }
-        sink.used = out - sink.buffer;
-        if (at < stop) break;
-    }
-    return at;
-}
-
-CFIndex encodeUTF8(const TextView& text, UInt8 lossByte, ByteSink& sink) noexcept {
-    CFIndex at = 0;
-    const CFIndex room = sink.buffer ? sink.capacity : PTRDIFF_MAX;
-    while (at < text.length) {
-        if (sink.buffer) at = encodeUTF8Freely(text, at, sink);
-        if (at == text.length) break;
-        const Character character = characterAt(text, at);
-        const CFIndex size = sizeInUTF8(character);
-        if (size > room - sink.used || (size == 0 && (lossByte == 0 || sink.used == room))) break;
-        if (sink.buffer) {
-            if (size > 0)
-                putUTF8(character.value, size, sink.buffer + sink.used);
-            else
-                sink.buffer[sink.used] = lossByte;
-        }
-        sink.used += std::max<CFIndex>(size, 1);
-        at += character.units;
-    }
-    return at;
+    return static_cast<CFIndex>(in.at - begin) / static_cast<CFIndex>(sizeof(UniChar));
 }
 
 bool isSwapped(ByteOrder order) noexcept {
@@ -250,12 +185,8 @@ class ConverterRun {
     CFIndex convert(Character character, char* out, std::size_t size) noexcept {
         char16_t units[2];
         const char16_t* from = units;
-        units[0] = static_cast<char16_t>(character.value);
-        if (character.units == 2) {
-            units[0] = static_cast<char16_t>(0xD7C0 + (character.value >> 10));
-            units[1] = static_cast<char16_t>(0xDC00 + (character.value & 0x3FF));
-        }
         if (character.isLone()) return -1;
+        UTF16LEText::encode(character.value, reinterpret_cast<unsigned char*>(units));
         UErrorCode error = U_ZERO_ERROR;
         char* to = out;
         ucnv_fromUnicode(converter_.get(), &to, out + size, &from, units + character.units, nullptr, false, &error);
@@ -308,7 +239,7 @@ CFIndex encode(TextView text, const Encoding& encoding, UInt8 lossByte, bool isE
             });
         }
         case Codec::UTF8:
-            return encodeUTF8(text, lossByte, sink);
+            return encodeUTF8(text.wideView(), lossByte, sink);
         case Codec::UTF16:
             return encodeUTF16(text, encoding.order, isExternal, sink);
         case Codec::UTF32:

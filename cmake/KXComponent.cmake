@@ -90,15 +90,22 @@ endfunction()
 
 # kx_test(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])
 #
-# A GoogleTest program; KX_SOURCE_DIR and KX_BINARY_DIR are defined in it as texts. Tests stand under CTest case by
+# A GoogleTest program; KX_SOURCE_DIR and KX_BINARY_DIR are defined as texts in the sources that name them. Tests stand under CTest case by
 # case, or as whole programs where starting each case costs too much (the sanitizers).
 function(kx_test target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;LABELS")
   add_executable(${target} ${arg_SOURCES})
   target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} KXWarnings GTest::gmock GTest::gtest_main Threads::Threads)
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/Tests")
-  target_compile_definitions(${target} PRIVATE
-    KX_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KX_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  # Only where a test asks: a path on the command line keeps the compiler's cache from serving another checkout.
+  foreach(source IN LISTS arg_SOURCES)
+    cmake_path(ABSOLUTE_PATH source)
+    file(STRINGS "${source}" uses REGEX "KX_(SOURCE|BINARY)_DIR" LIMIT_COUNT 1)
+    if(uses)
+      set_property(SOURCE "${source}" TARGET_DIRECTORY ${target} APPEND PROPERTY COMPILE_DEFINITIONS
+        KX_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KX_BINARY_DIR="${PROJECT_BINARY_DIR}")
+    endif()
+  endforeach()
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")
   if(NOT KX_SANITIZERS MATCHES "thread")
     # Optimising the many checks of the tests took half of the whole build; what is under test is optimised. Among

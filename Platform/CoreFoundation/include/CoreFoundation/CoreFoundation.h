@@ -17,4 +17,5 @@
 #include <CoreFoundation/CFSet.h>
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFStringEncodingExt.h>
+#include <CoreFoundation/CFTree.h>
 #include <CoreFoundation/CFUUID.h>

@@ -21,6 +21,7 @@ struct ThreadTerminationHook {
 BackgroundThread::~BackgroundThread() = default;
 
 void BackgroundThread::init(unsigned int port) {
+    terminationPort = port;
     const auto source = boost::make_shared<bind_run_loop_source<RunLoopSourceEventPort, ThreadTerminationHook>>(port);
     RunLoopSourceEventPort::initialize(source);
     terminationSource = source;
@@ -28,9 +29,8 @@ void BackgroundThread::init(unsigned int port) {
 }
 
 void BackgroundThread::stop() {
-    // Before init() there is no source and no port: the message has nowhere to go.
-    const mach_port_t port = terminationSource ? CFMachPortGetPort(terminationSource->getMachPort()) : MACH_PORT_NULL;
-    if (kx_send_notification_msg(port) != KERN_SUCCESS) FatalExit(kFile, 113);
+    // The port, not the source: init() may be making that at this moment. The port keeps the message until then.
+    if (kx_send_notification_msg(terminationPort) != KERN_SUCCESS) FatalExit(kFile, 113);
 }
 
 void BackgroundThread::destroy() { delete this; }
@@ -38,7 +38,9 @@ void BackgroundThread::destroy() { delete this; }
 // ---- Its thread
 
 BackgroundThreadProxy::BackgroundThreadProxy(BackgroundThread* service, const char* threadName)
-    : name(threadName), thread(service), port(MACH_PORT_NULL) {}
+    : name(threadName), thread(service), port(MACH_PORT_NULL) {
+    thread->terminationPort = port.getPort();
+}
 
 BackgroundThreadProxy::~BackgroundThreadProxy() { thread->destroy(); }
 

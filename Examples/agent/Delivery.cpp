@@ -58,8 +58,7 @@ void print(CFTypeRef item) {
 
 }  // namespace
 
-Delivery::Delivery(StreamStorage& stream, const EventPort& arrivals, BackgroundThreadEvent& ready)
-    : stream_(stream), arrivals_(arrivals), ready_(ready) {}
+Delivery::Delivery(StreamStorage& stream, const EventPort& arrivals) : stream_(stream), arrivals_(arrivals) {}
 
 void Delivery::run() {
     const auto source = boost::make_shared<OnSignal>(arrivals_, [this] { deliver(); });
@@ -68,7 +67,6 @@ void Delivery::run() {
     // The computer's name follows its changes on this loop.
     const auto computer = GetSystemInfoUpdater();
     computer->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
-    ready_.signal();
 
     deliver();  // what an earlier process left
     CFRunLoopRun();

@@ -9,8 +9,8 @@ namespace agent {
 /// and not yet discarded when the process dies is printed again by the next one: a record may come twice, never not.
 class Delivery : public KXCore::BackgroundThread {
   public:
-    /// Wakes up when `arrivals` is signalled; sets `ready` once it may be stopped. All outlive the thread.
-    Delivery(KXCore::StreamStorage& stream, const KXCore::EventPort& arrivals, KXCore::BackgroundThreadEvent& ready);
+    /// Wakes up when `arrivals` is signalled. Both outlive the thread.
+    Delivery(KXCore::StreamStorage& stream, const KXCore::EventPort& arrivals);
 
     void run() override;
 
@@ -19,7 +19,6 @@ class Delivery : public KXCore::BackgroundThread {
 
     KXCore::StreamStorage& stream_;
     const KXCore::EventPort& arrivals_;
-    KXCore::BackgroundThreadEvent& ready_;
 };
 
 }  // namespace agent

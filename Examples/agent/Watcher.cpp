@@ -84,10 +84,9 @@ int deviceTypeOf(std::string_view subsystem) {
 
 }  // namespace
 
-Watcher::Watcher(const Configuration& configuration, Auditor& auditor, BackgroundThreadEvent& ready)
+Watcher::Watcher(const Configuration& configuration, Auditor& auditor)
     : configuration_(configuration),
       auditor_(auditor),
-      ready_(ready),
       fd_(configuration.watch ? watchFolder(*configuration.watch) : watchKernel()) {}
 
 Watcher::~Watcher() { close(fd_); }
@@ -97,7 +96,6 @@ void Watcher::run() {
     OnReadable::initialize(source);
     source->enable();
     source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopCommonModes, 0);
-    ready_.signal();
 
     auditWhatIsThere();
     CFRunLoopRun();

@@ -10,8 +10,8 @@ namespace agent {
 class Watcher : public KXCore::BackgroundThread {
   public:
     /// Begins to watch at once, so that nothing is missed before the thread runs. Throws std::system_error where that
-    /// cannot be. Sets `ready` once it may be stopped. All outlive the thread.
-    Watcher(const Configuration& configuration, Auditor& auditor, KXCore::BackgroundThreadEvent& ready);
+    /// cannot be. Both outlive the thread.
+    Watcher(const Configuration& configuration, Auditor& auditor);
     ~Watcher() override;
 
     void run() override;
@@ -25,7 +25,6 @@ class Watcher : public KXCore::BackgroundThread {
 
     const Configuration& configuration_;
     Auditor& auditor_;
-    KXCore::BackgroundThreadEvent& ready_;
     const int fd_;
 };
 

@@ -51,12 +51,9 @@ int main(int argc, char** argv) {
 
         const EventPort arrivals(0);
         Auditor auditor(configuration, stream, arrivals);
-        BackgroundThreadEvent ready;
         const Threads threads;
-        StartBackgroundThread("delivery", new Delivery(stream, arrivals, ready));
-        ready.wait(nullptr);
-        StartBackgroundThread("watcher", new Watcher(configuration, auditor, ready));
-        ready.wait(nullptr);
+        StartBackgroundThread("delivery", new Delivery(stream, arrivals));
+        StartBackgroundThread("watcher", new Watcher(configuration, auditor));
 
         std::fprintf(stderr, "agent: watching %s\n", configuration.watch ? configuration.watch->c_str() : "the kernel");
 

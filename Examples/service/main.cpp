@@ -14,9 +14,6 @@ using namespace KXCore;
 
 class Printer : public BackgroundThread {
   public:
-    /// `ready` is signalled once the service may be stopped; it outlives the service.
-    explicit Printer(BackgroundThreadEvent& ready) : ready_(ready) {}
-
     /// Hands a line in. Any thread, while the service runs.
     void print(std::string line) {
         {
@@ -30,9 +27,8 @@ class Printer : public BackgroundThread {
         const auto source = boost::make_shared<Arrivals>(*this);
         RunLoopSourceEventPort::initialize(source);
         source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopDefaultMode, 0);
-        ready_.signal();  // init() has run: from here on a stop finds its way
-        CFRunLoopRun();   // until the thread is stopped
-        printAll();       // what came in between the last wake-up and the stop
+        CFRunLoopRun();  // until the thread is stopped
+        printAll();      // what came in between the last wake-up and the stop
     }
 
   private:
@@ -51,7 +47,6 @@ class Printer : public BackgroundThread {
         for (const std::string& line : lines) std::printf("%s\n", line.c_str());
     }
 
-    BackgroundThreadEvent& ready_;
     EventPort arrival_{0};
     std::mutex mutex_;
     std::vector<std::string> lines_;
@@ -60,11 +55,8 @@ class Printer : public BackgroundThread {
 }  // namespace
 
 int main() {
-    BackgroundThreadEvent ready;
-    auto* const printer = new Printer(ready);  // belongs to the registry from its start on
+    auto* const printer = new Printer;  // belongs to the registry from its start on
     StartBackgroundThread("printer", printer);
-    ready.wait(nullptr);
-
     printer->print("a line");
     printer->print("another line");
     StopBackgroundThread("printer");  // returns when the thread has ended; the printer has gone with it

@@ -4,14 +4,51 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
+#include <dlfcn.h>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+// Calls of the system, to see them or to make them fail. This program's definitions come before the C library's.
+
+namespace {
+
+std::atomic<int> joinResult{0};  // what pthread_join reports in place of joining, unless 0
+
+std::atomic<int> waits{0}, broadcasts{0};  // on conditions
+std::atomic<pthread_cond_t*> lastCondition{nullptr};
+std::atomic<pthread_mutex_t*> lastMutex{nullptr};
+
+template <class Function>
+Function* systems(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" int pthread_join(pthread_t thread, void** result) {
+    if (joinResult != 0) return joinResult;
+    return systems<int(pthread_t, void**)>("pthread_join")(thread, result);
+}
+
+extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    lastCondition = condition;
+    lastMutex = mutex;
+    ++waits;
+    return systems<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait")(condition, mutex);
+}
+
+extern "C" int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
+    ++broadcasts;
+    return systems<int(pthread_cond_t*)>("pthread_cond_broadcast")(condition);
+}
 
 namespace {
 
@@ -27,13 +64,18 @@ timespec fromNow(std::chrono::nanoseconds delay) {
     return {static_cast<time_t>(seconds.count()), static_cast<long>(std::chrono::nanoseconds(date - seconds).count())};
 }
 
-/// Waits until `flag` is set, with a bound.
-void waitFor(const std::atomic<bool>& flag) {
+/// Waits until something is so, with a bound.
+template <class Condition>
+void waitUntil(Condition isSo) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!flag) {
+    while (!isSo()) {
         ASSERT_LT(std::chrono::steady_clock::now(), end);
         std::this_thread::yield();
     }
+}
+
+void waitFor(const std::atomic<bool>& flag) {
+    waitUntil([&] { return flag.load(); });
 }
 
 /// What services note, in the order of events.
@@ -62,12 +104,12 @@ struct Service : BackgroundThread {
     }
     void init(unsigned int p) override {
         port = p;
-        BackgroundThread::init(p);
-    }
-    void run() override {
         char name[64] = "";
         pthread_getname_np(pthread_self(), name, sizeof name);
         threadName = name;
+        BackgroundThread::init(p);
+    }
+    void run() override {
         note("run");
         ready = true;
         if (before) before();
@@ -96,6 +138,19 @@ Service* start(const char* name, Service* service = new Service) {
 }
 
 bool lives(mach_port_t port) { return mach_port_mod_refs(mach_task_self(), port, MACH_PORT_RIGHT_RECEIVE, 0) == 0; }
+
+/// Uses the registry, on a thread of its own: a lock that keeps it out is a failure then and no deadlock.
+void useTheRegistry() {
+    if (testing::Test::HasFailure()) return;
+    const auto done = std::make_shared<std::atomic<bool>>(false);
+    std::thread([done] {
+        StopBackgroundThread("nobody");
+        StartBackgroundThread("somebody", new Service);
+        StopBackgroundThread("somebody");
+        *done = true;
+    }).detach();
+    waitFor(*done);
+}
 
 int countOf(const char* folder) {
     int count = 0;
@@ -229,11 +284,81 @@ TEST_F(BackgroundThreads, MayStopThemselves) {
     };
     StartBackgroundThread("self", service);
     waitFor(returned);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (Service::alive > 0) {
-        ASSERT_LT(std::chrono::steady_clock::now(), end);
-        std::this_thread::yield();
-    }
+    waitUntil([] { return Service::alive == 0; });
+}
+
+TEST_F(BackgroundThreads, MayUseTheRegistryWhileTheyAreStoppedAndJoined) {
+    struct Busy : Service {
+        Busy() { after = useTheRegistry; }
+        void stop() override {
+            useTheRegistry();
+            Service::stop();
+        }
+    };
+    start("by name", new Busy);
+    StopBackgroundThread("by name");
+    start("replaced", new Busy);
+    start("replaced", new Busy);
+    start("another", new Busy);
+    StopBackgroundThreads();
+    EXPECT_EQ(Service::alive, 0);
+}
+
+TEST_F(BackgroundThreads, AStopEndsTheInnerRunOnly) {
+    struct Nested : Service {
+        struct Call final : RunLoopSourceEventPort {
+            explicit Call(Nested& n) : RunLoopSourceEventPort(n.call), nested(n) {}
+            void callback() override { nested.called(); }
+            Nested& nested;
+        };
+        void run() override {
+            const auto source = boost::make_shared<Call>(*this);
+            RunLoopSourceEventPort::initialize(source);
+            source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopDefaultMode, 0);
+            CFRunLoopRun();
+        }
+        void called() {
+            if (++calls > 1) return;
+            ready = true;
+            inner = CFRunLoopRunInMode(kCFRunLoopDefaultMode, 60, false);
+            call.signal();  // for the outer run
+        }
+        EventPort call{0};
+        std::atomic<int> calls{0};
+        std::atomic<CFRunLoopRunResult> inner{};
+    };
+    auto* const service = new Nested;
+    service->call.signal();
+    start("nested", service);
+    service->stop();
+    waitUntil([&] { return service->calls == 2; });
+    EXPECT_EQ(service->inner, kCFRunLoopRunStopped);
+    StopBackgroundThread("nested");
+    EXPECT_EQ(Service::alive, 0);
+}
+
+TEST_F(BackgroundThreads, AnInnerRunThatWasStoppedMayPassTheStopOn) {
+    struct Nested : Service {
+        struct Call final : RunLoopSourceEventPort {
+            using RunLoopSourceEventPort::RunLoopSourceEventPort;
+            void callback() override {
+                if (CFRunLoopRunInMode(kCFRunLoopDefaultMode, 60, false) == kCFRunLoopRunStopped) {
+                    CFRunLoopStop(CFRunLoopGetCurrent());
+                }
+            }
+        };
+        void run() override {
+            const auto source = boost::make_shared<Call>(call);
+            RunLoopSourceEventPort::initialize(source);
+            source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopDefaultMode, 0);
+            call.signal();
+            CFRunLoopRun();
+        }
+        EventPort call{0};
+    };
+    StartBackgroundThread("nested", new Nested);
+    StopBackgroundThread("nested");
+    EXPECT_EQ(Service::alive, 0);
 }
 
 TEST_F(BackgroundThreads, AreDisposedOfByTheirDestroy) {
@@ -287,6 +412,58 @@ TEST_F(BackgroundThreads, TheServiceEndsWithTheLastReferenceToItsProxy) {
     EXPECT_FALSE(lives(port));
 }
 
+// ---- Stops that come before the thread has begun
+
+TEST_F(BackgroundThreads, MayBeStoppedRightAfterTheirStart) {
+    for (int i = 0; i < 200; ++i) {
+        StartBackgroundThread("fresh", new Service);
+        StopBackgroundThread("fresh");
+        ASSERT_EQ(Service::alive, 0);
+    }
+}
+
+TEST_F(BackgroundThreads, MayBeReplacedRightAfterTheirStart) {
+    for (int i = 0; i < 200; ++i) StartBackgroundThread("fresh", new Service);
+    EXPECT_EQ(Service::alive, 1);
+}
+
+TEST_F(BackgroundThreads, MayAllBeStoppedRightAfterTheirStart) {
+    for (int i = 0; i < 50; ++i) {
+        for (const char* const name : {"one", "two", "three", "four", "five"}) StartBackgroundThread(name, new Service);
+        StopBackgroundThreads();
+        ASSERT_EQ(Service::alive, 0);
+    }
+}
+
+TEST_F(BackgroundThreads, AStopBeforeInitIsHeardByTheRunThatFollows) {
+    struct Late : Service {
+        void init(unsigned int p) override {
+            waitFor(go);
+            Service::init(p);
+        }
+        std::atomic<bool> go{false};
+    };
+    std::atomic<bool> returned{false};
+    auto* const service = new Late;
+    service->after = [&] { returned = true; };
+    StartBackgroundThread("late", service);
+    service->stop();
+    service->stop();
+    service->go = true;
+    waitFor(returned);
+}
+
+TEST_F(BackgroundThreads, AStopGoesToThePortThatInitWasGiven) {
+    std::thread([] {
+        const EventPort port(0);
+        Service service;
+        service.init(port.getPort());
+        service.stop();
+        EXPECT_EQ(port.signal(), MACH_SEND_TIMED_OUT);  // one is waiting
+        service.run();
+    }).join();
+}
+
 // ---- Fatal ends
 
 TEST(BackgroundThreadDeathTest, AThreadThatTheSystemRefusesEndsTheProcess) {
@@ -319,6 +496,16 @@ TEST(BackgroundThreadDeathTest, AThreadThatCannotBeDetachedEndsTheProcess) {
         R"(\]KXCoreLib/ThreadUtils:78: abort\(\) called)");
 }
 
+TEST(BackgroundThreadDeathTest, AThreadThatCannotBeJoinedEndsTheProcess) {
+    EXPECT_DEATH(
+        {
+            start("unjoinable");
+            joinResult = EINVAL;
+            StopBackgroundThread("unjoinable");
+        },
+        R"(\]KXCoreLib/ThreadUtils:78: abort\(\) called)");
+}
+
 TEST(BackgroundThreadDeathTest, AStopThatHasNowhereToGoEndsTheProcess) {
     EXPECT_DEATH(Service().stop(), R"(\]KXCoreLib/ThreadUtils:113: abort\(\) called)");
     EXPECT_DEATH(
@@ -343,25 +530,14 @@ TEST_F(BackgroundThreads, AThousandStartsAndStopsLeaveNothingBehind) {
         StopBackgroundThread("again");
     }
     EXPECT_EQ(countOf("/proc/self/fd"), descriptors);
-    EXPECT_EQ(countOf("/proc/self/task"), threads);
+    waitUntil([&] { return countOf("/proc/self/task") <= threads; });  // one that is joined may still be on its way out
     for (const unsigned port : ports) ASSERT_FALSE(lives(port));
 }
 
 TEST_F(BackgroundThreads, RacingStartsOfOneNameLeaveOne) {
-    // A start that replaces another may only stop one that is ready: each waits for its own.
-    struct Ready : Service {
-        void init(unsigned int p) override {
-            Service::init(p);
-            ready = true;
-        }
-        void stop() override {
-            waitFor(ready);
-            Service::stop();
-        }
-    };
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 50; ++round) {
         std::vector<std::thread> threads;
-        for (int t = 0; t < 4; ++t) threads.emplace_back([] { StartBackgroundThread("contended", new Ready); });
+        for (int t = 0; t < 4; ++t) threads.emplace_back([] { StartBackgroundThread("contended", new Service); });
         for (std::thread& thread : threads) thread.join();
         EXPECT_EQ(Service::alive, 1);
     }
@@ -412,25 +588,73 @@ TEST(BackgroundThreadEvent, ADeadlineThatIsNoDateIsNoTimeOut) {
     EXPECT_EQ(event.wait(&past), 65535u);
 }
 
-TEST(BackgroundThreadEvent, CarriesWhatTheSignallerWroteBefore) {
-    BackgroundThreadEvent request, answer;
-    int value = 0;
-    std::thread other([&] {
+TEST(BackgroundThreadEvent, CarriesWhatWasWrittenBeforeEachOfTheSignalsThatAreOne) {
+    // From the signaller to the waiter only the event orders the two integers, which are plain. `posted` does not: it
+    // keeps the end of one round's signal, which may wake a waiter for nothing, out of the next round.
+    BackgroundThreadEvent event;
+    std::atomic<int> posted{0}, taken{0};
+    int first = 0, second = 0;
+    std::thread waiter([&] {
         for (int i = 1; i <= 1000; ++i) {
-            do request.wait(nullptr);
-            while (value != 2 * i - 1);
-            ++value;
-            answer.signal();
+            waitUntil([&] { return posted.load(std::memory_order_relaxed) == i; });
+            EXPECT_EQ(event.wait(nullptr), 0u);
+            EXPECT_EQ(first, i);
+            EXPECT_EQ(second, i);
+            taken.store(i, std::memory_order_release);
         }
     });
     for (int i = 1; i <= 1000; ++i) {
-        ++value;
-        request.signal();
-        do answer.wait(nullptr);
-        while (value != 2 * i);
+        first = i;
+        event.signal();
+        second = i;
+        event.signal();
+        posted.store(i, std::memory_order_relaxed);
+        waitUntil([&] { return taken.load(std::memory_order_acquire) == i; });
     }
-    other.join();
-    EXPECT_EQ(value, 2000);
+    waiter.join();
+}
+
+TEST(BackgroundThreadEvent, AWaiterThatIsWokenForNothingReturnsAndResetsNothing) {
+    BackgroundThreadEvent event;
+    std::atomic<unsigned> result{1};
+    waits = 0;
+    std::thread waiter([&] { result = event.wait(nullptr); });
+    waitUntil([] { return waits == 1; });
+    // The waiter holds the mutex until it sleeps.
+    pthread_mutex_lock(lastMutex);
+    pthread_mutex_unlock(lastMutex);
+    pthread_cond_broadcast(lastCondition);
+    waitUntil([&] { return result != 1 || waits > 1; });
+    EXPECT_EQ(waits, 1);
+    event.signal();
+    waiter.join();
+    EXPECT_EQ(result, 0u);
+    const timespec past{0, 0};
+    EXPECT_EQ(event.wait(&past), 0u);
+}
+
+TEST(BackgroundThreadEvent, ASignalWakesOneWaiter) {
+    constexpr int kWaiters = 4;
+    BackgroundThreadEvent event;
+    std::atomic<int> returned{0};
+    waits = 0;
+    std::vector<std::thread> waiters;
+    for (int t = 0; t < kWaiters; ++t) {
+        waiters.emplace_back([&] {
+            event.wait(nullptr);
+            ++returned;
+        });
+    }
+    waitUntil([] { return waits == kWaiters; });
+    pthread_mutex_lock(lastMutex);
+    pthread_mutex_unlock(lastMutex);
+    broadcasts = 0;
+    for (int t = 1; t <= kWaiters; ++t) {
+        event.signal();
+        waitUntil([&] { return returned >= t; });
+    }
+    EXPECT_EQ(broadcasts, 0);
+    for (std::thread& waiter : waiters) waiter.join();
 }
 
 TEST(BackgroundThreadEvent, WakesEachWaiterOncePerSignalItTakes) {

@@ -9,10 +9,13 @@
 /// Who owns what: a service that has been started belongs to the registry, which disposes of it by destroy() once its
 /// thread has ended and nobody else refers to it.
 ///
-/// Threads: the functions may be called from any thread; a service may stop itself, and is then detached, not joined.
-/// One thing is left to the caller: a thread can be stopped once it has run init(), so who may stop a service right
-/// after starting it waits for a sign from its run(), with a BackgroundThreadEvent for example. A stop before that ends
-/// the process.
+/// Threads: the functions may be called from any thread at any time, right after a start too: a thread that is stopped
+/// before it has begun runs init() and run(), and is stopped as soon as it runs its loop. A service may stop itself,
+/// and is then detached, not joined.
+///
+/// Nested runs: a stop ends the inner run only. Where a callback runs the loop again, in a common mode, it is that run
+/// which ends; the outer run goes on and the stopper waits. A run that ends as kCFRunLoopRunStopped says so: the
+/// callback passes the stop on with CFRunLoopStop(CFRunLoopGetCurrent()).
 ///
 /// When the system refuses a thread, a port or a join, the process ends with a line in the log.
 
@@ -44,14 +47,15 @@ class KX_EXPORT BackgroundThread : private boost::noncopyable {
     virtual ~BackgroundThread();
 
     /// On the new thread, before run(): makes the source by which `port` stops the thread's run loop, and schedules it
-    /// in the common modes. An override calls this one.
+    /// in the common modes. `port` is not owned. An override calls this one with the port that it was given.
     virtual void init(unsigned int port);
 
     /// On the new thread: what the service does, which is to run the current run loop until it is stopped. The thread
     /// ends when this returns; it stays registered until it is stopped.
     virtual void run() = 0;
 
-    /// Asks the thread to stop, and does not wait. Any thread, any number of times, after init().
+    /// Asks the thread to stop, and does not wait. Any thread, any number of times, once the service has been started.
+    /// Ends the process when there is no port to ask by: the service was never started, or its port has died.
     virtual void stop();
 
     /// Called when the last reference to the thread has gone, on whichever thread that was: deletes the object. An
@@ -59,7 +63,10 @@ class KX_EXPORT BackgroundThread : private boost::noncopyable {
     virtual void destroy();
 
   private:
-    boost::shared_ptr<RunLoopSourceEventPort> terminationSource;
+    friend class BackgroundThreadProxy;
+
+    boost::shared_ptr<RunLoopSourceEventPort> terminationSource;  // of the thread itself: made and used there only
+    std::atomic<mach_port_t> terminationPort{MACH_PORT_NULL};     // set by the proxy, before there is a thread
 };
 
 /// One system thread with its service: started, run and joined through this.
@@ -132,7 +139,7 @@ class KX_EXPORT BackgroundThreadEvent {
     void signal();
 
     /// Waits until the event is set or `deadline` (a date of CLOCK_REALTIME; null: none) has passed, and resets it.
-    /// 0, or 65535 when the deadline passed first. A waiter may also be woken for nothing: then the answer is 0 too,
+    /// 0, or 65535 when the deadline passed first. A waiter may also be woken for nothing: then the result is 0 too,
     /// and the event is not reset. So check what the event stands for.
     unsigned wait(const timespec* deadline);
 

@@ -29,6 +29,7 @@ function(kx_component library name)
     list(TRANSFORM arg_SOURCES PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
     target_sources(${library} PRIVATE ${arg_SOURCES})
   endif()
+  set(headers "")
   foreach(header IN LISTS arg_HEADERS)
     set(above "${CMAKE_CURRENT_SOURCE_DIR}")
     while(NOT EXISTS "${above}/include/${header}")
@@ -38,9 +39,13 @@ function(kx_component library name)
       cmake_path(GET above PARENT_PATH above)
     endwhile()
     set_property(GLOBAL APPEND PROPERTY KX_EXPORTED_HEADERS "${above}/include/${header}")
+    list(APPEND headers "${above}/include/${header}")
   endforeach()
 
   file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
+  # For scripts/mutants.
+  set_property(GLOBAL APPEND_STRING PROPERTY KX_COMPONENTS
+    "${library}|${name}|${folder}|${arg_SOURCES}|${headers}|${arg_TESTED_BY}\n")
 
   set(test "${PROJECT_SOURCE_DIR}/Tests/${folder}/${name}Test.cpp")
   if(NOT EXISTS "${test}" AND NOT arg_TESTED_BY)

@@ -1,11 +1,15 @@
 #include <KXCoreLib/Atomic.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <latch>
+#include <new>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -330,6 +334,90 @@ TEST(AtomicInvalidateableRef, InvalidateWithAReaderInsideLeavesTheTargetToTheLas
     EXPECT_EQ(*WordOf(&object), 0x02000001u);
     EXPECT_EQ(reference.get_pointer(), nullptr);
     EXPECT_EQ(*WordOf(&object), 0x02000001u);
+}
+
+// A reader can be halted between the test and its leaving: its next step there is to add a reference to the target, and
+// a target on a page that may not be touched makes that step fault. The handler is then what other threads do
+// meanwhile.
+
+class HaltedReader : public testing::Test {
+  protected:
+    void SetUp() override {
+        size_ = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        page_ = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(page_, MAP_FAILED);
+        object = new (page_) Parked;
+        running_ = this;
+    }
+    void TearDown() override {
+        object->~Parked();
+        munmap(page_, size_);
+    }
+
+    /// get_pointer(), with `meanwhile` run once it has found the reference valid.
+    atomic_refcounted* getPointer(const atomic_invalidateable_ref_impl& reference, std::function<void()> meanwhile) {
+        meanwhile_ = std::move(meanwhile);
+        struct sigaction action {};
+        action.sa_handler = [](int) {
+            mprotect(running_->page_, running_->size_, PROT_READ | PROT_WRITE);
+            running_->isHalted = true;
+            running_->meanwhile_();
+        };
+        struct sigaction before {};
+        sigaction(SIGSEGV, &action, &before);
+        mprotect(page_, size_, PROT_NONE);
+        atomic_refcounted* const found = reference.get_pointer();
+        mprotect(page_, size_, PROT_READ | PROT_WRITE);
+        sigaction(SIGSEGV, &before, nullptr);
+        return found;
+    }
+
+    Parked* object = nullptr;
+    bool isHalted = false;
+
+  private:
+    inline static HaltedReader* running_ = nullptr;
+    std::size_t size_ = 0;
+    void* page_ = nullptr;
+    std::function<void()> meanwhile_;
+};
+
+using AtomicInvalidateableRefWithAReaderPastTheTest = HaltedReader;
+
+TEST_F(AtomicInvalidateableRefWithAReaderPastTheTest, InvalidateLeavesItTheTargetAndTheLastRelease) {
+    atomic_invalidateable_ref_impl reference(object);
+    intrusive_ptr_release(object);  // the reference is the only owner
+    atomic_refcounted* const found = getPointer(reference, [&] {
+        reference.invalidate();
+        EXPECT_EQ(*WordOf(&reference), 0x02000001u);
+        EXPECT_EQ(*WordOf(object), 0x02000001u);  // still owned by the reference
+        reference.invalidate();
+        EXPECT_EQ(*WordOf(object), 0x02000001u);
+    });
+    ASSERT_TRUE(isHalted);
+    EXPECT_EQ(found, object);
+    EXPECT_TRUE(object->incarnations.empty());
+    EXPECT_EQ(*WordOf(object), 0x02000001u);  // the reader's own; it has released the other
+    EXPECT_EQ(*WordOf(&reference), 0x02000000u);
+    EXPECT_EQ(reference.get_pointer(), nullptr);
+    intrusive_ptr_release(found);
+    EXPECT_EQ(object->incarnations, (std::vector<int>{0}));
+}
+
+TEST_F(AtomicInvalidateableRefWithAReaderPastTheTest, ReadersThatComeAndGoMeanwhileReleaseNothing) {
+    atomic_invalidateable_ref_impl reference(object);
+    atomic_refcounted* const found = getPointer(reference, [&] {
+        reference.invalidate();
+        EXPECT_EQ(reference.get_pointer(), nullptr);
+        EXPECT_EQ(*WordOf(&reference), 0x02000001u);
+        EXPECT_EQ(*WordOf(object), 0x02000002u);
+    });
+    ASSERT_TRUE(isHalted);
+    EXPECT_EQ(found, object);
+    EXPECT_EQ(*WordOf(object), 0x02000002u);
+    intrusive_ptr_release(found);
+    intrusive_ptr_release(object);
+    EXPECT_EQ(object->incarnations, (std::vector<int>{0}));
 }
 
 TEST(AtomicInvalidateableRefDeathTest, BadStateEndsTheProcess) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <thread>
 #include <type_traits>
@@ -12,13 +13,25 @@
 
 extern "C" kern_return_t SignalTwiceFromC(mach_port_t* port);
 
-// The system's two calls that cannot be made to fail otherwise. This program's definitions come before the platform's.
+// The system's calls that cannot be made to fail otherwise, and the one whose arguments leave no trace. This program's
+// definitions come before the platform's.
 
 namespace {
 
 kern_return_t allocateAnswer = KERN_SUCCESS;
 kern_return_t setAttributesAnswer = KERN_SUCCESS;
 mach_port_t lastAllocated = MACH_PORT_NULL;
+bool addsRightToSend = false;  // when the attributes of a port are to be set
+
+struct Sent {
+    mach_msg_header_t header;
+    mach_msg_option_t option;
+    mach_msg_size_t sendSize, receiveSize;
+    mach_port_name_t receivePort;
+    mach_msg_timeout_t timeout;
+    mach_port_name_t notify;
+};
+thread_local Sent lastSent;
 
 template <class Function>
 Function* systems(const char* name) {
@@ -36,8 +49,19 @@ extern "C" kern_return_t mach_port_allocate(ipc_space_t task, mach_port_right_t 
 
 extern "C" kern_return_t mach_port_set_attributes(ipc_space_t task, mach_port_name_t name, mach_port_flavor_t flavor,
                                                   mach_port_info_t info, mach_msg_type_number_t count) {
+    if (addsRightToSend) mach_port_insert_right(task, name, name, MACH_MSG_TYPE_MAKE_SEND);
     if (setAttributesAnswer != KERN_SUCCESS) return setAttributesAnswer;
     return systems<decltype(mach_port_set_attributes)>("mach_port_set_attributes")(task, name, flavor, info, count);
+}
+
+extern "C" mach_msg_return_t mach_msg(mach_msg_header_t* message, mach_msg_option_t option, mach_msg_size_t sendSize,
+                                      mach_msg_size_t receiveSize, mach_port_name_t receivePort,
+                                      mach_msg_timeout_t timeout, mach_port_name_t notify) {
+    if (option & MACH_SEND_MSG) {
+        lastSent = {*message, option, sendSize, receiveSize, receivePort, timeout, notify};
+    }
+    return systems<decltype(mach_msg)>("mach_msg")(message, option, sendSize, receiveSize, receivePort, timeout,
+                                                   notify);
 }
 
 namespace {
@@ -92,6 +116,17 @@ TEST(MachPort, TakesOverANameAndDeallocatesIt) {
     EXPECT_FALSE(lives(name));
 }
 
+TEST(MachPort, GivesUpOneRightAndDoesNotDestroyTheOthers) {
+    mach_port_t name = MACH_PORT_NULL;
+    ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &name), KERN_SUCCESS);
+    ASSERT_EQ(mach_port_insert_right(mach_task_self(), name, name, MACH_MSG_TYPE_MAKE_SEND), KERN_SUCCESS);
+    { const MachPort port(name); }
+    EXPECT_TRUE(lives(name));
+    EXPECT_EQ(mach_port_mod_refs(mach_task_self(), name, MACH_PORT_RIGHT_SEND, 0), KERN_INVALID_RIGHT);
+    { const EventPort port(name); }
+    EXPECT_FALSE(lives(name));
+}
+
 TEST(MachPort, MayHoldANameThatStandsForNothing) {
     const MachPort port(12345);
     EXPECT_EQ(port.getPort(), 12345u);
@@ -125,9 +160,30 @@ TEST(EventPort, MakesTheQueueOfAPortItIsGivenHoldOneMessage) {
     EXPECT_EQ(statusOf(name).limit, 1u);
 }
 
-TEST(EventPort, SendsABareHeader) {
+namespace {
+
+/// The last message was a bare header to `port`, as bytes and as the system was asked to send it.
+void expectNotificationTo(mach_port_t port) {
+    const std::uint32_t words[6] = {0x14, 24, port, 0, 0, 0};
+    static_assert(sizeof words == sizeof lastSent.header);
+    EXPECT_EQ(std::memcmp(&lastSent.header, words, sizeof words), 0);
+    EXPECT_EQ(lastSent.option, MACH_SEND_MSG | MACH_SEND_TIMEOUT);
+    EXPECT_EQ(lastSent.sendSize, 24u);
+    EXPECT_EQ(lastSent.receiveSize, 0u);
+    EXPECT_EQ(lastSent.receivePort, MACH_PORT_NULL);
+    EXPECT_EQ(lastSent.timeout, 0u);
+    EXPECT_EQ(lastSent.notify, MACH_PORT_NULL);
+}
+
+}  // namespace
+
+TEST(EventPort, SendsABareHeaderWithoutWaiting) {
     const EventPort port(0);
-    ASSERT_EQ(port.signal(), KERN_SUCCESS);
+    for (int i = 0; i < 2; ++i) {  // into the empty queue, and when it is full
+        std::memset(&lastSent, 0xFF, sizeof lastSent);
+        port.signal();
+        expectNotificationTo(port.getPort());
+    }
     mach_msg_header_t message{};
     ASSERT_EQ(receive(port.getPort(), message), MACH_MSG_SUCCESS);
     EXPECT_EQ(message.msgh_size, 24u);
@@ -170,6 +226,15 @@ TEST(NotificationPort, IsAllocatedSignalledAndReceivedFrom) {
     EXPECT_EQ(mach_port_deallocate(mach_task_self(), port), KERN_SUCCESS);
 }
 
+TEST(NotificationPort, IsSentTheSameMessage) {
+    const EventPort port(0);
+    for (int i = 0; i < 2; ++i) {
+        std::memset(&lastSent, 0xFF, sizeof lastSent);
+        EXPECT_EQ(kx_send_notification_msg(port.getPort()), KERN_SUCCESS);
+        expectNotificationTo(port.getPort());
+    }
+}
+
 TEST(NotificationPort, ThatCannotBeMadeLeavesTheCallersNameAlone) {
     mach_port_t port = 77;
     allocateAnswer = KERN_RESOURCE_SHORTAGE;
@@ -180,6 +245,19 @@ TEST(NotificationPort, ThatCannotBeMadeLeavesTheCallersNameAlone) {
     setAttributesAnswer = KERN_SUCCESS;
     EXPECT_EQ(port, 77u);
     EXPECT_FALSE(lives(lastAllocated));  // what was allocated for it has been given back
+}
+
+TEST(NotificationPort, ThatCannotBeMadeIsDeallocatedAndNotDestroyed) {
+    mach_port_t port = 77;
+    addsRightToSend = true;
+    setAttributesAnswer = KERN_INVALID_VALUE;
+    EXPECT_EQ(kx_allocate_notification_port(&port), KERN_INVALID_VALUE);
+    setAttributesAnswer = KERN_SUCCESS;
+    addsRightToSend = false;
+    EXPECT_EQ(port, 77u);
+    EXPECT_TRUE(lives(lastAllocated));  // the right to send has been given up, the one to receive has not
+    EXPECT_EQ(mach_port_mod_refs(mach_task_self(), lastAllocated, MACH_PORT_RIGHT_SEND, 0), KERN_INVALID_RIGHT);
+    mach_port_deallocate(mach_task_self(), lastAllocated);
 }
 
 TEST(NotificationPort, ThatDoesNotLiveIsReportedAndNothingEnds) {

@@ -1,6 +1,6 @@
 #include "CoreFoundation/String/CFStringObject.h"
 #include "CoreFoundation/Values/CFNumberObject.h"
-#include "PropertyListEncoding.h"
+#include "PropertyListDocument.h"
 #include "PropertyListTree.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -9,22 +9,6 @@
 #include <optional>
 
 using namespace KXPlatform;
-
-namespace KXPlatform {
-
-void throwReadFault(std::string reason) { throw PropertyListFault{std::move(reason), kCFPropertyListReadCorruptError}; }
-
-void throwWriteFault(std::string reason) {
-    throw PropertyListFault{std::move(reason), kCFPropertyListWriteStreamError};
-}
-
-void throwNotAPropertyList(CFTypeRef value) {
-    if (!value) throwWriteFault("The list holds a null pointer");
-    throwWriteFault(std::string("The list holds a ") + typeName(object(value)->cls->typeID) +
-                    ", which no property list may hold");
-}
-
-}  // namespace KXPlatform
 
 namespace {
 

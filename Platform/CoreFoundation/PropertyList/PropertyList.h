@@ -1,10 +1,11 @@
 #pragma once
 
-// What the readers and writers of property lists share: their limits, how they fail, and their entry points.
+// What the readers and writers of property lists share: their limits and their entry points.
 //
 // A reader or writer works on one document on one thread and throws a PropertyListFault (or std::bad_alloc) when it
 // cannot go on; the public functions of CFPropertyList.cpp turn that into a null result and an error.
 
+#include "PropertyListFault.h"
 #include "Support/SmallVector.h"
 
 #include <CoreFoundation/CFDate.h>
@@ -29,15 +30,6 @@ inline constexpr std::size_t kMaximumPropertyListSize = std::size_t{1} << 30;
 /// is shared over and over does not keep a walk busy for ever.
 inline constexpr std::size_t kMaximumPropertyListValues = std::size_t{1} << 26;
 
-/// Why a document cannot be read or written, in words for a person.
-struct PropertyListFault {
-    std::string reason;
-    CFIndex code;
-};
-
-[[noreturn]] void throwReadFault(std::string reason);
-[[noreturn]] void throwWriteFault(std::string reason);
-
 using PropertyListBytes = std::span<const UInt8>;
 
 /// The bytes of a document being written; few documents leave the part on the stack.
@@ -55,8 +47,5 @@ bool looksLikePropertyListXML(std::string_view document) noexcept;
 
 void writePropertyListXML(CFTypeRef list, PropertyListOutput& output);
 void writePropertyListBinary(CFTypeRef list, PropertyListOutput& output);
-
-/// Throws a write fault that names the object's type.
-[[noreturn]] void throwNotAPropertyList(CFTypeRef object);
 
 }  // namespace KXPlatform

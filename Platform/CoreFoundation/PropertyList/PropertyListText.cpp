@@ -8,8 +8,8 @@
 // Everything that is no container or data is a string. Blanks and comments (// and /* */) may stand anywhere between.
 
 #include "CoreFoundation/String/CFStringObject.h"
-#include "PropertyListEncoding.h"
 #include "PropertyListTree.h"
+#include "PropertyListWideText.h"
 
 namespace KXPlatform {
 namespace {
@@ -212,7 +212,7 @@ class TextReader {
             if (p_ == end_) fail(start, "A string without its closing quote begins");
             takeEscape();
         }
-        if (!isWellFormed()) fail(start, "Half of a surrogate pair in the string that begins");
+        if (!isWellFormed(wide_)) fail(start, "Half of a surrogate pair in the string that begins");
     }
 
     /// What a backslash before `p_` and the character there stand for.
@@ -255,16 +255,6 @@ class TextReader {
         --p_;
     }
 
-    bool isWellFormed() const noexcept {
-        for (std::size_t i = 0; i < wide_.size(); ++i) {
-            if (CFStringIsSurrogateLowCharacter(wide_[i])) return false;
-            if (!CFStringIsSurrogateHighCharacter(wide_[i])) continue;
-            if (i + 1 == wide_.size() || !CFStringIsSurrogateLowCharacter(wide_[i + 1])) return false;
-            ++i;
-        }
-        return true;
-    }
-
     const std::string_view document_;
     const char* p_;
     const char* const end_;
@@ -273,7 +263,7 @@ class TextReader {
     bool endsWithoutBrace_ = false;
     bool isWide_ = false;
     std::string_view narrow_;
-    WideScratch wide_;
+    WideText wide_;
     SmallVector<UInt8, 256> bytes_;
 };
 

@@ -4,11 +4,12 @@
 #include "CoreFoundation/Values/CFNumberObject.h"
 #include "PropertyListAccess.h"
 #include "PropertyListNumbers.h"
+#include "Support/Base64.h"
+#include "Support/UnicodeText.h"
+#include "Support/WordAtATime.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <array>
-#include <bit>
 #include <charconv>
 #include <cstring>
 
@@ -24,27 +25,13 @@ constexpr std::string_view kHead =
 constexpr std::string_view kTail = "</plist>\n"sv;
 constexpr std::string_view kTabs = "\t\t\t\t\t\t\t\t"sv;
 
-constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-/// The two characters of every 12 bits: half the look-ups and half the stores.
-constexpr std::array<std::array<char, 2>, 4096> kBase64Pairs = [] {
-    std::array<std::array<char, 2>, 4096> pairs{};
-    for (std::size_t bits = 0; bits < pairs.size(); ++bits) pairs[bits] = {kBase64[bits >> 6], kBase64[bits & 63]};
-    return pairs;
-}();
-
 /// Data lines are indented this far at most, and shorten by eight characters for each tab before them.
 constexpr std::size_t kDeepestDataIndent = 8;
 constexpr std::size_t kDataLineWidth = 76;
 
-constexpr std::uint64_t kOnes = 0x0101010101010101;
-constexpr std::uint64_t kHighs = 0x8080808080808080;
-
-constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept { return (word - kOnes) & ~word & kHighs; }
-
 /// Whether one of eight ASCII characters is '&', '<' or '>'; the last two differ in one bit.
 constexpr bool holdsSpecial(std::uint64_t word) noexcept {
-    return (zeroBytes(word ^ (kOnes * '&')) | zeroBytes((word | kOnes * 2) ^ (kOnes * '>'))) != 0;
+    return (zeroBytes(word ^ everywhere('&')) | zeroBytes((word | everywhere(2)) ^ everywhere('>'))) != 0;
 }
 static_assert(('<' | 2) == '>' && ('>' | 2) == '>');
 
@@ -251,31 +238,13 @@ class XMLWriter {
 
     /// The character of one or two units at `from`, which moves behind it.
     static char* putCharacter(const UniChar*& from, const UniChar* end, char* to) {
-        const UniChar unit = *from++;
-        if (unit < 0x80) return putASCII(unit, to);
-        const auto tail = [&to](char32_t point, unsigned shift) {
-            *to++ = static_cast<char>(0x80 | ((point >> shift) & 0x3F));
-        };
-        if (unit < 0x800) {
-            *to++ = static_cast<char>(0xC0 | unit >> 6);
-        } else if (unit < 0xD800 || unit > 0xDFFF) {
-            *to++ = static_cast<char>(0xE0 | unit >> 12);
-            tail(unit, 6);
-        } else {
-            const UniChar low = from != end ? *from : UniChar{0};
-            if (unit > 0xDBFF || low < 0xDC00 || low > 0xDFFF) {
-                throwWriteFault("A string in the list holds half of a surrogate pair, which XML cannot hold");
-            }
-            ++from;
-            const char32_t point = 0x10000 + ((unit - 0xD800u) << 10) + (low - 0xDC00u);
-            *to++ = static_cast<char>(0xF0 | point >> 18);
-            tail(point, 12);
-            tail(point, 6);
-            tail(point, 0);
-            return to;
-        }
-        tail(unit, 0);
-        return to;
+        if (*from < 0x80) return putASCII(*from++, to);
+        char32_t c;
+        const auto* const units = reinterpret_cast<const unsigned char*>(from);
+        const int length = UTF16LEText::decode(units, static_cast<std::size_t>(end - from) * sizeof(UniChar), c);
+        if (length <= 0) throwWriteFault("A string in the list holds half of a surrogate pair, which XML cannot hold");
+        from += static_cast<std::size_t>(length) / sizeof(UniChar);
+        return to + UTF8Text::encode(c, reinterpret_cast<unsigned char*>(to));
     }
 
     void writeNumber(CFNumberRef number, std::size_t indent) {
@@ -306,43 +275,13 @@ class XMLWriter {
             const std::size_t count = left < lineBytes ? left : lineBytes;
             char* const start = room(lineIndent + kDataLineWidth + 1);
             std::memset(start, '\t', lineIndent);
-            char* const end = encodeLine(from, count, start + lineIndent);
-            out_.extend(static_cast<std::size_t>(end - start));
+            char* const end = encodeBase64(from, count, start + lineIndent);
+            *end = '\n';
+            out_.extend(static_cast<std::size_t>(end + 1 - start));
             from += count;
             left -= count;
         }
         putIndented(indent, "</data>\n"sv);
-    }
-
-    /// Base64 of `count` bytes and a line feed; the end of what was written.
-    static char* encodeLine(const UInt8* from, std::size_t count, char* to) noexcept {
-        const auto putPair = [](char* at, std::uint64_t bits) {
-            std::memcpy(at, kBase64Pairs[bits & 0xFFF].data(), 2);
-        };
-        // Six bytes a step, of the eight that are read at once.
-        for (; count >= 8; count -= 6, from += 6, to += 8) {
-            std::uint64_t word;
-            std::memcpy(&word, from, 8);
-            if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
-            putPair(to, word >> 52);
-            putPair(to + 2, word >> 40);
-            putPair(to + 4, word >> 28);
-            putPair(to + 6, word >> 16);
-        }
-        for (; count >= 3; count -= 3, from += 3, to += 4) {
-            const std::uint32_t group = static_cast<std::uint32_t>(from[0] << 16 | from[1] << 8 | from[2]);
-            putPair(to, group >> 12);
-            putPair(to + 2, group);
-        }
-        if (count != 0) {
-            const std::uint32_t group = static_cast<std::uint32_t>(from[0] << 16 | (count == 2 ? from[1] << 8 : 0));
-            *to++ = kBase64[group >> 18];
-            *to++ = kBase64[group >> 12 & 63];
-            *to++ = count == 2 ? kBase64[group >> 6 & 63] : '=';
-            *to++ = '=';
-        }
-        *to++ = '\n';
-        return to;
     }
 
     PropertyListOutput& out_;

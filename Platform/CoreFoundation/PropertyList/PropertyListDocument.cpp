@@ -1,77 +1,48 @@
-#include "PropertyListEncoding.h"
+#include "PropertyListDocument.h"
+
+#include "Support/UnicodeText.h"
 
 #include <CoreFoundation/CFString.h>
 
 #include <algorithm>
 #include <memory>
+#include <vector>
 
 namespace KXPlatform {
 namespace {
 
 using namespace std::string_view_literals;
 
-constexpr char32_t kIllFormed = 0xFFFFFFFF;
-
-bool isSurrogate(char32_t point) noexcept { return point >= 0xD800 && point <= 0xDFFF; }
-
 bool isBlank(char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-/// One well-formed UTF-8 sequence at `p`, which moves behind it; kIllFormed for anything else. Overlong forms,
-/// surrogates and what lies above 0x10FFFF are not well-formed (the Unicode standard, table 3-7).
-char32_t nextUTF8(const char*& p, const char* end) noexcept {
-    const auto byteAt = [&](std::ptrdiff_t i) { return static_cast<std::uint8_t>(p[i]); };
-    const auto isTail = [&](std::ptrdiff_t i) { return (byteAt(i) & 0xC0) == 0x80; };
-    const std::uint8_t first = byteAt(0);
-    if (first < 0x80) {
-        ++p;
-        return first;
-    }
-    if (first >= 0xC2 && first <= 0xDF && end - p >= 2 && isTail(1)) {
-        const char32_t point = (first & 0x1Fu) << 6 | (byteAt(1) & 0x3Fu);
-        p += 2;
-        return point;
-    }
-    if (first >= 0xE0 && first <= 0xEF && end - p >= 3 && isTail(1) && isTail(2)) {
-        const char32_t point = (first & 0x0Fu) << 12 | (byteAt(1) & 0x3Fu) << 6 | (byteAt(2) & 0x3Fu);
-        if (point < 0x800 || isSurrogate(point)) return kIllFormed;
-        p += 3;
-        return point;
-    }
-    if (first >= 0xF0 && first <= 0xF4 && end - p >= 4 && isTail(1) && isTail(2) && isTail(3)) {
-        const char32_t point =
-            (first & 0x07u) << 18 | (byteAt(1) & 0x3Fu) << 12 | (byteAt(2) & 0x3Fu) << 6 | (byteAt(3) & 0x3Fu);
-        if (point < 0x10000 || point > 0x10FFFF) return kIllFormed;
-        p += 4;
-        return point;
-    }
-    return kIllFormed;
-}
 
 enum class ByteOrder { Little, Big };
 
-char32_t unitAt(PropertyListBytes bytes, std::size_t at, std::size_t width, ByteOrder order) noexcept {
-    char32_t unit = 0;
-    for (std::size_t i = 0; i < width; ++i) {
-        unit = unit << 8 | bytes[at + (order == ByteOrder::Big ? i : width - 1 - i)];
+/// `bytes`, which are a whole number of units in `order`, from the encoding Text to UTF-8, and how that ended.
+template <class Text>
+Stop convertUnits(PropertyListBytes bytes, ByteOrder order, std::string& text) {
+    constexpr std::size_t width = sizeof(typename Text::Unit);
+    std::vector<UInt8> swapped;
+    if (order == ByteOrder::Big) {
+        swapped.assign(bytes.begin(), bytes.end());
+        for (std::size_t at = 0; at < swapped.size(); at += width) {
+            std::reverse(&swapped[at], &swapped[at] + width);
+        }
+        bytes = swapped;
     }
-    return unit;
+    text.resize(bytes.size() / width * (width == 2 ? 3 : kLongestCharacter));  // the longest a unit can become
+    auto* const place = reinterpret_cast<unsigned char*>(text.data());
+    Input in{bytes.data(), bytes.data() + bytes.size()};
+    Output out{place, place + text.size()};
+    const Stop stop = convertText<Text, UTF8Text>(in, out);
+    text.resize(static_cast<std::size_t>(out.at - place));
+    return stop;
 }
 
 std::string decodeUTF16(PropertyListBytes bytes, ByteOrder order) {
     if (bytes.size() % 2 != 0) throwReadFault("The document is UTF-16 but ends within a character");
     std::string text;
-    text.reserve(bytes.size());
-    for (std::size_t at = 0; at < bytes.size(); at += 2) {
-        char32_t point = unitAt(bytes, at, 2, order);
-        if (isSurrogate(point)) {
-            const char32_t low = at + 2 < bytes.size() ? unitAt(bytes, at + 2, 2, order) : 0;
-            if (point > 0xDBFF || low < 0xDC00 || low > 0xDFFF) {
-                throwReadFaultAt(text, text.data() + text.size(), "Half of a surrogate pair in UTF-16 text");
-            }
-            point = 0x10000 + ((point - 0xD800) << 10) + (low - 0xDC00);
-            at += 2;
-        }
-        appendCodePoint(point, text);
+    if (convertUnits<UTF16LEText>(bytes, order, text) != Stop::UsedUp) {
+        throwReadFaultAt(text, text.data() + text.size(), "Half of a surrogate pair in UTF-16 text");
     }
     return text;
 }
@@ -79,13 +50,8 @@ std::string decodeUTF16(PropertyListBytes bytes, ByteOrder order) {
 std::string decodeUTF32(PropertyListBytes bytes, ByteOrder order) {
     if (bytes.size() % 4 != 0) throwReadFault("The document is UTF-32 but ends within a character");
     std::string text;
-    text.reserve(bytes.size() / 4);
-    for (std::size_t at = 0; at < bytes.size(); at += 4) {
-        const char32_t point = unitAt(bytes, at, 4, order);
-        if (isSurrogate(point) || point > 0x10FFFF) {
-            throwReadFaultAt(text, text.data() + text.size(), "No Unicode character in UTF-32 text");
-        }
-        appendCodePoint(point, text);
+    if (convertUnits<UTF32LEText>(bytes, order, text) != Stop::UsedUp) {
+        throwReadFaultAt(text, text.data() + text.size(), "No Unicode character in UTF-32 text");
     }
     return text;
 }
@@ -191,74 +157,6 @@ std::string_view decodeDocument(PropertyListBytes bytes, std::string& storage) {
     std::string_view name;
     if (!findDeclaredEncoding(text, name) || equalsIgnoringCase(name, "UTF-8")) return text;
     return storage = transcode(text, name);
-}
-
-const char* appendUTF8(std::string_view utf8, WideScratch& out) {
-    const char* p = utf8.data();
-    const char* const end = p + utf8.size();
-    UniChar* to = out.room(utf8.size());
-    UniChar* const start = to;
-    const char* fault = nullptr;
-    while (p != end) {
-        const char32_t point = nextUTF8(p, end);
-        if (point == kIllFormed) {
-            fault = p;
-            break;
-        }
-        if (point < 0x10000) {
-            *to++ = static_cast<UniChar>(point);
-        } else {
-            *to++ = static_cast<UniChar>(0xD800 + ((point - 0x10000) >> 10));
-            *to++ = static_cast<UniChar>(0xDC00 + ((point - 0x10000) & 0x3FF));
-        }
-    }
-    out.extend(static_cast<std::size_t>(to - start));
-    return fault;
-}
-
-void appendCodePoint(char32_t point, WideScratch& out) {
-    if (point < 0x10000) return out.push_back(static_cast<UniChar>(point));
-    out.push_back(static_cast<UniChar>(0xD800 + ((point - 0x10000) >> 10)));
-    out.push_back(static_cast<UniChar>(0xDC00 + ((point - 0x10000) & 0x3FF)));
-}
-
-void appendCodePoint(char32_t point, std::string& out) {
-    const auto tail = [&](unsigned shift) { out += static_cast<char>(0x80 | ((point >> shift) & 0x3F)); };
-    if (point < 0x80) {
-        out += static_cast<char>(point);
-    } else if (point < 0x800) {
-        out += static_cast<char>(0xC0 | point >> 6);
-        tail(0);
-    } else if (point < 0x10000) {
-        out += static_cast<char>(0xE0 | point >> 12);
-        tail(6);
-        tail(0);
-    } else {
-        out += static_cast<char>(0xF0 | point >> 18);
-        tail(12);
-        tail(6);
-        tail(0);
-    }
-}
-
-std::size_t lineAt(std::string_view document, const char* at) noexcept {
-    std::size_t line = 1;
-    for (const char* p = document.data(); p != at; ++p) {
-        if (*p == '\n' || (*p == '\r' && (p + 1 == at || p[1] != '\n'))) ++line;
-    }
-    return line;
-}
-
-void throwReadFaultAt(std::string_view document, const char* at, std::string_view reason) {
-    throwReadFault(std::string(reason) + " on line " + std::to_string(lineAt(document, at)));
-}
-
-std::string quoted(std::string_view text) {
-    constexpr std::size_t kMost = 32;
-    std::string result = "\"";
-    for (const char c : text.substr(0, kMost)) result += c >= ' ' && c <= '~' ? c : '?';
-    if (text.size() > kMost) result += "...";
-    return result += '"';
 }
 
 }  // namespace KXPlatform

@@ -3,6 +3,8 @@
 #include "Log.h"
 
 #include <unistd.h>
+#include <algorithm>
+#include <iterator>
 
 namespace KXCore {
 namespace {
@@ -11,9 +13,9 @@ constexpr const char* kSource = "KXCoreLib/StreamStorageSQLite";
 
 constexpr const char* kCreateTable = "CREATE TABLE IF NOT EXISTS stream01 (id INTEGER PRIMARY KEY, attributes BLOB)";
 
-/// How long an operation waits, in milliseconds, for another connection that holds the file locked: a commit of a
-/// session that is being replaced, or another process. Without it, opening would give up a file in which somebody just
-/// commits, and an append, a commit or a read at that moment would be lost without a word.
+/// How long an operation waits, in milliseconds, for another connection that holds the file locked. Without it, opening
+/// would delete a file in which somebody just commits, and an append, a commit or a read at that moment would be
+/// silently dropped.
 constexpr int kPatience = 1000;
 
 int flagsOf(StreamMode mode) noexcept {
@@ -73,6 +75,12 @@ void SQLiteDatabase::close() noexcept {
     handle_ = nullptr;
 }
 
+bool SQLiteDatabase::keepsReadersOut() const noexcept {
+    int level = SQLITE_LOCK_NONE;
+    sqlite3_file_control(handle_, "main", SQLITE_FCNTL_LOCKSTATE, &level);
+    return level > SQLITE_LOCK_RESERVED;
+}
+
 bool SQLiteDatabase::createTable() noexcept {
     char* message = nullptr;
     if (sqlite3_exec(handle_, kCreateTable, nullptr, nullptr, &message) == SQLITE_OK) return true;
@@ -113,14 +121,58 @@ std::span<const unsigned char> SQLiteStatement::columnBytes(int column) noexcept
     return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle_, column))};
 }
 
+// ---- Patience
+
+bool Patience::wait() noexcept {
+    // Most locks are held for a commit's few milliseconds, some for a slow disk's hundreds.
+    constexpr int delays[] = {1, 2, 5, 10, 15, 20, 25, 25, 25, 50, 50, 100};
+    if (waited_ >= kPatience) return false;
+    const int delay = delays[std::min<std::size_t>(tries_++, std::size(delays) - 1)];
+    sqlite3_sleep(delay);
+    // What was asked for counts, not the clock: a process that was stopped meanwhile still tries again.
+    waited_ += delay;
+    return true;
+}
+
 // ---- SQLiteSession
 
 boost::intrusive_ptr<SQLiteSession> SQLiteSession::open(const char* path, StreamMode mode) {
     try {
-        return {new SQLiteSession(path, mode), /*add_ref=*/false};
+        boost::intrusive_ptr<SQLiteSession> session(new SQLiteSession(path, mode), /*add_ref=*/false);
+        sqlite3_busy_timeout(session->db.handle(), 0);  // from here on callers wait, without the connection's mutex
+        return session;
     } catch (const SQLiteStatement::PrepareFailed&) {
         FatalExit(kSource, 281);
     }
+}
+
+int SQLiteSession::append(const void* bytes, std::size_t length) noexcept {
+    const bool begins = !db.inTransaction();
+    if (begins) {
+        begin.reset();
+        begin.step();
+    }
+    int code = SQLITE_NOMEM;
+    {
+        const SQLiteStatementUse row(insert);
+        if (row->bindBytes(bytes, length)) code = row->step();
+    }
+    if (begins && code != SQLITE_DONE) rollback();
+    return code;
+}
+
+int SQLiteSession::discardThrough(unsigned long long id) noexcept {
+    {
+        const SQLiteStatementUse rows(remove);
+        rows->bindID(rowIDOf(id));
+        if (rows->step() == SQLITE_BUSY) return SQLITE_BUSY;
+    }
+    return SQLiteSessionIndirection::commitTransactionLocked(this);
+}
+
+void SQLiteSession::rollback() noexcept {
+    // A failed write may have done so already.
+    if (db.inTransaction()) sqlite3_exec(db.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
 // ---- SQLiteSessionIndirection
@@ -140,22 +192,24 @@ void SQLiteSessionIndirection::invalidate() {
 void SQLiteSessionIndirection::commitChanges() {
     const boost::intrusive_ptr<SQLiteSession> session = this->session();
     if (!session) return;
-    const SQLiteExclusiveDatabaseLock lock(session->db);
-    commitTransactionLocked(session.get());
+    withPatience([&] {
+        const SQLiteExclusiveDatabaseLock lock(session->db);
+        // What was pending in a session that was replaced is lost, and only there for its cursors.
+        return session->replaced ? SQLITE_OK : commitTransactionLocked(session.get());
+    });
 }
 
-void SQLiteSessionIndirection::commitTransactionLocked(SQLiteSession* session) noexcept {
-    if (!session || !session->db.inTransaction()) return;
-    session->commit.reset();
-    session->commit.step();
+int SQLiteSessionIndirection::commitTransactionLocked(SQLiteSession* session) noexcept {
+    if (!session || !session->db.inTransaction()) return SQLITE_OK;
+    return SQLiteStatementUse(session->commit)->step();
 }
 
-unsigned long long SQLiteSessionIndirection::getMinMaxItemID(int which) {
-    const boost::intrusive_ptr<SQLiteSession> session = this->session();
-    if (!session) return 0;
-    const SQLiteExclusiveDatabaseLock lock(session->db);
-    const SQLiteStatementUse select(which == Minimum ? session->selectMinimum : session->selectMaximum);
-    return select->step() == SQLITE_ROW ? static_cast<unsigned long long>(select->columnID(0)) : 0;
+int SQLiteSessionIndirection::getMinMaxItemIDLocked(SQLiteSession& session, int which,
+                                                    unsigned long long& id) noexcept {
+    const SQLiteStatementUse select(which == Minimum ? session.selectMinimum : session.selectMaximum);
+    const int code = select->step();
+    id = code == SQLITE_ROW ? static_cast<unsigned long long>(select->columnID(0)) : 0;
+    return code;
 }
 
 }  // namespace KXCore

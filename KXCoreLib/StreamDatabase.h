@@ -5,6 +5,10 @@
 //
 // A session lives while its indirection or an operation in flight holds it. Its statements are shared by all threads:
 // whoever uses one holds the connection's own mutex from its reset to its last column (SQLiteExclusiveDatabaseLock).
+//
+// Another connection, of this process or of another, may hold the file locked. Opening waits for it inside SQLite.
+// Afterwards no wait happens under the connection's mutex, where it would stall every other thread: an operation
+// returns SQLITE_BUSY, its caller leaves the mutex and tries again later (withPatience).
 
 #include <KXCoreLib/Atomic.h>
 #include <KXCoreLib/StreamStorage.h>
@@ -28,6 +32,9 @@ class SQLiteDatabase : boost::noncopyable {
 
     sqlite3* handle() const noexcept { return handle_; }
     bool inTransaction() const noexcept { return sqlite3_get_autocommit(handle_) == 0; }
+    /// Whether this connection's lock on the file keeps other connections from reading: a commit waits for its readers
+    /// to end, or a transaction became too large for memory.
+    bool keepsReadersOut() const noexcept;
 
   private:
     bool open(const char* path, int flags) noexcept;
@@ -87,18 +94,49 @@ class SQLiteStatementUse : boost::noncopyable {
     SQLiteStatement& statement_;
 };
 
-/// An id that a caller gives, as SQLite counts: what is beyond its largest stands above every row.
+/// The largest id that a row can have.
+constexpr unsigned long long kLargestID = std::numeric_limits<sqlite3_int64>::max();
+
+/// An id that a caller gives, as SQLite counts: one that no row can have stands for the largest.
 constexpr sqlite3_int64 rowIDOf(unsigned long long id) noexcept {
-    constexpr sqlite3_int64 largest = std::numeric_limits<sqlite3_int64>::max();
-    return id < static_cast<unsigned long long>(largest) ? static_cast<sqlite3_int64>(id) : largest;
+    return static_cast<sqlite3_int64>(id < kLargestID ? id : kLargestID);
 }
 
-/// One open connection with its statements, prepared in this order.
+/// Spaces out the tries of an operation that finds the file locked.
+class Patience {
+  public:
+    /// Sleeps until the next try; false when the caller has waited long enough, about a second.
+    bool wait() noexcept;
+
+  private:
+    int tries_ = 0;
+    int waited_ = 0;
+};
+
+/// Calls `attempt` until it returns something else than SQLITE_BUSY, or patience is at its end. Between two calls the
+/// caller must hold no lock.
+template <typename Attempt>
+void withPatience(Attempt attempt) {
+    Patience patience;
+    while (attempt() == SQLITE_BUSY && patience.wait()) {
+    }
+}
+
+/// One open connection with its statements, prepared in this order. The operations are for a caller that holds the
+/// exclusive lock; they return SQLITE_BUSY when another connection holds the file locked, and can then be called again.
 struct SQLiteSession : atomic_refcounted {
     SQLiteSession(const char* path, StreamMode mode) : db(path, mode) {}
 
     /// Opens a session, or ends the process. The caller holds its one reference.
     static boost::intrusive_ptr<SQLiteSession> open(const char* path, StreamMode mode);
+
+    /// Adds a row. A refused one leaves no transaction open that it began: the next read in it would keep the file
+    /// locked against the commit that is waited for.
+    int append(const void* bytes, std::size_t length) noexcept;
+    /// Deletes the rows up to `id` and commits.
+    int discardThrough(unsigned long long id) noexcept;
+    /// Takes back what was not committed.
+    void rollback() noexcept;
 
     SQLiteDatabase db;
     SQLiteStatement begin{db, "BEGIN TRANSACTION"};
@@ -109,6 +147,10 @@ struct SQLiteSession : atomic_refcounted {
     SQLiteStatement selectMaximum{db, "SELECT max(id) FROM stream01"};
     SQLiteStatement selectForward{db, "SELECT id, attributes FROM stream01 WHERE id>=? ORDER BY id"};
     SQLiteStatement selectBackward{db, "SELECT id, attributes FROM stream01 WHERE id<=? ORDER BY id DESC"};
+
+    /// Another session took this one's place, or the storage was closed: only cursors use it any more. Guarded by the
+    /// exclusive lock.
+    bool replaced = false;
 };
 
 /// The way to a session that may be cut off. Without a session it stands for a closed storage.
@@ -127,11 +169,12 @@ class SQLiteSessionIndirection : public atomic_refcounted {
     boost::intrusive_ptr<SQLiteSession> session() const;
 
     void commitChanges();
-    /// For a caller that holds the exclusive lock. Nothing when `session` is null or no transaction is open.
-    static void commitTransactionLocked(SQLiteSession* session) noexcept;
+    /// For a caller that holds the exclusive lock. Nothing when `session` is null or no transaction is open. Returns
+    /// SQLITE_BUSY when another connection reads the file; the transaction then stays open.
+    static int commitTransactionLocked(SQLiteSession* session) noexcept;
 
-    /// 0 when the table is empty or there is no session.
-    unsigned long long getMinMaxItemID(int which);
+    /// For a caller that holds the exclusive lock. `id` becomes 0 when the table is empty or cannot be read.
+    static int getMinMaxItemIDLocked(SQLiteSession& session, int which, unsigned long long& id) noexcept;
 
   private:
     detail::atomic_invalidateable_ref_impl session_;

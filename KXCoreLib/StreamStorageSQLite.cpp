@@ -104,7 +104,7 @@ class Batch {
 class SQLiteStreamCursor final : public StreamCursor {
   public:
     SQLiteStreamCursor(IndirectionPtr indirection, StreamCursorKind kind, unsigned long long start_id)
-        : indirection_(std::move(indirection)), kind_(kind), next_id_(rowIDOf(start_id)) {}
+        : indirection_(std::move(indirection)), kind_(kind), next_id_(firstIDOf(kind, start_id)) {}
 
     unsigned long long getNextItem(const __CFAllocator* allocator, PropertyListRef& item) override {
         while (true) {
@@ -121,38 +121,49 @@ class SQLiteStreamCursor final : public StreamCursor {
     }
 
   private:
-    void refill() {
-        batch_.clear();
-        if (next_id_ == 0) return;
-        const SessionPtr session = indirection_->session();
-        next_id_ = session ? fetch(*session) : 0;
+    /// Where the first fetch begins; 0, the end, for a start beyond every row.
+    static sqlite3_int64 firstIDOf(StreamCursorKind kind, unsigned long long start_id) noexcept {
+        return kind == StreamCursorForward && start_id > kLargestID ? 0 : rowIDOf(start_id);
     }
 
-    /// Fills the batch from `next_id_` on, and returns the id at which the next one begins; 0 when there is none.
-    sqlite3_int64 fetch(SQLiteSession& session) {
-        SQLiteStatement* const statement = selectOf(session);
-        if (!statement) return 0;
+    void refill() {
+        batch_.clear();
+        const sqlite3_int64 start = std::exchange(next_id_, 0);
+        if (start == 0) return;
+        const SessionPtr session = indirection_->session();
+        SQLiteStatement* const select = session ? selectOf(*session) : nullptr;
+        if (!select) return;
         batch_.reserve();
-        const SQLiteExclusiveDatabaseLock lock(session.db);
-        const SQLiteStatementUse select(*statement);
-        select->bindID(next_id_);
-        while (select->step() == SQLITE_ROW) {
+        withPatience([&] {
+            const SQLiteExclusiveDatabaseLock lock(session->db);
+            return fetch(*select, start);
+        });
+    }
+
+    /// Fills the batch from `start` on and sets where the next one begins, if there is one. Returns SQLITE_BUSY when
+    /// the file is locked, with the batch still empty.
+    int fetch(SQLiteStatement& statement, sqlite3_int64 start) noexcept {
+        const SQLiteStatementUse select(statement);
+        select->bindID(start);
+        int code;
+        while ((code = select->step()) == SQLITE_ROW) {
             const sqlite3_int64 id = select->columnID(0);
             const std::span<const unsigned char> bytes = select->columnBytes(1);
             if (batch_.fits(bytes.size())) {
                 batch_.append(static_cast<unsigned long long>(id), bytes);
             } else if (!batch_.empty()) {
-                return isFurther(id) ? id : 0;
+                if (isFurther(id, start)) next_id_ = id;
+                break;
             }
             // What is larger than a whole batch is passed over.
         }
-        return 0;
+        return code;
     }
 
     /// Every batch begins further on than the one before it. Only in a table that somebody else made, whose ids are no
     /// whole numbers, may it not: there the cursor ends rather than go round in circles.
-    bool isFurther(sqlite3_int64 id) const noexcept {
-        return kind_ == StreamCursorForward ? id > next_id_ : id < next_id_;
+    bool isFurther(sqlite3_int64 id, sqlite3_int64 start) const noexcept {
+        return kind_ == StreamCursorForward ? id > start : id < start;
     }
 
     SQLiteStatement* selectOf(SQLiteSession& session) const noexcept {
@@ -181,12 +192,11 @@ class StreamStorageImpl : boost::noncopyable {
     ~StreamStorageImpl() { indirection_->invalidate(); }
 
     void openStorage(StreamMode mode) {
-        // Appends that are pending are lost now in any case. Left to the end, a large transaction would hold the file
-        // locked, and the new session would take it for one that cannot be used.
-        if (hasPendingAppends()) closeStorage();
-        install(SQLiteSession::open(path_.c_str(), mode).get());
+        replaceSession([&] { return SQLiteSession::open(path_.c_str(), mode); });
     }
-    void closeStorage() { install(nullptr); }
+    void closeStorage() {
+        replaceSession([] { return SessionPtr(); });
+    }
     void resetStorage() {}
 
     IndirectionPtr getSessionIndirection() {
@@ -194,19 +204,58 @@ class StreamStorageImpl : boost::noncopyable {
         return indirection_;
     }
 
-  private:
-    bool hasPendingAppends() {
-        const SessionPtr session = getSessionIndirection()->session();
-        if (!session) return false;
-        const SQLiteExclusiveDatabaseLock lock(session->db);
-        return session->db.inTransaction();
+    /// Calls `operation` with the current session, under its exclusive lock, and again while it returns SQLITE_BUSY;
+    /// not at all when the storage is closed. An operation that waited while the storage was opened again goes to the
+    /// new session.
+    template <typename Operation>
+    void withSession(Operation operation) {
+        withPatience([&] {
+            while (const SessionPtr session = getSessionIndirection()->session()) {
+                const SQLiteExclusiveDatabaseLock lock(session->db);
+                if (!session->replaced) return operation(*session);
+            }
+            return SQLITE_OK;
+        });
     }
 
-    void install(SQLiteSession* session) {
-        // Declared before the lock, so that the old indirection goes after it: closing a database may take a while.
-        IndirectionPtr indirection = makeIndirection(session);
+    unsigned long long getMinMaxItemID(int which) {
+        unsigned long long id = 0;
+        withSession([&](SQLiteSession& session) {
+            return SQLiteSessionIndirection::getMinMaxItemIDLocked(session, which, id);
+        });
+        return id;
+    }
+
+  private:
+    /// Puts what `make` returns, null for a closed storage, in the place of the current session. Operations beside it
+    /// wait meanwhile: none finds the storage closed that is open before and after, none works on a session that lost
+    /// its place, and none holds the file locked that `make` opens.
+    template <typename Make>
+    void replaceSession(Make make) {
+        while (true) {
+            const IndirectionPtr indirection = getSessionIndirection();
+            const SessionPtr session = indirection->session();
+            if (!session) {
+                if (install(makeIndirection(make().get()), indirection)) return;
+                continue;
+            }
+            const SQLiteExclusiveDatabaseLock lock(session->db);
+            if (session->replaced) continue;
+            // What is pending goes with the session, and cursors made before go on reading it until then. Only where it
+            // keeps readers out as well it goes now: `make` would take the file for one that cannot be used.
+            if (session->db.keepsReadersOut()) session->rollback();
+            install(makeIndirection(make().get()), indirection);
+            session->replaced = true;
+            return;
+        }
+    }
+
+    /// Whether `old` was still the current indirection, and `indirection` took its place.
+    bool install(IndirectionPtr indirection, const IndirectionPtr& old) {
         const boost::unique_lock<boost::mutex> lock(mutex_);
-        indirection_.swap(indirection);
+        if (indirection_ != old) return false;
+        indirection_ = std::move(indirection);
+        return true;
     }
 
     const std::string path_;
@@ -225,26 +274,14 @@ void StreamStorage::appendItem(const void* item, double) {
     const std::string_view stored =
         storedPart({reinterpret_cast<const char*>(data.getBytePtr()), static_cast<std::size_t>(data.getLength())});
 
-    const SessionPtr session = impl_->getSessionIndirection()->session();
-    if (!session) return;
-    const SQLiteExclusiveDatabaseLock lock(session->db);
-    if (!session->db.inTransaction()) {
-        session->begin.reset();
-        session->begin.step();
-    }
-    const SQLiteStatementUse insert(session->insert);
-    if (insert->bindBytes(stored.data(), stored.size())) insert->step();
+    impl_->withSession([&](SQLiteSession& session) { return session.append(stored.data(), stored.size()); });
 }
 
 void StreamStorage::syncStorage() { impl_->getSessionIndirection()->commitChanges(); }
 
-unsigned long long StreamStorage::getFirstItemID() {
-    return impl_->getSessionIndirection()->getMinMaxItemID(SQLiteSessionIndirection::Minimum);
-}
+unsigned long long StreamStorage::getFirstItemID() { return impl_->getMinMaxItemID(SQLiteSessionIndirection::Minimum); }
 
-unsigned long long StreamStorage::getLastItemID() {
-    return impl_->getSessionIndirection()->getMinMaxItemID(SQLiteSessionIndirection::Maximum);
-}
+unsigned long long StreamStorage::getLastItemID() { return impl_->getMinMaxItemID(SQLiteSessionIndirection::Maximum); }
 
 StreamCursor* StreamStorage::createStreamCursor(StreamCursorKind kind, unsigned long long start_id, unsigned char*) {
     return new SQLiteStreamCursor(impl_->getSessionIndirection(), kind, start_id);
@@ -252,15 +289,7 @@ StreamCursor* StreamStorage::createStreamCursor(StreamCursorKind kind, unsigned 
 
 void StreamStorage::discardItemsWithIDLessThanOrEqualTo(unsigned long long id) {
     if (id == 0) return;
-    const SessionPtr session = impl_->getSessionIndirection()->session();
-    if (!session) return;
-    const SQLiteExclusiveDatabaseLock lock(session->db);
-    {
-        const SQLiteStatementUse remove(session->remove);
-        remove->bindID(rowIDOf(id));
-        remove->step();
-    }
-    SQLiteSessionIndirection::commitTransactionLocked(session.get());
+    impl_->withSession([&](SQLiteSession& session) { return session.discardThrough(id); });
 }
 
 unsigned long long StreamStorage::getIDOfLastItemExceedingStorageQuota(long long) { return 0; }

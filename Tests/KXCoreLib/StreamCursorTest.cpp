@@ -145,6 +145,10 @@ TEST_F(StreamCursorTest, ReachesTheLargestID) {
     EXPECT_EQ(rest(*cursor(StreamCursorForward, largest - 1)), range(largest - 1, largest));
     EXPECT_EQ(rest(*cursor(StreamCursorForward, largest)), range(largest, largest));
     EXPECT_EQ(rest(*cursor(StreamCursorBackward, largest)), (IDs{largest, largest - 1}));
+    for (const unsigned long long beyond : {largest + 1, largest + 2, ~0ull}) {
+        EXPECT_EQ(rest(*cursor(StreamCursorForward, beyond)), IDs()) << beyond;
+        EXPECT_EQ(rest(*cursor(StreamCursorBackward, beyond)), (IDs{largest, largest - 1})) << beyond;
+    }
     storage->discardItemsWithIDLessThanOrEqualTo(largest - 1);
     EXPECT_EQ(all(), range(largest, largest));
     storage->discardItemsWithIDLessThanOrEqualTo(largest);
@@ -254,6 +258,29 @@ TEST_F(StreamCursorTest, GoesOnReadingWhatWasPendingAfterOpeningAgain) {
     storage->syncStorage();
     reopen();
     EXPECT_EQ(all(), range(1, 2));
+}
+
+TEST_F(StreamCursorTest, LosesPendingItemsThatWouldKeepTheFileFromBeingOpenedAgain) {
+    for (const bool closedFirst : {false, true}) {
+        open();
+        append("synced");
+        storage->syncStorage();
+        const unsigned long long last = storage->getLastItemID();
+        // More than SQLite keeps in memory, so that it locks the file to write some of it out.
+        for (int i = 0; i < 60; ++i) append(std::string(100000, 'x'));
+        const auto reader = cursor(StreamCursorForward, 1);
+        PropertyListRef item;
+        ASSERT_EQ(reader->getNextItem(nullptr, item), 1u);
+        ::testing::internal::CaptureStderr();
+        if (closedFirst) storage->closeStorage();
+        open();
+        EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << "the file was deleted";
+        EXPECT_EQ(all(), range(1, last));
+        EXPECT_LT(rest(*reader).size(), 10u) << "no more than it had in memory";
+        append("next");
+        storage->syncStorage();
+        EXPECT_EQ(all(), range(1, last + 1));
+    }
 }
 
 TEST_F(StreamCursorTest, OfASessionThatWasClosedOutlivesItsStorage) {

@@ -1,4 +1,5 @@
 #include "FaultyFiles.h"
+#include "InsteadOfSleeping.h"
 #include "StreamFixture.h"
 
 #include <sys/stat.h>
@@ -17,35 +18,6 @@
 using namespace stream_test;
 
 namespace {
-
-/// While it lives, connections that are opened do this where they would sleep until a locked file is free.
-class InsteadOfSleeping {
-  public:
-    explicit InsteadOfSleeping(std::function<void()> action) {
-        doInstead() = std::move(action);
-        vfs_.zName = "sleepless";
-        vfs_.xSleep = [](sqlite3_vfs*, int microseconds) {
-            doInstead()();
-            return microseconds;
-        };
-        sqlite3_vfs_register(&vfs_, 1);
-    }
-    ~InsteadOfSleeping() {
-        sqlite3_vfs_register(faulty::real(), 1);
-        sqlite3_vfs_unregister(&vfs_);
-        doInstead() = [] {};  // connections that were opened meanwhile may still ask
-    }
-    InsteadOfSleeping(const InsteadOfSleeping&) = delete;
-    InsteadOfSleeping& operator=(const InsteadOfSleeping&) = delete;
-
-  private:
-    static std::function<void()>& doInstead() {
-        static std::function<void()> action;
-        return action;
-    }
-
-    static inline sqlite3_vfs vfs_ = *faulty::real();  // outlives the connections that were opened on it
-};
 
 using StreamStorageTest = Stream;
 using StreamOpeningTest = Stream;

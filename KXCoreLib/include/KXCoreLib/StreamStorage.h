@@ -48,12 +48,13 @@ class StreamStorageImpl;
 /// What was appended since is lost when the process dies, and, on purpose, when the storage is closed or opened again:
 /// sync first.
 ///
-/// **Threads.** Any operation may be called from any thread.
+/// **Threads.** Any operation may be called from any thread. While one thread opens or closes the storage, the others
+/// wait; none of their reads and discards is lost.
 ///
-/// **Errors.** A file that cannot be opened for writing is deleted and made anew, with a line on the standard error
-/// stream; when that fails too, the process ends. Later failures of the disk are silent: what was not stored is not
-/// there on reading. An operation waits up to a second for a file that another process holds locked, before that is a
-/// failure.
+/// **Errors.** A file that cannot be opened for writing is deleted and replaced by an empty one, with a line on the
+/// standard error stream; when that fails too, the process ends. Later failures of the disk are silent: what was not
+/// stored is not there on reading. An operation waits about a second for a file that another process holds locked,
+/// before that is a failure; other threads go on meanwhile.
 class KX_EXPORT StreamStorage : boost::noncopyable {
   public:
     /// A closed stream in the file at `path` (copied). Opens nothing.
@@ -62,10 +63,12 @@ class KX_EXPORT StreamStorage : boost::noncopyable {
     /// Commits what was appended. Cursors that are still there find no more items.
     ~StreamStorage();
 
+    /// Opens the file, again if it is open: then appends that were not synced are lost, and cursors made before go on
+    /// reading as after closeStorage().
     void openStorage(StreamMode mode);
 
-    /// Stores `item`, a property list of any kind, borrowed for the call. `time` is ignored. Dropped without a word
-    /// when the storage is closed. Throws a CFException when `item` cannot be written as a property list.
+    /// Stores `item`, a property list of any kind, borrowed for the call. `time` is ignored. Silently dropped when the
+    /// storage is closed. Throws a CFException when `item` cannot be written as a property list.
     void appendItem(const void* item, double time);
 
     /// Makes the appends so far durable.
@@ -92,7 +95,8 @@ class KX_EXPORT StreamStorage : boost::noncopyable {
     /// Does nothing.
     void resetStorage();
 
-    /// Closes the stream; appends that were not synced are lost. Cursors made before go on reading.
+    /// Closes the stream; appends that were not synced are lost. Cursors made before go on reading. While there are
+    /// any, appends that were pending keep the file locked against other writers.
     void closeStorage();
 
   private:

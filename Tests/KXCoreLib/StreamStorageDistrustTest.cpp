@@ -203,6 +203,52 @@ TEST_F(StreamDistrust, GoesOnWhenAFullDiskHasRoomAgain) {
     EXPECT_EQ(found.back(), 6);
 }
 
+TEST_F(StreamDistrust, ADiscardOnAFullDiskIsDoneWholeOrNotAtAllAndHoldsNothing) {
+    for (const bool withPending : {false, true}) {
+        int refused = 0;
+        for (int n = 1;; ++n) {
+            SCOPED_TRACE("full from write " + std::to_string(n) + (withPending ? " with appends pending" : ""));
+            const std::string path = newFolder() + "/stream";
+            faulty::install({});
+            StreamStorage storage(path.c_str(), FileAttributes());
+            storage.openStorage(StreamModeReadWrite);
+            for (int payload = 1; payload <= 30; ++payload) append(storage, payload);
+            storage.syncStorage();
+            if (withPending) append(storage, 31);
+
+            faulty::Plan& plan = faulty::state().plan;
+            plan = {
+                .request = faulty::Write, .failAt = faulty::state().counts[faulty::Write] + n, .failsFromThenOn = true};
+            storage.discardItemsWithIDLessThanOrEqualTo(20);
+            plan.failAt = 0;  // the disk has room again
+            faulty::uninstall();
+
+            // Nobody is kept from writing, whatever became of it.
+            sqlite3* other = nullptr;
+            ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+            EXPECT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE; ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
+            sqlite3_close(other);
+
+            const std::vector<int> found = payloads(storage);
+            ASSERT_FALSE(found.empty());
+            const bool done = found.front() == 21;
+            EXPECT_TRUE(done || found.front() == 1) << found.front();
+            EXPECT_EQ(found.back(), withPending && done ? 31 : 30) << "appends that were pending share its fate";
+            EXPECT_EQ(done, !faulty::state().hit);
+            refused += done ? 0 : 1;
+
+            append(storage, 32);
+            storage.discardItemsWithIDLessThanOrEqualTo(25);
+            const std::vector<int> after = payloads(storage);
+            EXPECT_EQ(after.front(), 26);
+            EXPECT_EQ(after.back(), 32);
+            if (done || HasFailure()) break;
+            ASSERT_LT(n, 1000);
+        }
+        EXPECT_GT(refused, 5);
+    }
+}
+
 TEST_F(StreamDistrust, AnyOneFailureOfTheDiskLosesNothingThatWasSynced) {
     for (int kind = 0; kind < faulty::RequestCount; ++kind) {
         const auto request = static_cast<faulty::Request>(kind);

@@ -6,7 +6,8 @@
 namespace KXPlatform {
 
 Waker::~Waker() {
-    if (fd_ >= 0) ::close(fd_);
+    // In a forked child the number may stand for another file by now.
+    if (fd_ >= 0 && !mark_.isInherited()) ::close(fd_);
 }
 
 bool Waker::open() noexcept {
@@ -15,7 +16,7 @@ bool Waker::open() noexcept {
 }
 
 void Waker::wake() noexcept {
-    if (state_.exchange(kWoken, std::memory_order_acq_rel) != kAsleep) return;
+    if (state_.exchange(kWoken, std::memory_order_acq_rel) != kAsleep || mark_.isInherited()) return;
     // The count is never read, only its changes are seen: it cannot overflow in the life of a process.
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(fd_, &one, sizeof one);

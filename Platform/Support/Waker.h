@@ -3,7 +3,10 @@
 // How other threads wake a thread that sleeps in epoll: an eventfd behind a flag, so that any number of wake-ups
 // between two sleeps cost one system call, and none when the thread is awake.
 //
-// A wake-up is never lost: one that comes while the thread is awake makes its next sleep return at once.
+// A wake-up is never lost: one that comes while the thread is awake makes its next sleep return at once. A forked child
+// wakes nobody with a waker of its parent: the sleeper is the parent's thread.
+
+#include "ProcessMark.h"
 
 #include <atomic>
 #include <cstdint>
@@ -45,6 +48,7 @@ class Waker {
     static constexpr std::uint32_t kAsleep = 1;
     static constexpr std::uint32_t kWoken = 2;
 
+    const ProcessMark mark_;
     std::atomic<std::uint32_t> state_{kAwake};
     int fd_ = -1;  // written before the first kAsleep is published, constant from then on
 };

@@ -111,19 +111,16 @@ void PortTable::endName(mach_port_name_t name, LockedPort&& port) noexcept {
     }
 }
 
-bool PortTable::watch(mach_port_name_t name, PortWatch& watch) noexcept {
-    LockedPort port = find(name);
-    if (!port || !port->receive) return false;
-    try {
+void PortTable::watch(mach_port_name_t name, PortWatch& watch) {
+    std::shared_ptr<Waker> waker;
+    if (LockedPort port = find(name); port && port->receive) {
         port->watches.push_back(&watch);
-    } catch (...) {
-        return false;
+        if (port->queue.size() == 0) return;
+        waker = watch.portChanged();
+    } else {
+        waker = watch.portChanged();
     }
-    if (port->queue.size() == 0) return true;
-    const std::shared_ptr<Waker> waker = watch.portChanged();
-    port.lock().unlock();
     if (waker) waker->wake();
-    return true;
 }
 
 void PortTable::unwatch(mach_port_name_t name, PortWatch& watch) noexcept {

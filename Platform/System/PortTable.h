@@ -113,9 +113,9 @@ class PortTable {
     /// Ends a name that stands for nothing any more. Unlocks the port.
     void endName(mach_port_name_t name, LockedPort&& port) noexcept;
 
-    /// From now on `watch` hears of every message to `name`, and at once of one that waits already. False when this
-    /// process cannot receive from `name` or has no memory.
-    bool watch(mach_port_name_t name, PortWatch& watch) noexcept;
+    /// From now on `watch` hears of every message to `name`, and at once of one that waits already. Where this process
+    /// cannot receive from `name` it hears of that, once. Throws std::bad_alloc with nothing changed.
+    void watch(mach_port_name_t name, PortWatch& watch);
     void unwatch(mach_port_name_t name, PortWatch& watch) noexcept;
 
     struct Received {

@@ -109,11 +109,7 @@ CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef allocator, CFFileDescr
     if (::fcntl(fd, F_GETFD) == -1 || (context && context->version != 0)) return nullptr;
     auto made = Retained<__CFFileDescriptor>::adopting(
         make<__CFFileDescriptor>(allocator, 0, fd, closeOnInvalidate != 0, callout));
-    if (made && context) {
-        made->context = *context;
-        made->info = holdInfo(*context);
-    }
-    return made.release();
+    return withContext(std::move(made), context);
 }
 
 CFFileDescriptorNativeDescriptor CFFileDescriptorGetNativeDescriptor(CFFileDescriptorRef f) {

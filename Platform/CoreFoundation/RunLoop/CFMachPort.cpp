@@ -111,11 +111,8 @@ bool portLives(mach_port_t name) noexcept {
 CFMachPortRef makePort(CFAllocatorRef allocator, mach_port_t name, bool owns, CFMachPortCallBack callout,
                        const CFMachPortContext* context, Boolean* shouldFreeInfo) {
     auto made = Retained<__CFMachPort>::adopting(make<__CFMachPort>(allocator, 0, name, owns, callout));
+    made = Retained<__CFMachPort>::adopting(withContext(std::move(made), context));
     if (!made) return nullptr;
-    if (context) {
-        made->context = *context;
-        made->info = holdInfo(*context);
-    }
     try {
         if (Retained<__CFMachPort> there = Registry::shared().add(*made)) return there.release();
     } catch (const std::bad_alloc&) {

@@ -21,11 +21,7 @@ CFRunLoopObserverRef CFRunLoopObserverCreate(CFAllocatorRef allocator, CFOptionF
     if (context && context->version != 0) return nullptr;
     auto observer = Retained<__CFRunLoopObserver>::adopting(
         make<__CFRunLoopObserver>(allocator, 0, activities & kCFRunLoopAllActivities, repeats != 0, order, callout));
-    if (observer && context) {
-        observer->context = *context;
-        observer->info = holdInfo(*context);
-    }
-    return observer.release();
+    return withContext(std::move(observer), context);
 }
 
 CFOptionFlags CFRunLoopObserverGetActivities(CFRunLoopObserverRef observer) {
@@ -43,7 +39,7 @@ void CFRunLoopObserverInvalidate(CFRunLoopObserverRef observer) {
         const std::lock_guard lock(observer->mutex);
         if (!observer->valid) return;
         observer->valid = false;
-        loop = Retained<__CFRunLoop>::retaining(observer->loop);
+        loop = Retained<__CFRunLoop>::retaining(loopOf(*observer));
         released.swap(observer->info);
     }
     if (loop) removeEverywhere(*loop, *observer);

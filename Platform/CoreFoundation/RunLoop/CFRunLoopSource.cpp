@@ -49,21 +49,39 @@ __CFRunLoopSource::~__CFRunLoopSource() {
     if (owner && info) owner->forget(ownerObject, this);
 }
 
+namespace {
+
+/// Gives a new source the context of its kind; null where there is no memory.
+template <class Context>
+__CFRunLoopSource* withContextOf(Retained<__CFRunLoopSource> source, Context __CFRunLoopSource::*kept,
+                                 const Context& context) {
+    if (!source) return nullptr;
+    try {
+        source->info = holdInfo(context);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+    (*source).*kept = context;
+    ((*source).*kept).info = source->info.get();
+    return source.release();
+}
+
+}  // namespace
+
 __CFRunLoopSource* KXPlatform::makeOwnedSource(CFAllocatorRef allocator, CFIndex order, const SourceOwner& owner,
                                                KXPlatform::Object* ownerObject, mach_port_t (*getPort)(void*),
                                                void* (*perform)(void*, CFIndex, CFAllocatorRef, void*)) {
     const Kind kind = getPort ? Kind::Port : Kind::Descriptor;
     auto source = Retained<__CFRunLoopSource>::adopting(
         make<__CFRunLoopSource>(allocator, 0, kind, order, &owner, static_cast<void*>(ownerObject)));
-    if (!source) return nullptr;
     if (kind == Kind::Port) {
-        source->context1 = {1, ownerObject, CFRetain, CFRelease, nullptr, CFEqual, CFHash, getPort, perform};
-        source->info = holdInfo(source->context1);
-    } else {
-        source->context = {0, ownerObject, CFRetain, CFRelease, nullptr, CFEqual, CFHash, nullptr, nullptr, nullptr};
-        source->info = holdInfo(source->context);
+        const CFRunLoopSourceContext1 context{1,       ownerObject, CFRetain, CFRelease, nullptr,
+                                              CFEqual, CFHash,      getPort,  perform};
+        return withContextOf(std::move(source), &__CFRunLoopSource::context1, context);
     }
-    return source.release();
+    const CFRunLoopSourceContext context{0,       ownerObject, CFRetain, CFRelease, nullptr,
+                                         CFEqual, CFHash,      nullptr,  nullptr,   nullptr};
+    return withContextOf(std::move(source), &__CFRunLoopSource::context, context);
 }
 
 CFTypeID CFRunLoopSourceGetTypeID() { return number(TypeID::RunLoopSource); }
@@ -73,17 +91,11 @@ CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order
     const Kind kind = context->version == 1 ? Kind::Port : Kind::Signal;
     auto source = Retained<__CFRunLoopSource>::adopting(
         make<__CFRunLoopSource>(allocator, 0, kind, order, nullptr, static_cast<void*>(nullptr)));
-    if (!source) return nullptr;
     if (kind == Kind::Port) {
-        source->context1 = *reinterpret_cast<const CFRunLoopSourceContext1*>(context);
-        source->info = holdInfo(source->context1);
-        source->context1.info = source->info.get();
-    } else {
-        source->context = *context;
-        source->info = holdInfo(source->context);
-        source->context.info = source->info.get();
+        return withContextOf(std::move(source), &__CFRunLoopSource::context1,
+                             *reinterpret_cast<const CFRunLoopSourceContext1*>(context));
     }
-    return source.release();
+    return withContextOf(std::move(source), &__CFRunLoopSource::context, *context);
 }
 
 CFIndex CFRunLoopSourceGetOrder(CFRunLoopSourceRef source) { return source ? source->order : 0; }
@@ -91,14 +103,13 @@ CFIndex CFRunLoopSourceGetOrder(CFRunLoopSourceRef source) { return source ? sou
 void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source) {
     if (!source) return;
     const auto self = Retained<__CFRunLoopSource>::retaining(source);
-    std::vector<Retained<__CFRunLoop>> loops;
     {
         const std::lock_guard lock(source->mutex);
         if (!source->valid) return;
-        for (__CFRunLoop* const loop : source->loops) loops.push_back(Retained<__CFRunLoop>::retaining(loop));
-        source->valid = false;
+        source->valid = false;  // no loop takes it in from here on
     }
-    for (const auto& loop : loops) removeEverywhere(*loop, *source);
+    Retained<__CFRunLoop> loop;
+    while ((loop = nextLoopOf(*source, loop.get()))) removeEverywhere(*loop, *source);
     // Only now: while a loop held the source it could ask its owner.
     if (source->owner) source->owner->forget(source->ownerObject, source);
     Info released;

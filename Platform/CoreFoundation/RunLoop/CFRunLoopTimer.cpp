@@ -4,7 +4,6 @@
 #include <CoreFoundation/CFRunLoop.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 
 using namespace KXPlatform;
@@ -12,8 +11,6 @@ using namespace KXPlatform;
 namespace {
 
 constexpr Class kTimerClass{TypeID::RunLoopTimer, finalizeAs<__CFRunLoopTimer>, nullptr, nullptr, nullptr};
-
-constexpr double kNanosecondsInSecond = 1e9;
 
 std::uint64_t nextSequence() noexcept {
     static std::atomic<std::uint64_t> last{0};
@@ -28,7 +25,7 @@ Retained<__CFRunLoop> withLocks(__CFRunLoopTimer& timer, Change change) {
         Retained<__CFRunLoop> loop;
         {
             const std::lock_guard lock(timer.mutex);
-            if (!timer.loop) {
+            if (!loopOf(timer)) {
                 change(nullptr);
                 return {};
             }
@@ -42,71 +39,78 @@ Retained<__CFRunLoop> withLocks(__CFRunLoopTimer& timer, Change change) {
     }
 }
 
+/// Shows `visit` the schedules in which a loop holds a timer. Needs the loop's mutex.
+template <class Visit>
+void visitSchedules(__CFRunLoop& loop, const __CFRunLoopTimer& timer, Visit visit) noexcept {
+    const Holding* const holding = loop.find(timer);
+    if (!holding) return;
+    for (Mode* const mode : holding->modes) visit(mode->timers);
+}
+
 }  // namespace
 
 namespace KXPlatform {
 
-std::int64_t now() noexcept {
-    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
-}
-
-std::int64_t timeAfter(std::int64_t from, double seconds) noexcept {
-    // Half of the clock's range either way: no sum of two times leaves it.
-    constexpr double kReach = 4e18;
-    const double nanoseconds = seconds * kNanosecondsInSecond;
-    if (nanoseconds >= kReach) return kForever;
-    return from + static_cast<std::int64_t>(std::max(nanoseconds, -kReach));
-}
-
 void park(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept {
-    for (const auto& mode : loop.modes) {
-        const auto found = mode->timers.find(&timer);
-        if (found != mode->timers.end() && found->second.isScheduled()) mode->schedule.remove(found->second);
-    }
+    visitSchedules(loop, timer, [&](TimerSchedule& schedule) { schedule.park(timer); });
 }
 
-void unpark(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept {
-    for (const auto& mode : loop.modes) {
-        const auto found = mode->timers.find(&timer);
-        if (found == mode->timers.end() || found->second.isScheduled()) continue;
-        // There is room: it was made for every timer that the mode holds.
-        mode->schedule.insert({timer.deadline, timer.sequence, &timer}, found->second);
-    }
+void schedule(__CFRunLoop& loop, __CFRunLoopTimer& timer) noexcept {
+    visitSchedules(loop, timer, [&](TimerSchedule& schedule) { schedule.set(timer, timer.deadline); });
 }
 
 void endFiring(__CFRunLoopTimer& timer) {
     bool again = false;
+    Info released;
     const Retained<__CFRunLoop> loop = withLocks(timer, [&](__CFRunLoop* held) {
         timer.firing = false;
         again = timer.valid && timer.interval > 0;
-        if (again && !timer.moved) timer.advance(now());
-        if (again && held) unpark(*held, timer);
+        if (!again) {
+            // At once: nobody finds it valid, neither firing nor in line.
+            timer.valid = false;
+            released.swap(timer.info);
+            return;
+        }
+        if (!timer.moved) timer.advance(now());
+        if (held) schedule(*held, timer);
     });
-    if (!again) CFRunLoopTimerInvalidate(&timer);
-    if (again && loop) loop->noteChange();  // the call may have given the timer to another thread's loop
+    if (!loop) return;
+    if (again) {
+        loop->noteChange();  // the call may have given the timer to another thread's loop
+    } else {
+        removeEverywhere(*loop, timer);
+    }
 }
 
 }  // namespace KXPlatform
 
-__CFRunLoopTimer::__CFRunLoopTimer(CFTimeInterval i, CFIndex o, CFRunLoopTimerCallBack c) noexcept
-    : Object(kTimerClass), interval(i), order(o), callout(c), sequence(nextSequence()) {}
+__CFRunLoopTimer::__CFRunLoopTimer(CFAbsoluteTime d, CFTimeInterval i, CFIndex o, CFRunLoopTimerCallBack c) noexcept
+    : Object(kTimerClass),
+      interval(i),
+      order(o),
+      callout(c),
+      sequence(nextSequence()),
+      reading(ClockReading::take()),
+      firstDate(d),
+      date(d),
+      deadline(reading.timeOf(d)) {}
 
 void __CFRunLoopTimer::moveTo(CFAbsoluteTime next) noexcept {
+    reading = ClockReading::take();
     date = firstDate = next;
-    deadline = firstDeadline = timeAfter(KXPlatform::now(), next - CFAbsoluteTimeGetCurrent());
+    deadline = reading.timeOf(next);
 }
 
 void __CFRunLoopTimer::advance(std::int64_t now) noexcept {
-    if (!std::isfinite(firstDate)) moveTo(CFAbsoluteTimeGetCurrent());
-    const double elapsed = static_cast<double>(std::max<std::int64_t>(now - firstDeadline, 0));
-    const double passed = std::floor(elapsed / (interval * kNanosecondsInSecond));
+    if (!std::isfinite(firstDate)) moveTo(reading.dateOf(now));
+    const CFTimeInterval elapsed = std::max(reading.dateOf(now) - firstDate, 0.0);
+    const double passed = std::floor(elapsed / interval);
     if (!std::isfinite(passed)) {  // an interval too short for the clock: with every pass
-        moveTo(CFAbsoluteTimeGetCurrent());
+        moveTo(reading.dateOf(now));
         return;
     }
-    const double ahead = (passed + 1) * interval;
-    deadline = std::max(timeAfter(firstDeadline, ahead), now + 1);
-    date = firstDate + ahead;
+    date = firstDate + (passed + 1) * interval;
+    deadline = std::max(reading.timeOf(date), now + 1);
 }
 
 std::int64_t __CFRunLoopTimer::latest() const noexcept {
@@ -124,14 +128,8 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime 
     // What is no number is no date: there is no timer to make.
     if (std::isnan(fireDate) || std::isnan(interval) || (context && context->version != 0)) return nullptr;
     auto timer = Retained<__CFRunLoopTimer>::adopting(
-        make<__CFRunLoopTimer>(allocator, 0, std::max(interval, 0.0), order, callout));
-    if (!timer) return nullptr;
-    timer->moveTo(fireDate);
-    if (context) {
-        timer->context = *context;
-        timer->info = holdInfo(*context);
-    }
-    return timer.release();
+        make<__CFRunLoopTimer>(allocator, 0, fireDate, std::max(interval, 0.0), order, callout));
+    return withContext(std::move(timer), context);
 }
 
 CFAbsoluteTime CFRunLoopTimerGetNextFireDate(CFRunLoopTimerRef timer) {
@@ -148,11 +146,7 @@ void CFRunLoopTimerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireD
         timer->moveTo(fireDate);
         timer->moved = true;
         if (!held || timer->firing) return;
-        for (const auto& mode : held->modes) {
-            const auto found = mode->timers.find(timer);
-            if (found == mode->timers.end()) continue;
-            mode->schedule.move(found->second, timer->deadline);
-        }
+        schedule(*held, *timer);
         isSooner = timer->latest() < held->wakesAt;
     });
     if (isSooner) loop->noteChange();
@@ -171,7 +165,7 @@ void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer) {
         const std::lock_guard lock(timer->mutex);
         if (!timer->valid) return;
         timer->valid = false;
-        loop = Retained<__CFRunLoop>::retaining(timer->loop);
+        loop = Retained<__CFRunLoop>::retaining(loopOf(*timer));
         released.swap(timer->info);
     }
     if (loop) removeEverywhere(*loop, *timer);
@@ -206,11 +200,11 @@ void CFRunLoopTimerSetTolerance(CFRunLoopTimerRef timer, CFTimeInterval toleranc
 }
 
 CFAbsoluteTime CFRunLoopGetNextTimerFireDate(CFRunLoopRef rl, CFRunLoopMode mode) {
-    if (!rl || !mode) return 0;
+    if (!rl || !mode || rl->isInherited()) return 0;
     const std::lock_guard lock(rl->mutex);
     const Mode* const found = rl->findMode(mode);
-    if (!found || found->schedule.isEmpty()) return 0;
-    __CFRunLoopTimer& next = *found->schedule.first().timer;
-    const std::lock_guard timerLock(next.mutex);
-    return next.date;
+    const TimerKey* const next = found ? found->timers.first() : nullptr;
+    if (!next) return 0;
+    const std::lock_guard timerLock(next->timer->mutex);
+    return next->timer->date;
 }

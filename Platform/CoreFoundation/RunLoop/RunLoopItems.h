@@ -6,9 +6,13 @@
 // observer to one), and a loop that holds an item retains it. While an item is attached to a loop, the loop's thread
 // keeps the loop alive: who finds a loop in an item, under the item's mutex, may retain it.
 //
+// In a forked child the parent's loops count for nothing: an item that was attached to one is free, and no call on an
+// item reaches that loop.
+//
 // Order of locks: a loop's, then an item's. Nothing is called out with either held.
 
 #include "CoreFoundation/Object/Retained.h"
+#include "TimerClock.h"
 
 #include <CoreFoundation/CFRunLoop.h>
 
@@ -21,9 +25,10 @@
 namespace KXPlatform {
 
 /// The caller's `info` of a context, retained by its `retain` and released by its `release` exactly once: when the item
-/// has let go of it and no call-out that was given it is under way any more.
+/// has let go of it and no callback that was given it is under way any more.
 using Info = std::shared_ptr<void>;
 
+/// Throws std::bad_alloc, with `info` released again.
 template <class Context>
 Info holdInfo(const Context& context) {
     void* const info =
@@ -39,6 +44,19 @@ void giveContext(Context* into, Context context, const Info& info) noexcept {
     if (!into || into->version != 0) return;
     context.info = info.get();
     *into = context;
+}
+
+/// A new object with what it keeps of a caller's context, which may be null; null where either has found no memory.
+template <class Item, class Context>
+Item* withContext(Retained<Item> made, const Context* context) {
+    if (!made || !context) return made.release();
+    try {
+        made->info = holdInfo(*context);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+    made->context = *context;
+    return made.release();
 }
 
 /// What a descriptor's owner wants to hear of.
@@ -98,7 +116,7 @@ struct __CFRunLoopObserver : KXPlatform::Object {
 };
 
 struct __CFRunLoopTimer : KXPlatform::Object {
-    __CFRunLoopTimer(CFTimeInterval i, CFIndex o, CFRunLoopTimerCallBack c) noexcept;
+    __CFRunLoopTimer(CFAbsoluteTime d, CFTimeInterval i, CFIndex o, CFRunLoopTimerCallBack c) noexcept;
 
     /// Sets the next date, and from it on the dates of a repeating timer. Needs the timer's mutex.
     void moveTo(CFAbsoluteTime date) noexcept;
@@ -110,7 +128,7 @@ struct __CFRunLoopTimer : KXPlatform::Object {
     const CFTimeInterval interval;  ///< 0: fires once
     const CFIndex order;
     const CFRunLoopTimerCallBack callout;
-    const std::uint64_t sequence;  ///< of two timers with one date, the one made first is served first
+    const std::uint64_t sequence;  ///< of two timers with one date, the one made first fires first
     CFRunLoopTimerContext context{};
 
     std::mutex mutex;
@@ -118,26 +136,18 @@ struct __CFRunLoopTimer : KXPlatform::Object {
     bool firing = false;
     bool moved = false;  ///< while it fired
     CFTimeInterval tolerance = 0;
-    CFAbsoluteTime date = 0;       ///< the next one
-    std::int64_t deadline = 0;     ///< the same on the clock of now(); changed only with the loop's mutex held too
-    CFAbsoluteTime firstDate = 0;  ///< that dates are counted from, so that no rounding adds up
-    std::int64_t firstDeadline = 0;
+    KXPlatform::ClockReading reading;  ///< by which dates are deadlines, from the first date on
+    CFAbsoluteTime firstDate;          ///< that dates are counted from, so that no rounding adds up
+    CFAbsoluteTime date;               ///< the next one
+    std::int64_t deadline;             ///< the same on the timers' clock; changed only with the loop's mutex held too
     KXPlatform::Info info;
     CFRunLoopRef loop = nullptr;  ///< that holds it
 };
 
 namespace KXPlatform {
 
-/// The clock of timers: nanoseconds that no change of the wall clock touches.
-std::int64_t now() noexcept;
-
-/// Never.
-inline constexpr std::int64_t kForever = INT64_MAX;
-
-/// The time `seconds` after `from`, kept within the clock's range.
-std::int64_t timeAfter(std::int64_t from, double seconds) noexcept;
-
-/// A source that stands for `ownerObject` and retains it. `perform` is a port's, null for a descriptor.
+/// A source that stands for `ownerObject` and retains it. `perform` is a port's, null for a descriptor. Null when there
+/// is no memory.
 __CFRunLoopSource* makeOwnedSource(CFAllocatorRef allocator, CFIndex order, const SourceOwner& owner,
                                    Object* ownerObject, mach_port_t (*getPort)(void*),
                                    void* (*perform)(void*, CFIndex, CFAllocatorRef, void*));

@@ -16,7 +16,7 @@ class Runner {
 
     CFRunLoopRunResult run() {
         notify(kCFRunLoopEntry);
-        const CFRunLoopRunResult result = passes();
+        const CFRunLoopRunResult result = isStopped() ? kCFRunLoopRunStopped : passes();
         notify(kCFRunLoopExit);
         return result;
     }
@@ -25,16 +25,17 @@ class Runner {
     /// So many passes at most go by between two looks at the descriptors while ports keep the loop busy.
     static constexpr unsigned kPassesWithoutPoll = 16;
 
+    bool isStopped();
     CFRunLoopRunResult passes();
     void waitOrPoll(bool mayWait);
     void notify(CFRunLoopActivity activity);
     void callOut(__CFRunLoopObserver& observer, CFRunLoopActivity activity);
     bool performSignalled();
-    bool perform(__CFRunLoopSource& source);
+    bool perform(ItemList<__CFRunLoopSource>::Walk& walk, std::uint64_t pass);
     bool deliver();
     bool deliverReady();
     void fireTimers(std::int64_t due);
-    void fire(__CFRunLoopTimer& timer, std::int64_t due);
+    bool fireNext(std::int64_t due, std::uint64_t pass);
 
     std::int64_t nextWakeUp();
 
@@ -43,6 +44,11 @@ class Runner {
     const std::int64_t limit_;
     const bool returnsAfterSource_;
 };
+
+bool Runner::isStopped() {
+    const std::lock_guard lock(loop_.mutex);
+    return loop_.current->stopped;
+}
 
 CFRunLoopRunResult Runner::passes() {
     for (;;) {
@@ -81,7 +87,7 @@ std::int64_t Runner::nextWakeUp() {
     const std::lock_guard lock(loop_.mutex);
     if (loop_.current->stopped) return 0;
     std::int64_t latest = limit_;
-    mode_.schedule.descend([&](const TimerKey& key) {
+    mode_.timers.descend([&](const TimerKey& key) {
         if (key.deadline >= latest) return false;
         const std::lock_guard timerLock(key.timer->mutex);
         latest = std::min(latest, key.timer->latest());
@@ -95,14 +101,17 @@ std::int64_t Runner::nextWakeUp() {
 
 void Runner::notify(CFRunLoopActivity activity) {
     if (!(mode_.activities.load(std::memory_order_relaxed) & activity)) return;
-    std::vector<Retained<__CFRunLoopObserver>> wanted;
-    {
-        const std::lock_guard lock(loop_.mutex);
-        for (__CFRunLoopObserver* const observer : mode_.observers) {
-            if (observer->activities & activity) wanted.push_back(Retained<__CFRunLoopObserver>::retaining(observer));
+    ItemList<__CFRunLoopObserver>::Walk walk;
+    for (;;) {
+        Retained<__CFRunLoopObserver> next;
+        {
+            const std::lock_guard lock(loop_.mutex);
+            next = Retained<__CFRunLoopObserver>::retaining(mode_.observers.next(
+                walk, [&](const __CFRunLoopObserver& observer) { return (observer.activities & activity) != 0; }));
         }
+        if (!next) return;
+        callOut(*next, activity);
     }
-    for (const auto& observer : wanted) callOut(*observer, activity);
 }
 
 void Runner::callOut(__CFRunLoopObserver& observer, CFRunLoopActivity activity) {
@@ -132,35 +141,41 @@ void Runner::callOut(__CFRunLoopObserver& observer, CFRunLoopActivity activity) 
 bool Runner::performSignalled() {
     const std::uint64_t signals = loop_.signals.load(std::memory_order_acquire);
     if (signals == mode_.scanned) return false;
-    std::vector<Retained<__CFRunLoopSource>> signalled;
+    // Those that are signalled now; what the calls signal is for the next pass.
+    const std::uint64_t pass = ++mode_.passes;
     {
         const std::lock_guard lock(loop_.mutex);
-        for (__CFRunLoopSource* const source : mode_.signalSources) {
-            if (source->signalled.load(std::memory_order_relaxed)) {
-                signalled.push_back(Retained<__CFRunLoopSource>::retaining(source));
-            }
-        }
+        mode_.signalSources.mark(
+            pass, [](const __CFRunLoopSource& source) { return source.signalled.load(std::memory_order_relaxed); });
     }
     bool performed = false;
-    for (const auto& source : signalled) {
-        if (performed && returnsAfterSource_) return true;  // the rest keep their turn: `scanned` has not moved
-        performed |= perform(*source);
+    ItemList<__CFRunLoopSource>::Walk walk;
+    while (perform(walk, pass)) {
+        performed = true;
+        if (returnsAfterSource_) return true;  // the rest keep their turn: `scanned` has not moved
     }
     mode_.scanned = signals;
     return performed;
 }
 
-bool Runner::perform(__CFRunLoopSource& source) {
+/// Performs the next of the marked sources that are still signalled; false when there is none.
+bool Runner::perform(ItemList<__CFRunLoopSource>::Walk& walk, std::uint64_t pass) {
+    Retained<__CFRunLoopSource> source;
     Info info;
     {
         const std::lock_guard lock(loop_.mutex);
-        if (!mode_.sources.contains(&source)) return false;
-        const std::lock_guard sourceLock(source.mutex);
-        // The signal is taken before the call: one that comes during it is served again.
-        if (!source.valid || !source.signalled.exchange(false, std::memory_order_acq_rel)) return false;
-        info = source.info;
+        for (;;) {
+            __CFRunLoopSource* const next = mode_.signalSources.nextMarked(walk, pass);
+            if (!next) return false;
+            const std::lock_guard sourceLock(next->mutex);
+            // The signal is taken before the call: one that comes during it is served again.
+            if (!next->valid || !next->signalled.exchange(false, std::memory_order_acq_rel)) continue;
+            source = Retained<__CFRunLoopSource>::retaining(next);
+            info = next->info;
+            break;
+        }
     }
-    if (source.context.perform) source.context.perform(info.get());
+    if (source->context.perform) source->context.perform(info.get());
     return true;
 }
 
@@ -173,11 +188,9 @@ bool Runner::deliver() {
     std::int64_t due = 0;
     {
         const std::lock_guard lock(loop_.mutex);
-        hasTimers = !mode_.schedule.isEmpty();
-        if (hasTimers) {
-            due = now();
-            hasTimers = mode_.schedule.first().deadline <= due;
-        }
+        const TimerKey* const first = mode_.timers.first();
+        if (first) due = now();
+        hasTimers = first && first->deadline <= due;
     }
     if (hasTimers && (mode_.sourceServedLast || !mode_.hasReady())) {
         mode_.sourceServedLast = false;
@@ -238,39 +251,43 @@ bool Runner::deliverReady() {
 }
 
 void Runner::fireTimers(std::int64_t due) {
-    std::vector<TimerKey> keys;
-    std::vector<Retained<__CFRunLoopTimer>> timers;
+    // Those that are due now; one that a call makes due is for the next pass.
+    const std::uint64_t pass = ++mode_.passes;
     {
         const std::lock_guard lock(loop_.mutex);
-        mode_.schedule.descend([&](const TimerKey& key) {
-            if (key.deadline > due) return false;
-            keys.push_back(key);
-            return true;
-        });
-        timers.reserve(keys.size());
-        std::sort(keys.begin(), keys.end());
-        for (const TimerKey& key : keys) timers.push_back(Retained<__CFRunLoopTimer>::retaining(key.timer));
+        mode_.timers.markDue(due, pass);
     }
-    for (const auto& timer : timers) fire(*timer, due);
+    while (fireNext(due, pass)) {
+    }
 }
 
-void Runner::fire(__CFRunLoopTimer& timer, std::int64_t due) {
+/// Fires the next of the marked timers that are still due; false when there is none.
+bool Runner::fireNext(std::int64_t due, std::uint64_t pass) {
+    Retained<__CFRunLoopTimer> timer;
     Info info;
     {
         const std::lock_guard lock(loop_.mutex);
-        const std::lock_guard timerLock(timer.mutex);
-        if (!timer.valid || timer.firing || timer.deadline > due || !mode_.timers.contains(&timer)) return;
-        timer.firing = true;
-        timer.moved = false;
-        info = timer.info;
-        // Out of every schedule: a nested run neither serves it nor wakes for it.
-        park(loop_, timer);
+        for (;;) {
+            const TimerKey* const next = mode_.timers.nextDue(due, pass);
+            if (!next) return false;
+            __CFRunLoopTimer& found = *next->timer;
+            const std::lock_guard timerLock(found.mutex);
+            // Out of every line: a nested run neither serves it nor wakes for it.
+            park(loop_, found);
+            if (!found.valid) continue;  // on its way out
+            found.firing = true;
+            found.moved = false;
+            timer = Retained<__CFRunLoopTimer>::retaining(&found);
+            info = found.info;
+            break;
+        }
     }
     struct Finish {
         __CFRunLoopTimer& timer;
         ~Finish() { endFiring(timer); }
-    } const finish{timer};
-    if (timer.callout) timer.callout(&timer, info.get());
+    } const finish{*timer};
+    if (timer->callout) timer->callout(timer.get(), info.get());
+    return true;
 }
 
 }  // namespace
@@ -290,10 +307,13 @@ CFRunLoopRunResult runInMode(__CFRunLoop& loop, CFStringRef name, CFTimeInterval
         Activation(__CFRunLoop& l, Mode& m) : loop(l), run{m, l.current} {
             const std::lock_guard lock(loop.mutex);
             loop.current = &run;
+            ++run.mode.runs;
         }
         ~Activation() {
             const std::lock_guard lock(loop.mutex);
             loop.current = run.outer;
+            --run.mode.runs;
+            run.mode.closeUnlessUsed();
         }
         __CFRunLoop& loop;
         Run run;

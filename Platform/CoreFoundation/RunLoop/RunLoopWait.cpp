@@ -86,7 +86,7 @@ void armAnew(Mode& mode, int descriptor, WatchedDescriptor& entry) noexcept {
 }
 
 /// Makes the mode's epoll when it has none. False when the process has no descriptor left.
-bool openEpoll(__CFRunLoop& loop, Mode& mode) {
+bool openEpoll(__CFRunLoop& loop, Mode& mode) noexcept {
     if (mode.epoll >= 0) return true;
     if (!loop.waker->open()) return false;
     const int made = ::epoll_create1(EPOLL_CLOEXEC);
@@ -124,7 +124,7 @@ int millisecondsUntil(std::int64_t until, std::int64_t from) noexcept {
     return static_cast<int>(std::min<std::int64_t>((until - from) / kMillisecond + 1, INT32_MAX));
 }
 
-void take(__CFRunLoop& loop, Mode& mode, const epoll_event* events, int count) {
+void take(__CFRunLoop& loop, Mode& mode, const epoll_event* events, int count) noexcept {
     for (int i = 0; i < count; ++i) {
         const std::uint64_t about = events[i].data.u64;
         if (about == kWakerEvent || about == kTimerEvent) continue;
@@ -146,7 +146,7 @@ constexpr int kEvents = 64;
 
 }  // namespace
 
-void waitForEvents(__CFRunLoop& loop, Mode& mode, std::int64_t until) {
+void waitForEvents(__CFRunLoop& loop, Mode& mode, std::int64_t until) noexcept {
     const std::int64_t start = until == kForever ? 0 : now();
     if (until <= start) return pollDescriptors(loop, mode);
     if (!openEpoll(loop, mode)) {
@@ -164,7 +164,7 @@ void waitForEvents(__CFRunLoop& loop, Mode& mode, std::int64_t until) {
     take(loop, mode, events.data(), count);
 }
 
-void pollDescriptors(__CFRunLoop& loop, Mode& mode) {
+void pollDescriptors(__CFRunLoop& loop, Mode& mode) noexcept {
     {
         const std::lock_guard lock(loop.mutex);
         if (mode.descriptors.empty()) return;
@@ -176,12 +176,18 @@ void pollDescriptors(__CFRunLoop& loop, Mode& mode) {
 
 void beginWatch(Mode& mode, Watch& watch) {
     const int descriptor = watch.source.owner->descriptor(watch.source.ownerObject);
-    WatchedDescriptor& entry = mode.descriptors[descriptor];
-    if (entry.serial == 0) {
+    const auto [place, isNew] = mode.descriptors.try_emplace(descriptor);
+    WatchedDescriptor& entry = place->second;
+    try {
+        entry.watches.push_back(&watch);
+    } catch (...) {
+        if (isNew) mode.descriptors.erase(place);
+        throw;
+    }
+    if (isNew) {
         entry.serial = mode.nextSerial;
         mode.nextSerial = mode.nextSerial % UINT32_MAX + 1;
     }
-    entry.watches.push_back(&watch);
     armAnew(mode, descriptor, entry);
 }
 
@@ -203,16 +209,13 @@ void rearm(Mode& mode, Watch& watch) noexcept {
 }
 
 void interestChanged(__CFRunLoopSource& source) noexcept {
-    std::vector<Retained<__CFRunLoop>> loops;
-    {
-        const std::lock_guard lock(source.mutex);
-        for (__CFRunLoop* const loop : source.loops) loops.push_back(Retained<__CFRunLoop>::retaining(loop));
-    }
     const int descriptor = source.owner->descriptor(source.ownerObject);
-    for (const auto& loop : loops) {
+    Retained<__CFRunLoop> loop;
+    while ((loop = nextLoopOf(source, loop.get()))) {
         const std::lock_guard lock(loop->mutex);
-        for (const auto& mode : loop->modes) {
-            if (!mode->sources.contains(&source)) continue;
+        const Holding* const holding = loop->find(source);
+        if (!holding) continue;
+        for (Mode* const mode : holding->modes) {
             const auto found = mode->descriptors.find(descriptor);
             if (found != mode->descriptors.end()) armAnew(*mode, descriptor, found->second);
         }

@@ -429,7 +429,8 @@ TEST(CFMachPort, TellsAtOnceWhoAsksAfterItsEnd) {
     CFMachPortContext context = inbox.context();
     const CFMachPortRef port = CFMachPortCreateWithPort(nullptr, name, Inbox::take, &context, nullptr);
     CFMachPortInvalidate(port);
-    static int told = 0;
+    static int told;
+    told = 0;
     CFMachPortSetInvalidationCallBack(port, nullptr);
     CFMachPortSetInvalidationCallBack(port, [](CFMachPortRef, void* info) {
         EXPECT_EQ(info, nullptr) << "the context has ended";

@@ -54,6 +54,96 @@ TEST(CFRunLoop, TellsItsObserversOfEveryStep) {
     });
 }
 
+TEST(CFRunLoop, AStopAtEntryEndsTheRunBeforeItsFirstPass) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Diary diary;
+        CFRunLoopAddObserver(loop, diary.observer, kCFRunLoopDefaultMode);
+        Action stop, action;
+        stop.run = [&] { CFRunLoopStop(loop); };
+        Own stopper(newObserver(stop, kCFRunLoopEntry, false));
+        CFRunLoopAddObserver(loop, stopper, kCFRunLoopDefaultMode);
+        Own source(newSource(action));
+        CFRunLoopAddSource(loop, source, kCFRunLoopDefaultMode);
+        CFRunLoopSourceSignal(source);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunStopped);
+        EXPECT_THAT(diary.lines, ElementsAre("entry", "exit"));
+        EXPECT_EQ(action.calls, 0);
+        runOnce();
+        EXPECT_EQ(action.calls, 1) << "the signal was not lost";
+    });
+}
+
+TEST(CFRunLoop, WhatACallSignalsIsForTheNextPass) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Diary diary;
+        CFRunLoopAddObserver(loop, diary.observer, kCFRunLoopDefaultMode);
+        Action first, second;
+        Own later(newSource(second, 2)), sooner(newSource(first, 1));
+        first.run = [&] {
+            diary.lines.push_back("FIRST");
+            CFRunLoopSourceSignal(later);
+        };
+        second.run = [&] {
+            diary.lines.push_back("SECOND");
+            CFRunLoopStop(loop);
+        };
+        CFRunLoopAddSource(loop, later, kCFRunLoopDefaultMode);
+        CFRunLoopAddSource(loop, sooner, kCFRunLoopDefaultMode);
+        CFRunLoopSourceSignal(sooner);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunStopped);
+        EXPECT_THAT(diary.lines,
+                    ElementsAre("entry", "timers", "sources", "FIRST", "timers", "sources", "SECOND", "exit"));
+    });
+}
+
+TEST(CFRunLoop, ANestedRunLeavesTheOuterPassItsSources) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        std::vector<int> order;
+        Action actions[3];
+        std::vector<CFRunLoopSourceRef> sources;
+        for (int i = 0; i < 3; ++i) {
+            actions[i].run = [&, i] {
+                order.push_back(i);
+                if (i > 0) return;
+                // Serves the second one and returns; the third is still marked for both runs.
+                EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, true), kCFRunLoopRunHandledSource);
+            };
+            sources.push_back(newSource(actions[i], i));
+            CFRunLoopAddSource(loop, sources.back(), kCFRunLoopDefaultMode);
+            CFRunLoopSourceSignal(sources.back());
+        }
+        runOnce();
+        EXPECT_THAT(order, ElementsAre(0, 1, 2));
+        for (const CFRunLoopSourceRef source : sources) const Own gone(source);
+    });
+}
+
+TEST(CFRunLoop, ObserversThatComeDuringAnActivityAreToldOfTheNext) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Action idle, adds, added, removed;
+        Own source(newSource(idle));
+        CFRunLoopAddSource(loop, source, kCFRunLoopDefaultMode);
+        Own adding(newObserver(adds, kCFRunLoopEntry, true, 1)),
+            leaving(newObserver(removed, kCFRunLoopEntry, true, 2)),
+            coming(newObserver(added, kCFRunLoopEntry, true, 3));
+        adds.run = [&] {
+            CFRunLoopAddObserver(loop, coming, kCFRunLoopDefaultMode);
+            CFRunLoopRemoveObserver(loop, leaving, kCFRunLoopDefaultMode);
+        };
+        CFRunLoopAddObserver(loop, adding, kCFRunLoopDefaultMode);
+        CFRunLoopAddObserver(loop, leaving, kCFRunLoopDefaultMode);
+        runOnce();
+        EXPECT_EQ(added.calls, 0);
+        EXPECT_EQ(removed.calls, 0);
+        runOnce();
+        EXPECT_EQ(added.calls, 1);
+    });
+}
+
 TEST(CFRunLoop, ObserversAndSourcesGoByTheirOrder) {
     onOwnLoop([] {
         const CFRunLoopRef loop = CFRunLoopGetCurrent();

@@ -1,6 +1,8 @@
 #include "Platform/CoreFoundation/TestAllocator.h"
 #include "RunLoopTesting.h"
 
+#include <dirent.h>
+
 using namespace RunLoopTesting;
 
 // ---- The loop of a thread
@@ -242,6 +244,61 @@ TEST(CFRunLoop, CommonModesReachEveryModeThatIsOrBecomesCommon) {
             EXPECT_FALSE(CFRunLoopContainsObserver(loop, observer, mode));
         }
         EXPECT_EQ(CFGetRetainCount(source), 1);
+    });
+}
+
+namespace {
+
+/// How many descriptors this process has open.
+int openDescriptors() {
+    int count = 0;
+    DIR* const folder = ::opendir("/proc/self/fd");
+    while (::readdir(folder)) ++count;
+    ::closedir(folder);
+    return count;
+}
+
+}  // namespace
+
+TEST(CFRunLoop, AModeThatHoldsNothingKeepsNoDescriptor) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        const auto request = [&](CFStringRef mode) {
+            Action tick;
+            Own timer(newTimer(tick, 0.0001));
+            CFRunLoopAddTimer(loop, timer, mode);
+            EXPECT_EQ(CFRunLoopRunInMode(mode, kSoon, false), kCFRunLoopRunFinished);
+            EXPECT_EQ(tick.calls, 1);
+        };
+        request(CFSTR("the first"));  // the loop's own descriptors are there from here on
+        const int before = openDescriptors();
+        for (int i = 0; i < 100; ++i) {
+            Own mode(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("request %d"), i));
+            request(mode);
+        }
+        request(kCFRunLoopDefaultMode);
+        request(CFSTR("request 0"));
+        EXPECT_EQ(openDescriptors(), before);
+        Own modes(CFRunLoopCopyAllModes(loop));
+        EXPECT_EQ(CFArrayGetCount(modes), 102) << "a mode that was named stays known";
+    });
+}
+
+TEST(CFRunLoop, AModeIsUsedOnWhenItsLastItemGoesDuringARun) {
+    onOwnLoop([] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        Action first, tick;
+        Own source(newSource(first));
+        Own timer(newTimer(tick, 0.001));
+        CFRunLoopAddSource(loop, source, kCFRunLoopDefaultMode);
+        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.0001, false);  // waits
+        first.run = [&] {
+            CFRunLoopSourceInvalidate(source);
+            CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+        };
+        CFRunLoopSourceSignal(source);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunFinished);
+        EXPECT_EQ(tick.calls, 1);
     });
 }
 

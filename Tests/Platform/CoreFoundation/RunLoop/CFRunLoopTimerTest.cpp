@@ -314,3 +314,32 @@ TEST(CFRunLoopTimer, KnowsItsContext) {
     EXPECT_EQ(CFRunLoopTimerGetOrder(ordered), 77);
     EXPECT_EQ(CFRunLoopGetNextTimerFireDate(CFRunLoopGetCurrent(), CFSTR("none")), 0);
 }
+
+TEST(CFRunLoopTimer, MayBeMovedOnAnotherThreadAsItsOnlyCallEnds) {
+    LoopThread other;
+    std::mutex mutex;
+    Own<CFRunLoopTimerRef> current(nullptr);
+    std::atomic<bool> done{false};
+    std::thread mover([&] {
+        while (!done) {
+            const std::lock_guard lock(mutex);
+            if (current) CFRunLoopTimerSetNextFireDate(current, CFAbsoluteTimeGetCurrent());
+        }
+    });
+    Action tick;
+    for (int i = 1; i <= 500; ++i) {
+        {
+            const std::lock_guard lock(mutex);
+            current.reset();
+            current.ref = newTimer(tick, 0);
+            CFRunLoopAddTimer(other.loop, current, kCFRunLoopDefaultMode);
+        }
+        while (tick.calls < i) std::this_thread::yield();
+    }
+    done = true;
+    mover.join();
+    EXPECT_EQ(tick.calls, 500);
+    current.reset();
+    other.end();
+    EXPECT_EQ(tick.held, 0);
+}

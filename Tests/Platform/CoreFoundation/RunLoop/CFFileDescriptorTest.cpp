@@ -254,6 +254,63 @@ TEST(CFFileDescriptor, ClosesItsDescriptorOnlyWhenAskedTo) {
     pair.ends[0] = pair.ends[1] = -1;
 }
 
+TEST(CFFileDescriptor, InvalidatedOnAnotherThreadIsClosedOnceItsCallbackHasReturned) {
+    Pair pair;
+    struct Reader {
+        std::atomic<bool> invalidated{false};
+        std::atomic<bool> running{false};
+        bool wasOpen = false;
+        static void call(CFFileDescriptorRef f, CFOptionFlags, void* info) {
+            auto& self = *static_cast<Reader*>(info);
+            self.running = true;
+            while (!self.invalidated) std::this_thread::yield();
+            self.wasOpen = isOpen(CFFileDescriptorGetNativeDescriptor(f));
+        }
+    } reader;
+    const CFFileDescriptorContext context{0, &reader, nullptr, nullptr, nullptr};
+    const CFFileDescriptorRef object = CFFileDescriptorCreate(nullptr, pair.ends[0], true, Reader::call, &context);
+    const CFRunLoopSourceRef source = CFFileDescriptorCreateRunLoopSource(nullptr, object, 0);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    CFFileDescriptorEnableCallBacks(object, kRead);
+    pair.write("x");
+    std::thread other([&] {
+        while (!reader.running) std::this_thread::yield();
+        CFFileDescriptorInvalidate(object);
+        reader.invalidated = true;
+    });
+    EXPECT_EQ(run(kSoon), kCFRunLoopRunHandledSource);
+    other.join();
+    EXPECT_TRUE(reader.wasOpen);
+    EXPECT_FALSE(isOpen(pair.ends[0]));
+    pair.ends[0] = -1;
+    CFRelease(source);
+    CFRelease(object);
+}
+
+TEST(CFFileDescriptor, InvalidatedInItsOwnCallbackIsClosedAtOnce) {
+    Pair pair;
+    struct Reader {
+        int calls = 0;
+        static void call(CFFileDescriptorRef f, CFOptionFlags, void* info) {
+            ++static_cast<Reader*>(info)->calls;
+            const int descriptor = CFFileDescriptorGetNativeDescriptor(f);
+            CFFileDescriptorInvalidate(f);
+            EXPECT_FALSE(isOpen(descriptor));
+        }
+    } reader;
+    const CFFileDescriptorContext context{0, &reader, nullptr, nullptr, nullptr};
+    const CFFileDescriptorRef object = CFFileDescriptorCreate(nullptr, pair.ends[0], true, Reader::call, &context);
+    const CFRunLoopSourceRef source = CFFileDescriptorCreateRunLoopSource(nullptr, object, 0);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    CFFileDescriptorEnableCallBacks(object, kRead);
+    pair.write("x");
+    EXPECT_EQ(run(kSoon), kCFRunLoopRunHandledSource);
+    EXPECT_EQ(reader.calls, 1);
+    pair.ends[0] = -1;
+    CFRelease(source);
+    CFRelease(object);
+}
+
 TEST(CFFileDescriptor, InvalidateEndsEverything) {
     const Pair pair;
     Watched watched(pair.ends[0]);
@@ -329,6 +386,37 @@ TEST(CFFileDescriptor, ALoopWithNothingToDoSleeps) {
     EXPECT_LE(passes, 3);
     CFRunLoopObserverInvalidate(observer);
     CFRelease(observer);
+}
+
+TEST(CFFileDescriptor, IsInvalidatedWhileThreadsWhoseLoopsHoldItEnd) {
+    for (int round = 0; round < 100; ++round) {
+        const Pair pair;
+        std::atomic<int> held{0};
+        const CFFileDescriptorContext context{0, &held,
+                                              [](void* info) {
+                                                  ++*static_cast<std::atomic<int>*>(info);
+                                                  return info;
+                                              },
+                                              [](void* info) { --*static_cast<std::atomic<int>*>(info); }, nullptr};
+        const CFFileDescriptorRef object =
+            CFFileDescriptorCreate(nullptr, pair.ends[0], false, Watched::call, &context);
+        const CFRunLoopSourceRef source = CFFileDescriptorCreateRunLoopSource(nullptr, object, 0);
+        std::atomic<bool> scheduled{false};
+        std::thread ending([&] {
+            const CFRunLoopRef loop = CFRunLoopGetCurrent();
+            for (const CFStringRef mode : {CFSTR("second"), CFSTR("third"), CFSTR("fourth")}) {
+                CFRunLoopAddCommonMode(loop, mode);
+            }
+            CFRunLoopAddSource(loop, source, kCFRunLoopCommonModes);
+            scheduled = true;
+        });
+        while (!scheduled) std::this_thread::yield();
+        CFFileDescriptorInvalidate(object);
+        CFRelease(source);
+        CFRelease(object);
+        ending.join();
+        EXPECT_EQ(held, 0);
+    }
 }
 
 TEST(CFFileDescriptor, SharedByTwoLoopsIsServedOncePerWish) {

@@ -83,7 +83,7 @@ void RunLoopSourceSCDynamicStore::initialize(const boost::shared_ptr<RunLoopSour
     const SCDynamicStoreRef connection =
         SCDynamicStoreCreate(kCFAllocatorDefault, CFSTR(""), _SCDynamicStoreCallBack, &context);
     if (!connection) FatalExit(kFile, 138);
-    TypeRef made = TypeRef::adopt(connection);
+    const TypeRef made = TypeRef::adopt(connection);
     source->runLoopSource = RunLoopSourceRef::created(
         SCDynamicStoreCreateRunLoopSource(kCFAllocatorDefault, connection, 0), "SCDynamicStoreCreateRunLoopSource");
     if (!SCDynamicStoreSetNotificationKeys(connection, keys.get(), patterns.get())) FatalExit(kFile, 144);
@@ -94,7 +94,7 @@ void RunLoopSourceSCDynamicStore::initialize(const boost::shared_ptr<RunLoopSour
         const boost::unique_lock<boost::mutex> held(source->lock);
         source->cache = DictionaryRef::createMutableCopy(kCFAllocatorDefault, 0, values.get());
     }
-    source->store = std::move(made);
+    source->store.assign(made.get());
 
     Clients clients;
     addClients(source->keys, clients);

@@ -4,7 +4,7 @@
 
 #include <KXCoreLib/PList.h>
 
-#include "WrapperSamples.h"
+#include "CoreFoundation/WrapperTesting.h"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +17,39 @@ using namespace CoreFoundation;
 
 inline constexpr auto Optional = ItemKind::Optional;
 inline constexpr auto Required = ItemKind::Required;
+
+/// A value of each type that a list holds.
+template <class Ref>
+Ref sample();
+template <>
+inline ArrayRef sample() {
+    return ArrayRef::create(kCFAllocatorDefault, nullptr, 0, &kCFTypeArrayCallBacks);
+}
+template <>
+inline BooleanRef sample() {
+    return BooleanRef::retain(kCFBooleanTrue);
+}
+template <>
+inline DataRef sample() {
+    return DataRef::createWithStdVector(kCFAllocatorDefault, {1, 2, 3});
+}
+template <>
+inline DateRef sample() {
+    return DateRef::create(kCFAllocatorDefault, 1000.25);
+}
+template <>
+inline DictionaryRef sample() {
+    return DictionaryRef::create(kCFAllocatorDefault, nullptr, nullptr, 0);
+}
+template <>
+inline NumberRef sample() {
+    const double value = 1234.5678;
+    return NumberRef::create(kCFAllocatorDefault, kCFNumberDoubleType, &value);
+}
+template <>
+inline StringRef sample() {
+    return text("a text that is no constant");
+}
 
 /// A dictionary in the making.
 class Dict {

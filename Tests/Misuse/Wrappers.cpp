@@ -8,7 +8,7 @@ void use(CFStringRef raw, CFNumberRef number, StringRef string, NumberRef number
     // What is right.
     string = StringRef::retain(raw);
     string.assign(number);
-    any = string;
+    any.assign(string.get());
     if (string) CFStringGetLength(string.get());
     MutableStringRef changing = StringRef::createMutable(nullptr, 0);
     changing.append(string.get());
@@ -27,6 +27,15 @@ void use(CFStringRef raw, CFNumberRef number, StringRef string, NumberRef number
     string = StringRef::adopt(number);
 #elif defined AnyObjectWhereAStringIsDue
     string = any;
+#elif defined AssigningThroughTheBase
+    TypeRef& base = string;
+    base = numberRef;
+#elif defined AssigningAnyObjectThroughTheBase
+    TypeRef& base = string;
+    base = any;
+#elif defined MovingThroughTheBase
+    TypeRef& base = string;
+    base = TypeRef(numberRef);
 #elif defined AnImmutableStringWhereAMutableOneIsDue
     changing = string;
 #elif defined PassingAWrapperAsARawPointer
@@ -35,6 +44,8 @@ void use(CFStringRef raw, CFNumberRef number, StringRef string, NumberRef number
     const bool isThere = string;
 #elif defined ChangingAnImmutableString
     string.append(raw);
+#elif defined ASecondFormOfAnOperation
+    string.createCopy(nullptr);
 #elif defined AWrapperAmongFormatArguments
     StringRef::createWithFormat(nullptr, nullptr, raw, string);
 #elif defined ThrowingTheAbstractException

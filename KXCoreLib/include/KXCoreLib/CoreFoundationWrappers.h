@@ -10,7 +10,9 @@
 ///  - CFAutorelease, CFMakeCollectable: they give a reference up to somebody else, against which a wrapper exists;
 ///  - CFGetRetainCount, CFGetAllocator, CFCopyDescription, CFCopyTypeIDDescription: they hold for objects of every type
 ///    and belong to none; call them with get();
-///  - CFRangeMake: makes a plain value.
+///  - CFRangeMake: makes a plain value;
+///  - CFRunLoopPerformBlock, CFRunLoopObserverCreateWithHandler, CFRunLoopTimerCreateWithHandler: they take a block, a
+///    part of the language that not every compiler has; the forms with a function do the same.
 
 #include <KXCoreLib/CoreFoundation/AllocatorRef.h>
 #include <KXCoreLib/CoreFoundation/ArrayRef.h>
@@ -19,7 +21,6 @@
 #include <KXCoreLib/CoreFoundation/DataRef.h>
 #include <KXCoreLib/CoreFoundation/DateRef.h>
 #include <KXCoreLib/CoreFoundation/DictionaryRef.h>
-#include <KXCoreLib/CoreFoundation/ErrorOutlet.h>
 #include <KXCoreLib/CoreFoundation/ErrorRef.h>
 #include <KXCoreLib/CoreFoundation/FileDescriptorRef.h>
 #include <KXCoreLib/CoreFoundation/MachPortRef.h>

@@ -10,29 +10,21 @@ class KX_EXPORT AllocatorRef : public TypedRef<AllocatorRef, CFAllocatorRef> {
   public:
     static constexpr const char* typeName = "CFAllocatorRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFAllocatorGetTypeID(); }
+    static CFTypeID getTypeID();
 
     /// A new allocator of `context`'s call-backs, itself kept in memory of `allocator`.
-    static AllocatorRef create(CFAllocatorRef allocator, CFAllocatorContext* context) {
-        return created(CFAllocatorCreate(allocator, context), "CFAllocatorCreate");
-    }
-    /// The same, kept in memory of this allocator.
-    AllocatorRef create(CFAllocatorContext* context) const { return create(get(), context); }
+    static AllocatorRef create(CFAllocatorRef allocator, CFAllocatorContext* context);
 
     /// The calling thread's default allocator.
-    static AllocatorRef getDefault() { return retain(CFAllocatorGetDefault()); }
+    static AllocatorRef getDefault();
     /// Makes this the calling thread's default allocator. An allocator that was ever a default must never be freed.
-    void setDefault() const { CFAllocatorSetDefault(get()); }
+    void setDefault() const;
 
-    void* allocate(CFIndex size, CFOptionFlags hint) const { return CFAllocatorAllocate(get(), size, hint); }
-    void* reallocate(void* memory, CFIndex newSize, CFOptionFlags hint) const {
-        return CFAllocatorReallocate(get(), memory, newSize, hint);
-    }
-    void deallocate(void* memory) const { CFAllocatorDeallocate(get(), memory); }
-    CFIndex getPreferredSizeForSize(CFIndex size, CFOptionFlags hint) const {
-        return CFAllocatorGetPreferredSizeForSize(get(), size, hint);
-    }
-    void getContext(CFAllocatorContext* context) const { CFAllocatorGetContext(get(), context); }
+    void* allocate(CFIndex size, CFOptionFlags hint) const;
+    void* reallocate(void* memory, CFIndex newSize, CFOptionFlags hint) const;
+    void deallocate(void* memory) const;
+    CFIndex getPreferredSizeForSize(CFIndex size, CFOptionFlags hint) const;
+    void getContext(CFAllocatorContext* context) const;
 };
 static_assert(isPlainRef<AllocatorRef>);
 

@@ -11,9 +11,9 @@ class KX_EXPORT BooleanRef : public TypedRef<BooleanRef, CFBooleanRef> {
   public:
     static constexpr const char* typeName = "CFBooleanRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFBooleanGetTypeID(); }
+    static CFTypeID getTypeID();
 
-    Boolean getValue() const { return CFBooleanGetValue(get()); }
+    Boolean getValue() const;
 };
 static_assert(isPlainRef<BooleanRef>);
 

@@ -13,50 +13,30 @@ class KX_EXPORT DateRef : public TypedRef<DateRef, CFDateRef> {
   public:
     static constexpr const char* typeName = "CFDateRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFDateGetTypeID(); }
+    static CFTypeID getTypeID();
 
-    static DateRef create(CFAllocatorRef allocator, CFAbsoluteTime at) {
-        return created(CFDateCreate(allocator, at), "CFDateCreate");
-    }
+    static DateRef create(CFAllocatorRef allocator, CFAbsoluteTime at);
 
-    CFAbsoluteTime getAbsoluteTime() const { return CFDateGetAbsoluteTime(get()); }
+    CFAbsoluteTime getAbsoluteTime() const;
     /// Positive when this date is the later one.
-    CFTimeInterval getTimeIntervalSinceDate(CFDateRef other) const {
-        return CFDateGetTimeIntervalSinceDate(get(), other);
-    }
-    CFComparisonResult compare(CFDateRef other, void* context) const { return CFDateCompare(get(), other, context); }
+    CFTimeInterval getTimeIntervalSinceDate(CFDateRef other) const;
+    CFComparisonResult compare(CFDateRef other, void* context) const;
 
     /// The current time of the system's clock.
-    static CFAbsoluteTime absoluteTimeGetCurrent() { return CFAbsoluteTimeGetCurrent(); }
+    static CFAbsoluteTime absoluteTimeGetCurrent();
 
 // The calendar functions are deprecated on macOS and have no successor of their own kind.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    static Boolean gregorianDateIsValid(CFGregorianDate date, CFOptionFlags unitFlags) {
-        return CFGregorianDateIsValid(date, unitFlags);
-    }
-    static CFAbsoluteTime gregorianDateGetAbsoluteTime(CFGregorianDate date, CFTimeZoneRef zone) {
-        return CFGregorianDateGetAbsoluteTime(date, zone);
-    }
-    static CFGregorianDate absoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTimeZoneRef zone) {
-        return CFAbsoluteTimeGetGregorianDate(at, zone);
-    }
-    static CFAbsoluteTime absoluteTimeAddGregorianUnits(CFAbsoluteTime at, CFTimeZoneRef zone, CFGregorianUnits units) {
-        return CFAbsoluteTimeAddGregorianUnits(at, zone, units);
-    }
+    static Boolean gregorianDateIsValid(CFGregorianDate date, CFOptionFlags unitFlags);
+    static CFAbsoluteTime gregorianDateGetAbsoluteTime(CFGregorianDate date, CFTimeZoneRef zone);
+    static CFGregorianDate absoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTimeZoneRef zone);
+    static CFAbsoluteTime absoluteTimeAddGregorianUnits(CFAbsoluteTime at, CFTimeZoneRef zone, CFGregorianUnits units);
     static CFGregorianUnits absoluteTimeGetDifferenceAsGregorianUnits(CFAbsoluteTime at1, CFAbsoluteTime at2,
-                                                                      CFTimeZoneRef zone, CFOptionFlags unitFlags) {
-        return CFAbsoluteTimeGetDifferenceAsGregorianUnits(at1, at2, zone, unitFlags);
-    }
-    static SInt32 absoluteTimeGetDayOfWeek(CFAbsoluteTime at, CFTimeZoneRef zone) {
-        return CFAbsoluteTimeGetDayOfWeek(at, zone);
-    }
-    static SInt32 absoluteTimeGetDayOfYear(CFAbsoluteTime at, CFTimeZoneRef zone) {
-        return CFAbsoluteTimeGetDayOfYear(at, zone);
-    }
-    static SInt32 absoluteTimeGetWeekOfYear(CFAbsoluteTime at, CFTimeZoneRef zone) {
-        return CFAbsoluteTimeGetWeekOfYear(at, zone);
-    }
+                                                                      CFTimeZoneRef zone, CFOptionFlags unitFlags);
+    static SInt32 absoluteTimeGetDayOfWeek(CFAbsoluteTime at, CFTimeZoneRef zone);
+    static SInt32 absoluteTimeGetDayOfYear(CFAbsoluteTime at, CFTimeZoneRef zone);
+    static SInt32 absoluteTimeGetWeekOfYear(CFAbsoluteTime at, CFTimeZoneRef zone);
 #pragma GCC diagnostic pop
 };
 static_assert(isPlainRef<DateRef>);

@@ -14,22 +14,13 @@ class KX_EXPORT DictionaryRef : public TypedRef<DictionaryRef, CFDictionaryRef> 
   public:
     static constexpr const char* typeName = "CFDictionaryRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFDictionaryGetTypeID(); }
+    static CFTypeID getTypeID();
 
     static DictionaryRef create(CFAllocatorRef allocator, const void** keys, const void** values, CFIndex numValues,
                                 const CFDictionaryKeyCallBacks* keyCallBacks,
-                                const CFDictionaryValueCallBacks* valueCallBacks) {
-        return created(CFDictionaryCreate(allocator, keys, values, numValues, keyCallBacks, valueCallBacks),
-                       "CFDictionaryCreate");
-    }
-    static DictionaryRef create(CFAllocatorRef allocator, const void** keys, const void** values, CFIndex numValues) {
-        return create(allocator, keys, values, numValues, &kCFTypeDictionaryKeyCallBacks,
-                      &kCFTypeDictionaryValueCallBacks);
-    }
-    static DictionaryRef createCopy(CFAllocatorRef allocator, CFDictionaryRef dictionary) {
-        return created(CFDictionaryCreateCopy(allocator, dictionary), "CFDictionaryCreateCopy");
-    }
-    DictionaryRef createCopy(CFAllocatorRef allocator) const { return createCopy(allocator, get()); }
+                                const CFDictionaryValueCallBacks* valueCallBacks);
+    static DictionaryRef create(CFAllocatorRef allocator, const void** keys, const void** values, CFIndex numValues);
+    static DictionaryRef createCopy(CFAllocatorRef allocator, CFDictionaryRef dictionary);
     /// A `capacity` of 0 sets no limit.
     static MutableDictionaryRef createMutable(CFAllocatorRef allocator, CFIndex capacity,
                                               const CFDictionaryKeyCallBacks* keyCallBacks,
@@ -37,25 +28,18 @@ class KX_EXPORT DictionaryRef : public TypedRef<DictionaryRef, CFDictionaryRef> 
     static MutableDictionaryRef createMutable(CFAllocatorRef allocator, CFIndex capacity);
     static MutableDictionaryRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
                                                   CFDictionaryRef dictionary);
-    MutableDictionaryRef createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const;
 
-    CFIndex getCount() const { return CFDictionaryGetCount(get()); }
-    CFIndex getCountOfKey(const void* key) const { return CFDictionaryGetCountOfKey(get(), key); }
-    CFIndex getCountOfValue(const void* value) const { return CFDictionaryGetCountOfValue(get(), value); }
-    Boolean containsKey(const void* key) const { return CFDictionaryContainsKey(get(), key); }
-    Boolean containsValue(const void* value) const { return CFDictionaryContainsValue(get(), value); }
+    CFIndex getCount() const;
+    CFIndex getCountOfKey(const void* key) const;
+    CFIndex getCountOfValue(const void* value) const;
+    Boolean containsKey(const void* key) const;
+    Boolean containsValue(const void* value) const;
     /// Null when the key is not there.
-    const void* getValue(const void* key) const { return CFDictionaryGetValue(get(), key); }
-    Boolean getValueIfPresent(const void* key, const void** value) const {
-        return CFDictionaryGetValueIfPresent(get(), key, value);
-    }
+    const void* getValue(const void* key) const;
+    Boolean getValueIfPresent(const void* key, const void** value) const;
     /// Fills two buffers of getCount() places each, in the same order; either may be null.
-    void getKeysAndValues(const void** keys, const void** values) const {
-        CFDictionaryGetKeysAndValues(get(), keys, values);
-    }
-    void applyFunction(CFDictionaryApplierFunction applier, void* context) const {
-        CFDictionaryApplyFunction(get(), applier, context);
-    }
+    void getKeysAndValues(const void** keys, const void** values) const;
+    void applyFunction(CFDictionaryApplierFunction applier, void* context) const;
 };
 static_assert(isPlainRef<DictionaryRef>);
 
@@ -63,35 +47,14 @@ static_assert(isPlainRef<DictionaryRef>);
 class KX_EXPORT MutableDictionaryRef : public HeldRef<MutableDictionaryRef, CFMutableDictionaryRef, DictionaryRef> {
   public:
     /// Only where the key is not there yet.
-    void addValue(const void* key, const void* value) { CFDictionaryAddValue(get(), key, value); }
+    void addValue(const void* key, const void* value);
     /// Adds or replaces.
-    void setValue(const void* key, const void* value) { CFDictionarySetValue(get(), key, value); }
+    void setValue(const void* key, const void* value);
     /// Only where the key is there.
-    void replaceValue(const void* key, const void* value) { CFDictionaryReplaceValue(get(), key, value); }
-    void removeValue(const void* key) { CFDictionaryRemoveValue(get(), key); }
-    void removeAllValues() { CFDictionaryRemoveAllValues(get()); }
+    void replaceValue(const void* key, const void* value);
+    void removeValue(const void* key);
+    void removeAllValues();
 };
 static_assert(isPlainRef<MutableDictionaryRef>);
-
-inline MutableDictionaryRef DictionaryRef::createMutable(CFAllocatorRef allocator, CFIndex capacity,
-                                                         const CFDictionaryKeyCallBacks* keyCallBacks,
-                                                         const CFDictionaryValueCallBacks* valueCallBacks) {
-    return MutableDictionaryRef::created(CFDictionaryCreateMutable(allocator, capacity, keyCallBacks, valueCallBacks),
-                                         "CFDictionaryCreateMutable");
-}
-
-inline MutableDictionaryRef DictionaryRef::createMutable(CFAllocatorRef allocator, CFIndex capacity) {
-    return createMutable(allocator, capacity, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-}
-
-inline MutableDictionaryRef DictionaryRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
-                                                             CFDictionaryRef dictionary) {
-    return MutableDictionaryRef::created(CFDictionaryCreateMutableCopy(allocator, capacity, dictionary),
-                                         "CFDictionaryCreateMutableCopy");
-}
-
-inline MutableDictionaryRef DictionaryRef::createMutableCopy(CFAllocatorRef allocator, CFIndex capacity) const {
-    return createMutableCopy(allocator, capacity, get());
-}
 
 }  // namespace KXCore::CoreFoundation

@@ -9,40 +9,26 @@
 namespace KXCore::CoreFoundation {
 
 /// What went wrong: a domain, a code within it and a dictionary that explains them. Also the holder that operations
-/// with an error out-argument fill (see ErrorOutlet.h).
+/// with an error out-argument fill (TypeRef.h).
 class KX_EXPORT ErrorRef : public TypedRef<ErrorRef, CFErrorRef> {
   public:
     static constexpr const char* typeName = "CFErrorRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFErrorGetTypeID(); }
+    static CFTypeID getTypeID();
 
-    static ErrorRef create(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code, CFDictionaryRef userInfo) {
-        return created(CFErrorCreate(allocator, domain, code, userInfo), "CFErrorCreate");
-    }
+    static ErrorRef create(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code, CFDictionaryRef userInfo);
     static ErrorRef createWithUserInfoKeysAndValues(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
                                                     const void* const* userInfoKeys, const void* const* userInfoValues,
-                                                    CFIndex numUserInfoValues) {
-        return created(CFErrorCreateWithUserInfoKeysAndValues(allocator, domain, code, userInfoKeys, userInfoValues,
-                                                              numUserInfoValues),
-                       "CFErrorCreateWithUserInfoKeysAndValues");
-    }
+                                                    CFIndex numUserInfoValues);
 
-    StringRef getDomain() const { return StringRef::retain(CFErrorGetDomain(get())); }
-    CFIndex getCode() const { return CFErrorGetCode(get()); }
+    StringRef getDomain() const;
+    CFIndex getCode() const;
     /// Empty, but never null, for an error made without one.
-    DictionaryRef copyUserInfo() const {
-        return DictionaryRef::created(CFErrorCopyUserInfo(get()), "CFErrorCopyUserInfo");
-    }
-    StringRef copyDescription() const {
-        return StringRef::created(CFErrorCopyDescription(get()), "CFErrorCopyDescription");
-    }
+    DictionaryRef copyUserInfo() const;
+    StringRef copyDescription() const;
     /// An error that tells no reason is a failure to create; the same holds for the suggestion.
-    StringRef copyFailureReason() const {
-        return StringRef::created(CFErrorCopyFailureReason(get()), "CFErrorCopyFailureReason");
-    }
-    StringRef copyRecoverySuggestion() const {
-        return StringRef::created(CFErrorCopyRecoverySuggestion(get()), "CFErrorCopyRecoverySuggestion");
-    }
+    StringRef copyFailureReason() const;
+    StringRef copyRecoverySuggestion() const;
 };
 static_assert(isPlainRef<ErrorRef>);
 

@@ -12,31 +12,22 @@ class KX_EXPORT FileDescriptorRef : public TypedRef<FileDescriptorRef, CFFileDes
   public:
     static constexpr const char* typeName = "CFFileDescriptorRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFFileDescriptorGetTypeID(); }
+    static CFTypeID getTypeID();
 
     /// The descriptor stays the caller's unless `closeOnInvalidate` is set.
     static FileDescriptorRef create(CFAllocatorRef allocator, CFFileDescriptorNativeDescriptor fd,
                                     Boolean closeOnInvalidate, CFFileDescriptorCallBack callout,
-                                    const CFFileDescriptorContext* context) {
-        return created(CFFileDescriptorCreate(allocator, fd, closeOnInvalidate, callout, context),
-                       "CFFileDescriptorCreate");
-    }
-    static RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFFileDescriptorRef f, CFIndex order) {
-        return RunLoopSourceRef::created(CFFileDescriptorCreateRunLoopSource(allocator, f, order),
-                                         "CFFileDescriptorCreateRunLoopSource");
-    }
-    RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFIndex order) const {
-        return createRunLoopSource(allocator, get(), order);
-    }
+                                    const CFFileDescriptorContext* context);
+    static RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFFileDescriptorRef f, CFIndex order);
 
-    CFFileDescriptorNativeDescriptor getNativeDescriptor() const { return CFFileDescriptorGetNativeDescriptor(get()); }
-    void getContext(CFFileDescriptorContext* context) const { CFFileDescriptorGetContext(get(), context); }
+    CFFileDescriptorNativeDescriptor getNativeDescriptor() const;
+    void getContext(CFFileDescriptorContext* context) const;
     /// `callBackTypes`: kCFFileDescriptorReadCallBack, kCFFileDescriptorWriteCallBack or both. Any thread.
-    void enableCallBacks(CFOptionFlags callBackTypes) const { CFFileDescriptorEnableCallBacks(get(), callBackTypes); }
-    void disableCallBacks(CFOptionFlags callBackTypes) const { CFFileDescriptorDisableCallBacks(get(), callBackTypes); }
+    void enableCallBacks(CFOptionFlags callBackTypes) const;
+    void disableCallBacks(CFOptionFlags callBackTypes) const;
     /// Ends call-backs, and the object's source, for good. Any thread.
-    void invalidate() const { CFFileDescriptorInvalidate(get()); }
-    Boolean isValid() const { return CFFileDescriptorIsValid(get()); }
+    void invalidate() const;
+    Boolean isValid() const;
 };
 static_assert(isPlainRef<FileDescriptorRef>);
 

@@ -12,37 +12,24 @@ class KX_EXPORT MachPortRef : public TypedRef<MachPortRef, CFMachPortRef> {
   public:
     static constexpr const char* typeName = "CFMachPortRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFMachPortGetTypeID(); }
+    static CFTypeID getTypeID();
 
     /// With a port of its own, which ends with the object.
     static MachPortRef create(CFAllocatorRef allocator, CFMachPortCallBack callout, CFMachPortContext* context,
-                              Boolean* shouldFreeInfo) {
-        return created(CFMachPortCreate(allocator, callout, context, shouldFreeInfo), "CFMachPortCreate");
-    }
+                              Boolean* shouldFreeInfo);
     /// For a port of the caller's, which is left alone. When there is an object for it already, that one is returned,
     /// `context` is not taken, and `*shouldFreeInfo` is set.
     static MachPortRef createWithPort(CFAllocatorRef allocator, mach_port_t portNum, CFMachPortCallBack callout,
-                                      CFMachPortContext* context, Boolean* shouldFreeInfo) {
-        return created(CFMachPortCreateWithPort(allocator, portNum, callout, context, shouldFreeInfo),
-                       "CFMachPortCreateWithPort");
-    }
-    static RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFMachPortRef port, CFIndex order) {
-        return RunLoopSourceRef::created(CFMachPortCreateRunLoopSource(allocator, port, order),
-                                         "CFMachPortCreateRunLoopSource");
-    }
-    RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFIndex order) const {
-        return createRunLoopSource(allocator, get(), order);
-    }
+                                      CFMachPortContext* context, Boolean* shouldFreeInfo);
+    static RunLoopSourceRef createRunLoopSource(CFAllocatorRef allocator, CFMachPortRef port, CFIndex order);
 
-    mach_port_t getPort() const { return CFMachPortGetPort(get()); }
-    void getContext(CFMachPortContext* context) const { CFMachPortGetContext(get(), context); }
+    mach_port_t getPort() const;
+    void getContext(CFMachPortContext* context) const;
     /// Ends delivery, and the object's source, for good. Any thread.
-    void invalidate() const { CFMachPortInvalidate(get()); }
-    Boolean isValid() const { return CFMachPortIsValid(get()); }
-    CFMachPortInvalidationCallBack getInvalidationCallBack() const { return CFMachPortGetInvalidationCallBack(get()); }
-    void setInvalidationCallBack(CFMachPortInvalidationCallBack callout) const {
-        CFMachPortSetInvalidationCallBack(get(), callout);
-    }
+    void invalidate() const;
+    Boolean isValid() const;
+    CFMachPortInvalidationCallBack getInvalidationCallBack() const;
+    void setInvalidationCallBack(CFMachPortInvalidationCallBack callout) const;
 };
 static_assert(isPlainRef<MachPortRef>);
 

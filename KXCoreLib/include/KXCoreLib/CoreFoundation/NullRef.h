@@ -9,7 +9,7 @@ class KX_EXPORT NullRef : public TypedRef<NullRef, CFNullRef> {
   public:
     static constexpr const char* typeName = "CFNullRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFNullGetTypeID(); }
+    static CFTypeID getTypeID();
 };
 static_assert(isPlainRef<NullRef>);
 

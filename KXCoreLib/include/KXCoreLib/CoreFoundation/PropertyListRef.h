@@ -1,7 +1,8 @@
 #pragma once
 
 #include <KXCoreLib/CoreFoundation/DataRef.h>
-#include <KXCoreLib/CoreFoundation/ErrorOutlet.h>
+#include <KXCoreLib/CoreFoundation/ErrorRef.h>
+#include <KXCoreLib/CoreFoundation/StringRef.h>
 #include <KXCoreLib/CoreFoundation/TypeRef.h>
 
 #include <CoreFoundation/CFPropertyList.h>
@@ -11,77 +12,36 @@ namespace KXCore::CoreFoundation {
 /// A property list: a dictionary, array, string, number, boolean, date or data. Having no one type, the class has no
 /// typeID, and its assign() takes any object.
 ///
-/// Options are of CFPropertyListMutabilityOptions. `format` out-arguments may be null. Error holders: ErrorOutlet.h.
+/// Options are of CFPropertyListMutabilityOptions. `format` out-arguments may be null. Error holders: TypeRef.h.
 class KX_EXPORT PropertyListRef : public HeldRef<PropertyListRef, CFPropertyListRef> {
   public:
     /// Reads the XML, the binary or the old text form.
     static PropertyListRef createWithData(CFAllocatorRef allocator, CFDataRef data, CFOptionFlags options,
-                                          CFPropertyListFormat* format, ErrorRef* error = nullptr) {
-        ErrorOutlet outlet(error);
-        return outlet.adopt<PropertyListRef>(
-            CFPropertyListCreateWithData(allocator, data, options, format, outlet.out()));
-    }
+                                          CFPropertyListFormat* format, ErrorRef* error = nullptr);
     /// A `streamLength` of 0 reads to the end of the stream.
     static PropertyListRef createWithStream(CFAllocatorRef allocator, CFReadStreamRef stream, CFIndex streamLength,
                                             CFOptionFlags options, CFPropertyListFormat* format,
-                                            ErrorRef* error = nullptr) {
-        ErrorOutlet outlet(error);
-        return outlet.adopt<PropertyListRef>(
-            CFPropertyListCreateWithStream(allocator, stream, streamLength, options, format, outlet.out()));
-    }
+                                            ErrorRef* error = nullptr);
     /// Writes the list in `format`.
     static DataRef createData(CFAllocatorRef allocator, CFPropertyListRef list, CFPropertyListFormat format,
-                              CFOptionFlags options, ErrorRef* error = nullptr) {
-        ErrorOutlet outlet(error);
-        return outlet.adopt<DataRef>(CFPropertyListCreateData(allocator, list, format, options, outlet.out()));
-    }
-    DataRef createData(CFAllocatorRef allocator, CFPropertyListFormat format, CFOptionFlags options,
-                       ErrorRef* error = nullptr) const {
-        return createData(allocator, get(), format, options, error);
-    }
+                              CFOptionFlags options, ErrorRef* error = nullptr);
     /// How many bytes were written; 0 is a failure.
     CFIndex write(CFWriteStreamRef stream, CFPropertyListFormat format, CFOptionFlags options,
-                  ErrorRef* error = nullptr) const {
-        ErrorOutlet outlet(error);
-        return outlet.settle(CFPropertyListWrite(get(), stream, format, options, outlet.out()));
-    }
+                  ErrorRef* error = nullptr) const;
     /// Copies the containers and, with kCFPropertyListMutableContainersAndLeaves, what they hold.
     static PropertyListRef createDeepCopy(CFAllocatorRef allocator, CFPropertyListRef list,
-                                          CFOptionFlags mutabilityOption) {
-        return created(CFPropertyListCreateDeepCopy(allocator, list, mutabilityOption), "CFPropertyListCreateDeepCopy");
-    }
-    PropertyListRef createDeepCopy(CFAllocatorRef allocator, CFOptionFlags mutabilityOption) const {
-        return createDeepCopy(allocator, get(), mutabilityOption);
-    }
+                                          CFOptionFlags mutabilityOption);
     /// Whether the list can be written in `format`.
-    Boolean isValid(CFPropertyListFormat format) const { return CFPropertyListIsValid(get(), format); }
+    Boolean isValid(CFPropertyListFormat format) const;
 
-// The older forms of the operations above, deprecated on macOS and kept there: they tell why they failed by a text.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    // The older forms of the operations above, deprecated on macOS and kept there: they tell why they failed by a text.
     static PropertyListRef createFromXMLData(CFAllocatorRef allocator, CFDataRef xmlData,
-                                             CFOptionFlags mutabilityOption, StringRef* errorString = nullptr) {
-        ErrorTextOutlet outlet("CFPropertyListCreateFromXMLData", errorString);
-        return outlet.adopt<PropertyListRef>(
-            CFPropertyListCreateFromXMLData(allocator, xmlData, mutabilityOption, outlet.out()));
-    }
+                                             CFOptionFlags mutabilityOption, StringRef* errorString = nullptr);
     static PropertyListRef createFromStream(CFAllocatorRef allocator, CFReadStreamRef stream, CFIndex streamLength,
                                             CFOptionFlags mutabilityOption, CFPropertyListFormat* format,
-                                            StringRef* errorString = nullptr) {
-        ErrorTextOutlet outlet("CFPropertyListCreateFromStream", errorString);
-        return outlet.adopt<PropertyListRef>(
-            CFPropertyListCreateFromStream(allocator, stream, streamLength, mutabilityOption, format, outlet.out()));
-    }
-    static DataRef createXMLData(CFAllocatorRef allocator, CFPropertyListRef list) {
-        return DataRef::created(CFPropertyListCreateXMLData(allocator, list), "CFPropertyListCreateXMLData");
-    }
-    DataRef createXMLData(CFAllocatorRef allocator) const { return createXMLData(allocator, get()); }
-    CFIndex writeToStream(CFWriteStreamRef stream, CFPropertyListFormat format,
-                          StringRef* errorString = nullptr) const {
-        ErrorTextOutlet outlet("CFPropertyListWriteToStream", errorString);
-        return outlet.settle(CFPropertyListWriteToStream(get(), stream, format, outlet.out()));
-    }
-#pragma GCC diagnostic pop
+                                            StringRef* errorString = nullptr);
+    static DataRef createXMLData(CFAllocatorRef allocator, CFPropertyListRef list);
+    CFIndex writeToStream(CFWriteStreamRef stream, CFPropertyListFormat format, StringRef* errorString = nullptr) const;
 };
 static_assert(isPlainRef<PropertyListRef>);
 

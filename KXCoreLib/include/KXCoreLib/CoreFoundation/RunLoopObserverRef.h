@@ -11,21 +11,18 @@ class KX_EXPORT RunLoopObserverRef : public TypedRef<RunLoopObserverRef, CFRunLo
   public:
     static constexpr const char* typeName = "CFRunLoopObserverRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFRunLoopObserverGetTypeID(); }
+    static CFTypeID getTypeID();
 
     static RunLoopObserverRef create(CFAllocatorRef allocator, CFOptionFlags activities, Boolean repeats, CFIndex order,
-                                     CFRunLoopObserverCallBack callout, CFRunLoopObserverContext* context) {
-        return created(CFRunLoopObserverCreate(allocator, activities, repeats, order, callout, context),
-                       "CFRunLoopObserverCreate");
-    }
+                                     CFRunLoopObserverCallBack callout, CFRunLoopObserverContext* context);
 
-    CFOptionFlags getActivities() const { return CFRunLoopObserverGetActivities(get()); }
-    Boolean doesRepeat() const { return CFRunLoopObserverDoesRepeat(get()); }
-    CFIndex getOrder() const { return CFRunLoopObserverGetOrder(get()); }
+    CFOptionFlags getActivities() const;
+    Boolean doesRepeat() const;
+    CFIndex getOrder() const;
     /// Takes the observer out of its loop for good. Any thread.
-    void invalidate() const { CFRunLoopObserverInvalidate(get()); }
-    Boolean isValid() const { return CFRunLoopObserverIsValid(get()); }
-    void getContext(CFRunLoopObserverContext* context) const { CFRunLoopObserverGetContext(get(), context); }
+    void invalidate() const;
+    Boolean isValid() const;
+    void getContext(CFRunLoopObserverContext* context) const;
 };
 static_assert(isPlainRef<RunLoopObserverRef>);
 

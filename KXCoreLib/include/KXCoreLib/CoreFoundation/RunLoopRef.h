@@ -14,50 +14,34 @@ class KX_EXPORT RunLoopRef : public TypedRef<RunLoopRef, CFRunLoopRef> {
   public:
     static constexpr const char* typeName = "CFRunLoopRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFRunLoopGetTypeID(); }
+    static CFTypeID getTypeID();
 
     /// The calling thread's.
-    static RunLoopRef getCurrent() { return retain(CFRunLoopGetCurrent()); }
-    static RunLoopRef getMain() { return retain(CFRunLoopGetMain()); }
+    static RunLoopRef getCurrent();
+    static RunLoopRef getMain();
     /// The mode that the loop runs in. Throws when it does not run.
-    StringRef copyCurrentMode() const {
-        return StringRef::created(CFRunLoopCopyCurrentMode(get()), "CFRunLoopCopyCurrentMode");
-    }
-    ArrayRef copyAllModes() const { return ArrayRef::created(CFRunLoopCopyAllModes(get()), "CFRunLoopCopyAllModes"); }
+    StringRef copyCurrentMode() const;
+    ArrayRef copyAllModes() const;
 
-    void addCommonMode(CFRunLoopMode mode) const { CFRunLoopAddCommonMode(get(), mode); }
+    void addCommonMode(CFRunLoopMode mode) const;
     /// 0 when the mode has no timer.
-    CFAbsoluteTime getNextTimerFireDate(CFRunLoopMode mode) const { return CFRunLoopGetNextTimerFireDate(get(), mode); }
+    CFAbsoluteTime getNextTimerFireDate(CFRunLoopMode mode) const;
 
-    static void run() { CFRunLoopRun(); }
-    static CFRunLoopRunResult runInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled) {
-        return CFRunLoopRunInMode(mode, seconds, returnAfterSourceHandled);
-    }
-    Boolean isWaiting() const { return CFRunLoopIsWaiting(get()); }
-    void wakeUp() const { CFRunLoopWakeUp(get()); }
-    void stop() const { CFRunLoopStop(get()); }
+    static void run();
+    static CFRunLoopRunResult runInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
+    Boolean isWaiting() const;
+    void wakeUp() const;
+    void stop() const;
 
-    Boolean containsSource(CFRunLoopSourceRef source, CFRunLoopMode mode) const {
-        return CFRunLoopContainsSource(get(), source, mode);
-    }
-    void addSource(CFRunLoopSourceRef source, CFRunLoopMode mode) const { CFRunLoopAddSource(get(), source, mode); }
-    void removeSource(CFRunLoopSourceRef source, CFRunLoopMode mode) const {
-        CFRunLoopRemoveSource(get(), source, mode);
-    }
-    Boolean containsObserver(CFRunLoopObserverRef observer, CFRunLoopMode mode) const {
-        return CFRunLoopContainsObserver(get(), observer, mode);
-    }
-    void addObserver(CFRunLoopObserverRef observer, CFRunLoopMode mode) const {
-        CFRunLoopAddObserver(get(), observer, mode);
-    }
-    void removeObserver(CFRunLoopObserverRef observer, CFRunLoopMode mode) const {
-        CFRunLoopRemoveObserver(get(), observer, mode);
-    }
-    Boolean containsTimer(CFRunLoopTimerRef timer, CFRunLoopMode mode) const {
-        return CFRunLoopContainsTimer(get(), timer, mode);
-    }
-    void addTimer(CFRunLoopTimerRef timer, CFRunLoopMode mode) const { CFRunLoopAddTimer(get(), timer, mode); }
-    void removeTimer(CFRunLoopTimerRef timer, CFRunLoopMode mode) const { CFRunLoopRemoveTimer(get(), timer, mode); }
+    Boolean containsSource(CFRunLoopSourceRef source, CFRunLoopMode mode) const;
+    void addSource(CFRunLoopSourceRef source, CFRunLoopMode mode) const;
+    void removeSource(CFRunLoopSourceRef source, CFRunLoopMode mode) const;
+    Boolean containsObserver(CFRunLoopObserverRef observer, CFRunLoopMode mode) const;
+    void addObserver(CFRunLoopObserverRef observer, CFRunLoopMode mode) const;
+    void removeObserver(CFRunLoopObserverRef observer, CFRunLoopMode mode) const;
+    Boolean containsTimer(CFRunLoopTimerRef timer, CFRunLoopMode mode) const;
+    void addTimer(CFRunLoopTimerRef timer, CFRunLoopMode mode) const;
+    void removeTimer(CFRunLoopTimerRef timer, CFRunLoopMode mode) const;
 };
 static_assert(isPlainRef<RunLoopRef>);
 

@@ -12,21 +12,19 @@ class KX_EXPORT RunLoopSourceRef : public TypedRef<RunLoopSourceRef, CFRunLoopSo
   public:
     static constexpr const char* typeName = "CFRunLoopSourceRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFRunLoopSourceGetTypeID(); }
+    static CFTypeID getTypeID();
 
     /// Of several sources that are due in one pass, those with the lower `order` go first.
-    static RunLoopSourceRef create(CFAllocatorRef allocator, CFIndex order, CFRunLoopSourceContext* context) {
-        return created(CFRunLoopSourceCreate(allocator, order, context), "CFRunLoopSourceCreate");
-    }
+    static RunLoopSourceRef create(CFAllocatorRef allocator, CFIndex order, CFRunLoopSourceContext* context);
 
-    CFIndex getOrder() const { return CFRunLoopSourceGetOrder(get()); }
+    CFIndex getOrder() const;
     /// Takes the source out of every loop for good. Any thread.
-    void invalidate() const { CFRunLoopSourceInvalidate(get()); }
-    Boolean isValid() const { return CFRunLoopSourceIsValid(get()); }
+    void invalidate() const;
+    Boolean isValid() const;
     /// `context->version` says on entry which record it is.
-    void getContext(CFRunLoopSourceContext* context) const { CFRunLoopSourceGetContext(get(), context); }
+    void getContext(CFRunLoopSourceContext* context) const;
     /// Any thread; a loop that waits must be woken as well.
-    void signal() const { CFRunLoopSourceSignal(get()); }
+    void signal() const;
 };
 static_assert(isPlainRef<RunLoopSourceRef>);
 

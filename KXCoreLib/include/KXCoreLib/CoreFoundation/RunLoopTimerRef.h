@@ -12,29 +12,26 @@ class KX_EXPORT RunLoopTimerRef : public TypedRef<RunLoopTimerRef, CFRunLoopTime
   public:
     static constexpr const char* typeName = "CFRunLoopTimerRef";
     static const CFTypeID typeID;
-    static CFTypeID getTypeID() { return CFRunLoopTimerGetTypeID(); }
+    static CFTypeID getTypeID();
 
     /// Fires at `fireDate` and then every `interval` seconds; 0 or less means once.
     static RunLoopTimerRef create(CFAllocatorRef allocator, CFAbsoluteTime fireDate, CFTimeInterval interval,
                                   CFOptionFlags flags, CFIndex order, CFRunLoopTimerCallBack callout,
-                                  CFRunLoopTimerContext* context) {
-        return created(CFRunLoopTimerCreate(allocator, fireDate, interval, flags, order, callout, context),
-                       "CFRunLoopTimerCreate");
-    }
+                                  CFRunLoopTimerContext* context);
 
-    CFAbsoluteTime getNextFireDate() const { return CFRunLoopTimerGetNextFireDate(get()); }
+    CFAbsoluteTime getNextFireDate() const;
     /// Any thread. The dates of a repeating timer are counted from this one on.
-    void setNextFireDate(CFAbsoluteTime fireDate) const { CFRunLoopTimerSetNextFireDate(get(), fireDate); }
-    CFTimeInterval getInterval() const { return CFRunLoopTimerGetInterval(get()); }
-    Boolean doesRepeat() const { return CFRunLoopTimerDoesRepeat(get()); }
-    CFIndex getOrder() const { return CFRunLoopTimerGetOrder(get()); }
+    void setNextFireDate(CFAbsoluteTime fireDate) const;
+    CFTimeInterval getInterval() const;
+    Boolean doesRepeat() const;
+    CFIndex getOrder() const;
     /// Takes the timer out of its loop for good. Any thread.
-    void invalidate() const { CFRunLoopTimerInvalidate(get()); }
-    Boolean isValid() const { return CFRunLoopTimerIsValid(get()); }
-    void getContext(CFRunLoopTimerContext* context) const { CFRunLoopTimerGetContext(get(), context); }
-    CFTimeInterval getTolerance() const { return CFRunLoopTimerGetTolerance(get()); }
+    void invalidate() const;
+    Boolean isValid() const;
+    void getContext(CFRunLoopTimerContext* context) const;
+    CFTimeInterval getTolerance() const;
     /// How many seconds after its date the timer may be served.
-    void setTolerance(CFTimeInterval tolerance) const { CFRunLoopTimerSetTolerance(get(), tolerance); }
+    void setTolerance(CFTimeInterval tolerance) const;
 };
 static_assert(isPlainRef<RunLoopTimerRef>);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The base of the wrappers: who owns what, and what a class of the family is made of.
+/// The base of the wrappers: who owns what, and how operations are named and fail.
 ///
 /// A wrapper is a value of the size of a pointer that owns one reference to a platform object, or is empty. A copy
 /// retains, a move empties its source, the destructor releases. There are two named ways in and no implicit one:
@@ -12,29 +12,44 @@
 /// One wrapper is used by one thread at a time; two wrappers of one object may be used by two threads.
 ///
 /// Every operation is named after its platform function without "CF" and the type ("CFArrayGetCount" is
-/// ArrayRef::getCount; what collides with a word of the language has its second letter raised: dElete) and takes the
-/// same arguments. Where the first of them is an object of the class, the operation is a member and the held object
-/// stands for it; every other operation is static. What creates from an allocator and an object of the class has both
-/// forms: StringRef::createCopy(nullptr, raw), name.createCopy(nullptr). Arguments and what a plain forwarder returns
-/// are the platform's raw, borrowed types. Beyond that:
+/// ArrayRef::getCount; what collides with a word of the language has its second letter raised: dElete) and exists in
+/// one form. Where the function's first argument is an object of the class, the operation is a member, the held object
+/// stands for that argument and the others follow. Every other operation is static and takes the function's whole list:
 ///
-///  - create... and copy... return a wrapper that owns the new object. When the platform gives none they throw a
+///     name.getLength()                          // CFStringGetLength(name)
+///     StringRef::createCopy(nullptr, raw)       // CFStringCreateCopy(nullptr, raw)
+///
+/// Arguments and what a plain forwarder returns are the platform's raw, borrowed types. Beyond that:
+///
+///  - create... and copy... return a wrapper that owns the new object. When the platform returns null they throw a
 ///    CFException ("failed to create object"): they never return an empty wrapper;
-///  - get... that returns an object of a known type returns a wrapper that retains it, empty when there is none;
-///  - an operation with an error out-argument takes an `ErrorRef*`: see ErrorOutlet.h.
+///  - get... that returns an object returns a wrapper that retains it, empty when there is none. (An element of a
+///    collection is a `const void*` and no object to the platform: it comes out raw.)
+///  - an object that the platform returns through a pointer and that is then the caller's fills a wrapper: the argument
+///    is a pointer to one, or null when the object is not wanted. What the wrapper held before is released; it is empty
+///    when the platform returned nothing;
+///  - an operation that explains its failure takes, as its last argument, a pointer to a holder of the explanation, or
+///    null: an ErrorRef, or a StringRef or a DictionaryRef where the platform has a text or a dictionary there. With a
+///    holder the operation never throws: the holder releases what it held and afterwards holds this call's explanation,
+///    or nothing when there was none, and a result that is null comes back as an empty wrapper. Without one a failure
+///    throws a CFException: "unexpected error occured", or "failed to create object" with the text in the log line.
+///
+///        ErrorRef error;
+///        auto list = PropertyListRef::createWithData(nullptr, data, kCFPropertyListImmutable, nullptr, &error);
+///        if (!list) return error.copyDescription();
 ///
 /// What an operation does beyond that is what the platform documents for its function.
 ///
-/// A class is added like this (and its typeID is filled in CoreFoundationWrappers.cpp):
+/// How a class is added: docs/wrappers.md. What a header declares looks like this:
 ///
 ///     class KX_EXPORT UUIDRef : public TypedRef<UUIDRef, CFUUIDRef> {
-///     public:
+///       public:
 ///         static constexpr const char* typeName = "CFUUIDRef";
 ///         static const CFTypeID typeID;
-///         static CFTypeID getTypeID() { return CFUUIDGetTypeID(); }
+///         static CFTypeID getTypeID();
 ///
-///         static UUIDRef create(CFAllocatorRef allocator) { return created(CFUUIDCreate(allocator), "CFUUIDCreate"); }
-///         CFUUIDBytes getUUIDBytes() const { return CFUUIDGetUUIDBytes(get()); }
+///         static UUIDRef create(CFAllocatorRef allocator);
+///         CFUUIDBytes getUUIDBytes() const;
 ///     };
 ///
 /// A mutable companion derives from its immutable class and adds the mutating operations only:
@@ -55,6 +70,9 @@
 namespace KXCore::CoreFoundation {
 
 /// An owned reference to an object of any type.
+///
+/// A TypeRef cannot be assigned with `=`: a typed wrapper is a TypeRef too, and would take an object of any type
+/// through a reference to its base. assign() replaces the held object.
 class KX_EXPORT TypeRef {
   public:
     using RawType = CFTypeRef;
@@ -64,15 +82,6 @@ class KX_EXPORT TypeRef {
         if (object_) CFRetain(object_);
     }
     TypeRef(TypeRef&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-    TypeRef& operator=(const TypeRef& other) noexcept {
-        assign(other.object_);
-        return *this;
-    }
-    TypeRef& operator=(TypeRef&& other) noexcept {
-        TypeRef taken(std::move(other));
-        std::swap(object_, taken.object_);
-        return *this;
-    }
     ~TypeRef() {
         if (object_) CFRelease(object_);
     }
@@ -98,6 +107,12 @@ class KX_EXPORT TypeRef {
         return made;
     }
 
+    /// adopt() for what a creating function of the platform returned: null is reported as a failure of `function`.
+    static TypeRef created(CFTypeRef raw, const char* function) {
+        if (!raw) __FailedToCreateObject(function);
+        return adopt(raw);
+    }
+
     /// The held object, borrowed; null when the wrapper is empty.
     CFTypeRef get() const noexcept { return object_; }
 
@@ -114,6 +129,17 @@ class KX_EXPORT TypeRef {
     }
 
   protected:
+    // Assignment of the classes that know their type.
+    TypeRef& operator=(const TypeRef& other) noexcept {
+        assign(other.object_);
+        return *this;
+    }
+    TypeRef& operator=(TypeRef&& other) noexcept {
+        TypeRef taken(std::move(other));
+        std::swap(object_, taken.object_);
+        return *this;
+    }
+
     /// assign() for an object that must be of the type `typeID`; anything else, null included, is reported as an
     /// unexpected pointer, and the wrapper keeps what it held.
     void assignOfType(CFTypeID typeID, const char* typeName, CFTypeRef p);
@@ -181,7 +207,6 @@ template <class Ref>
 inline constexpr bool isPlainRef = Wrapper<Ref> && sizeof(Ref) == sizeof(CFTypeRef) &&
                                    !std::is_polymorphic_v<Ref> && std::is_nothrow_move_constructible_v<Ref> &&
                                    std::is_nothrow_move_assignable_v<Ref> && std::is_nothrow_copy_constructible_v<Ref>;
-static_assert(isPlainRef<TypeRef>);
 
 }  // namespace KXCore::CoreFoundation
 

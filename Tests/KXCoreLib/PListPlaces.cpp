@@ -1,5 +1,6 @@
 // Property-list navigation: the elements of arrays, the texts of locations, the errors.
 
+#include <KXCoreLib/CoreFoundation/UUIDRef.h>
 #include <KXCoreLib/PList.h>
 
 #include "PListTesting.h"

@@ -18,7 +18,14 @@
 /// used by one thread at a time; errors stand on their own and may go anywhere. Raw references that come out are
 /// borrowed and valid as long as the list holds them; wrappers own what they hold.
 
-#include <KXCoreLib/CoreFoundationWrappers.h>
+#include <KXCoreLib/CoreFoundation/ArrayRef.h>
+#include <KXCoreLib/CoreFoundation/BooleanRef.h>
+#include <KXCoreLib/CoreFoundation/DataRef.h>
+#include <KXCoreLib/CoreFoundation/DateRef.h>
+#include <KXCoreLib/CoreFoundation/DictionaryRef.h>
+#include <KXCoreLib/CoreFoundation/NumberRef.h>
+#include <KXCoreLib/CoreFoundation/PropertyListRef.h>
+#include <KXCoreLib/CoreFoundation/StringRef.h>
 #include <KXCoreLib/Export.h>
 
 #include <cstdint>

@@ -3,6 +3,7 @@
 #include "CoreFoundation/Object/Description.h"
 
 #include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFBag.h>
 #include <CoreFoundation/CFDictionary.h>
 #include <CoreFoundation/CFSet.h>
 
@@ -44,5 +45,7 @@ const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks{
     0, copyString, releaseObject, CFCopyDescription, CFEqual, CFHash};
 const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{0, retainObject, releaseObject, CFCopyDescription,
                                                                  CFEqual};
+const CFBagCallBacks kCFTypeBagCallBacks{0, retainObject, releaseObject, CFCopyDescription, CFEqual, CFHash};
+const CFBagCallBacks kCFCopyStringBagCallBacks{0, copyString, releaseObject, CFCopyDescription, CFEqual, CFHash};
 const CFSetCallBacks kCFTypeSetCallBacks{0, retainObject, releaseObject, CFCopyDescription, CFEqual, CFHash};
 const CFSetCallBacks kCFCopyStringSetCallBacks{0, copyString, releaseObject, CFCopyDescription, CFEqual, CFHash};

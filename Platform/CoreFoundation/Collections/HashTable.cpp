@@ -165,6 +165,7 @@ HashTable* HashTable::createCopy(CFAllocatorRef allocator, Kind kind, CFIndex ca
         CFRelease(copy);
         return nullptr;
     }
+    copy->repeated = source->repeated;
     for (std::uint32_t entry = 0; entry < source->count; ++entry) {
         const void* const key = retainValue(copy->keyCallBacks, copy, source->keys[entry]);
         if (failedToRetain(copy->keyCallBacks, source->keys[entry], key)) {
@@ -286,6 +287,7 @@ void HashTable::removeAll() noexcept {
     const void** const oldKeys = std::exchange(keys, nullptr);
     const std::uint32_t number = std::exchange(count, 0u);
     capacity = 0;
+    repeated = 0;
     releaseEntries(oldKeys, oldValues, number);
     CFAllocatorDeallocate(CFGetAllocator(this), oldKeys);
 }
@@ -313,14 +315,16 @@ bool HashTable::equal(const Object* object1, const Object* object2) {
 
 CFHashCode HashTable::hash(const Object* object) { return static_cast<const HashTable*>(object)->count; }
 
-CFStringRef HashTable::copyDescription(const char* noun) const noexcept {
+CFStringRef HashTable::copyDescription(const char* noun, Values form) const noexcept {
     Description description;
     description.appendHeading("CFBasicHash", this);
     description.format("{type = %s %s, count = %u,\nentries =>\n", isMutable() ? "mutable" : "immutable", noun, count);
     for (std::uint32_t entry = 0; entry < count; ++entry) {
         description.format("\t%u : ", entry);
         describeValue(description, keyCallBacks, keys[entry]);
-        if (valueCallBacks) {
+        if (form == Values::Counts) {
+            description.format(" (%ld)", static_cast<long>(reinterpret_cast<std::intptr_t>(values()[entry])));
+        } else if (valueCallBacks) {
             description.format(" = ");
             describeValue(description, valueCallBacks, values()[entry]);
         }

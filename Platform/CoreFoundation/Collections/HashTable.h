@@ -1,6 +1,6 @@
 #pragma once
 
-// The hashed storage under dictionaries and sets.
+// The hashed storage under dictionaries, sets and bags.
 
 #include "CallBacks.h"
 #include "CoreFoundation/Object/Object.h"
@@ -22,6 +22,7 @@ namespace KXPlatform {
 /// another number. No call-back runs while the table is not whole; a call-back may look at the table, not change it.
 struct HashTable : Object {
     enum class Kind { Immutable, Mutable };
+    enum class Values { Described, Counts };
 
     static constexpr std::uint32_t kNone = UINT32_MAX;
     static constexpr CFIndex kMaximumCount = CFIndex{1} << 30;
@@ -52,8 +53,8 @@ struct HashTable : Object {
     /// For Class::hash: the count, which is what equal tables surely share.
     static CFHashCode hash(const Object* object);
 
-    /// The platform's form: `noun` is "dict" or "set".
-    CFStringRef copyDescription(const char* noun) const noexcept;
+    /// The platform's form: `noun` is "dict", "set" or "bag".
+    CFStringRef copyDescription(const char* noun, Values form = Values::Described) const noexcept;
 
     bool isMutable() const noexcept { return bits == static_cast<std::uint8_t>(Kind::Mutable); }
 
@@ -85,6 +86,7 @@ struct HashTable : Object {
     std::uint32_t count = 0;
     std::uint32_t capacity = 0;
     std::uint8_t slotBits = 0;
+    std::uint32_t repeated = 0;  ///< of a bag, what its counts add up to beyond 1 each
 
   private:
     /// Spreads a call-back's hash, which may be a small number or an address: the highest bits name the slot.

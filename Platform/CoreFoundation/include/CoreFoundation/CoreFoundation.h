@@ -3,7 +3,10 @@
 /// Everything this platform provides of CoreFoundation, under the names, types and values of macOS.
 
 #include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFBag.h>
 #include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFBinaryHeap.h>
+#include <CoreFoundation/CFBitVector.h>
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFDate.h>
 #include <CoreFoundation/CFDictionary.h>

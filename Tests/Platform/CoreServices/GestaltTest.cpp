@@ -72,4 +72,4 @@ TEST(Gestalt, RefusesOtherSelectorsAndLeavesTheResponse) {
     }
 }
 
-TEST(Gestalt, RefusesANullResponse) { EXPECT_EQ(Gestalt(gestaltSystemVersionMajor, nullptr), paramErr); }
+TEST(Gestalt, SurvivesNullArguments) { EXPECT_EQ(Gestalt(gestaltSystemVersionMajor, nullptr), paramErr); }

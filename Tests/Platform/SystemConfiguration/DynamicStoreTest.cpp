@@ -114,6 +114,30 @@ TEST_F(DynamicStore, AnswersNothingForWhatIsNoSession) {
     }
 }
 
+TEST_F(DynamicStore, SurvivesNullArguments) {
+    const auto made = hold(SCDynamicStoreCreate(nullptr, nullptr, nullptr, nullptr));
+    const CFStringRef key = CFSTR("a");
+    for (const SCDynamicStoreRef given : {SCDynamicStoreRef{}, made.get(), session.get()}) {
+        const auto source = hold(SCDynamicStoreCreateRunLoopSource(nullptr, given, 0));
+        EXPECT_EQ(source.get() != nullptr, given != nullptr);
+        EXPECT_EQ(SCDynamicStoreSetNotificationKeys(given, nullptr, nullptr), given != nullptr);
+        const auto none = hold(SCDynamicStoreCopyMultiple(given, nullptr, nullptr));
+        EXPECT_EQ(none.get() != nullptr, given != nullptr);
+        EXPECT_EQ(SCDynamicStoreCopyValue(given, nullptr), nullptr);
+        EXPECT_EQ(SCDynamicStoreCopyKeyList(given, nullptr), nullptr);
+        for (const CFStringRef named : {CFStringRef{}, key}) {
+            EXPECT_FALSE(SCDynamicStoreAddValue(given, named, nullptr));
+            EXPECT_FALSE(SCDynamicStoreSetValue(given, named, nullptr));
+        }
+        EXPECT_FALSE(SCDynamicStoreAddValue(given, nullptr, key));
+        EXPECT_FALSE(SCDynamicStoreSetValue(given, nullptr, key));
+        EXPECT_EQ(SCDynamicStoreSetMultiple(given, nullptr, nullptr, nullptr), given != nullptr);
+        EXPECT_FALSE(SCDynamicStoreRemoveValue(given, nullptr));
+        EXPECT_FALSE(SCDynamicStoreNotifyValue(given, nullptr));
+    }
+    EXPECT_EQ(session.get("a"), nullptr);
+}
+
 // ---- Values
 
 TEST_F(DynamicStore, GivesBackWhatWasSet) {

@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <gtest/gtest.h>
@@ -623,4 +624,68 @@ TEST(CFArray, ItsCallBacksMayBeCalledByTheirUser) {
     kCFTypeArrayCallBacks.release(nullptr, data);
     EXPECT_EQ(CFGetRetainCount(data), 1);
     EXPECT_TRUE(kCFTypeArrayCallBacks.equal(data, data));
+}
+
+TEST(CFArray, SurvivesNullArguments) {
+    using namespace NullArguments;
+    attack([](bool noValues, Length count, bool noCallBacks) {
+        const void* values[] = {kObjects[0], noCallBacks ? nullptr : kObjects[1]};
+        const auto made = hold(
+            CFArrayCreate(nullptr, orNull(noValues, values), count.value, orNull(noCallBacks, &kCFTypeArrayCallBacks)));
+        EXPECT_EQ(made.get() != nullptr, count.value == 0 || (count.value > 0 && !noValues));
+    });
+    for (const CFIndex capacity : kIndexes) {
+        EXPECT_EQ(hold(CFArrayCreateMutable(nullptr, capacity, nullptr)).get() != nullptr, capacity >= 0);
+        EXPECT_EQ(hold(CFArrayCreateMutableCopy(nullptr, capacity, fourInArray())).get() != nullptr, capacity >= 0);
+        EXPECT_EQ(CFArrayCreateMutableCopy(nullptr, capacity, nullptr), nullptr);
+        EXPECT_EQ(hold(CFArrayCreate(nullptr, nullptr, capacity, nullptr)).get() != nullptr, capacity == 0);
+        EXPECT_EQ(CFArrayGetValueAtIndex(nullptr, capacity), nullptr);
+        EXPECT_EQ(CFArrayGetValueAtIndex(fourInArray(), capacity) != nullptr, capacity >= 0 && capacity < 4);
+    }
+    EXPECT_EQ(CFArrayCreateCopy(nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFArrayGetCount(nullptr), 0);
+    CFArrayAppendValue(nullptr, nullptr);
+    CFArrayAppendValue(fourInArray(), nullptr);
+    CFArrayRemoveAllValues(nullptr);
+    attack([](bool noArray, CFRange range, bool noValue, bool noFunction) {
+        const auto whole = fourInArray();
+        const CFArrayRef given = orNull(noArray, whole.get());
+        const void* const value = orNull(noValue, kObjects[2]);
+        const bool mayFind =
+            !noArray && !noValue && fits(range) && range.location <= 2 && range.location + range.length > 2;
+        EXPECT_EQ(CFArrayGetCountOfValue(given, range, value), mayFind);
+        EXPECT_EQ(CFArrayContainsValue(given, range, value), mayFind);
+        EXPECT_EQ(CFArrayGetFirstIndexOfValue(given, range, value), mayFind ? 2 : kCFNotFound);
+        EXPECT_EQ(CFArrayGetLastIndexOfValue(given, range, value), mayFind ? 2 : kCFNotFound);
+        const void* values[4] = {};
+        CFArrayGetValues(given, range, orNull(noValue, values));
+        CFArrayApplyFunction(given, range, noFunction ? nullptr : ignore, nullptr);
+        CFArrayBSearchValues(given, range, value, noFunction ? nullptr : compareAddresses, nullptr);
+    });
+    attack([](bool noArray, CFIndex index, CFIndex other) {
+        auto whole = fourInArray();
+        const CFMutableArrayRef given = orNull(noArray, whole.get());
+        CFArrayExchangeValuesAtIndices(given, index, other);
+        EXPECT_EQ(CFArrayGetCount(whole), 4);
+        CFArraySetValueAtIndex(given, index, nullptr);
+        CFArrayInsertValueAtIndex(given, other, nullptr);
+        CFArrayRemoveValueAtIndex(given, index);
+        CFArrayRemoveValueAtIndex(given, other);
+    });
+    attack([](bool noArray, CFRange range, bool noValues, Length count) {
+        auto whole = fourInArray();
+        const CFMutableArrayRef given = orNull(noArray, whole.get());
+        const void* values[] = {kObjects[0], kObjects[1]};
+        CFArrayReplaceValues(given, range, orNull(noValues, values), count.value);
+        if (!fits(range) || noArray || count.value < 0) {
+            EXPECT_TRUE(CFEqual(whole, fourInArray()));
+        }
+    });
+    attack([](bool noArray, CFRange range, bool noOther) {
+        auto whole = fourInArray();
+        const auto other = fourInArray();
+        CFArrayAppendArray(orNull(noArray, whole.get()), orNull(noOther, other.get()), range);
+        EXPECT_EQ(CFArrayGetCount(whole), noArray || noOther || !fits(range) ? 4 : 4 + range.length);
+        CFArraySortValues(orNull(noArray, whole.get()), range, noOther ? nullptr : compareAddresses, nullptr);
+    });
 }

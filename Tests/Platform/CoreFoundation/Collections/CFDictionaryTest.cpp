@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <gtest/gtest.h>
@@ -550,3 +551,45 @@ TEST(CFDictionary, IsReadByManyThreadsAtOnce) {
 }
 
 }  // namespace
+
+TEST(CFDictionary, SurvivesNullArguments) {
+    using namespace NullArguments;
+    attack([](bool noKeys, bool noValues, Length count, bool noCallBacks) {
+        const void* keys[] = {kObjects[0], noCallBacks ? nullptr : kObjects[1]};
+        const auto made = hold(CFDictionaryCreate(nullptr, orNull(noKeys, keys), orNull(noValues, keys), count.value,
+                                                  orNull(noCallBacks, &kCFTypeDictionaryKeyCallBacks),
+                                                  orNull(noCallBacks, &kCFTypeDictionaryValueCallBacks)));
+        EXPECT_EQ(made.get() != nullptr, count.value == 0 || (count.value > 0 && !noKeys && !noValues));
+    });
+    for (const CFIndex capacity : kIndexes) {
+        EXPECT_EQ(hold(CFDictionaryCreateMutable(nullptr, capacity, nullptr, nullptr)).get() != nullptr, capacity >= 0);
+        EXPECT_EQ(hold(CFDictionaryCreateMutableCopy(nullptr, capacity, fourInDictionary())).get() != nullptr,
+                  capacity >= 0);
+        EXPECT_EQ(CFDictionaryCreateMutableCopy(nullptr, capacity, nullptr), nullptr);
+    }
+    EXPECT_EQ(CFDictionaryCreateCopy(nullptr, nullptr), nullptr);
+    attack([](bool noDictionary, bool noKey, bool noFunction) {
+        auto whole = fourInDictionary();
+        const CFMutableDictionaryRef given = orNull(noDictionary, whole.get());
+        const void* const key = orNull(noKey, kObjects[1]);
+        const bool isThere = !noDictionary && !noKey;
+        EXPECT_EQ(CFDictionaryGetCount(given), noDictionary ? 0 : 4);
+        EXPECT_EQ(CFDictionaryGetCountOfKey(given, key), isThere);
+        EXPECT_EQ(CFDictionaryGetCountOfValue(given, key), isThere);
+        EXPECT_EQ(CFDictionaryContainsKey(given, key), isThere);
+        EXPECT_EQ(CFDictionaryContainsValue(given, key), isThere);
+        EXPECT_EQ(CFDictionaryGetValue(given, key) != nullptr, isThere);
+        EXPECT_EQ(CFDictionaryGetValueIfPresent(given, key, nullptr), isThere);
+        const void* keys[4];
+        CFDictionaryGetKeysAndValues(given, noFunction ? nullptr : keys, noKey ? nullptr : keys);
+        CFDictionaryApplyFunction(given, noFunction ? nullptr : ignoreBoth, nullptr);
+        CFDictionaryReplaceValue(given, key, nullptr);
+        CFDictionaryAddValue(given, key, nullptr);
+        CFDictionarySetValue(given, key, nullptr);
+        take(CFCopyDescription(given));
+        CFEqual(given, fourInDictionary());
+        CFDictionaryRemoveValue(given, key);
+        CFDictionaryRemoveAllValues(given);
+        EXPECT_EQ(CFDictionaryGetCount(whole), noDictionary ? 4 : 0);
+    });
+}

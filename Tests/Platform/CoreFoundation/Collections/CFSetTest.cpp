@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <gtest/gtest.h>
@@ -202,3 +203,39 @@ TEST(CFSet, IsReadByManyThreadsAtOnce) {
 }
 
 }  // namespace
+
+TEST(CFSet, SurvivesNullArguments) {
+    using namespace NullArguments;
+    attack([](bool noValues, Length count, bool noCallBacks) {
+        const void* values[] = {kObjects[0], noCallBacks ? nullptr : kObjects[1]};
+        const auto made = hold(
+            CFSetCreate(nullptr, orNull(noValues, values), count.value, orNull(noCallBacks, &kCFTypeSetCallBacks)));
+        EXPECT_EQ(made.get() != nullptr, count.value == 0 || (count.value > 0 && !noValues));
+    });
+    for (const CFIndex capacity : kIndexes) {
+        EXPECT_EQ(hold(CFSetCreateMutable(nullptr, capacity, nullptr)).get() != nullptr, capacity >= 0);
+        EXPECT_EQ(hold(CFSetCreateMutableCopy(nullptr, capacity, fourInSet())).get() != nullptr, capacity >= 0);
+        EXPECT_EQ(CFSetCreateMutableCopy(nullptr, capacity, nullptr), nullptr);
+    }
+    EXPECT_EQ(CFSetCreateCopy(nullptr, nullptr), nullptr);
+    attack([](bool noSet, bool noValue, bool noFunction) {
+        auto whole = fourInSet();
+        const CFMutableSetRef given = orNull(noSet, whole.get());
+        const void* const value = orNull(noValue, kObjects[1]);
+        const bool isThere = !noSet && !noValue;
+        EXPECT_EQ(CFSetGetCount(given), noSet ? 0 : 4);
+        EXPECT_EQ(CFSetGetCountOfValue(given, value), isThere);
+        EXPECT_EQ(CFSetContainsValue(given, value), isThere);
+        EXPECT_EQ(CFSetGetValue(given, value) != nullptr, isThere);
+        EXPECT_EQ(CFSetGetValueIfPresent(given, value, nullptr), isThere);
+        const void* values[4];
+        CFSetGetValues(given, noFunction ? nullptr : values);
+        CFSetApplyFunction(given, noFunction ? nullptr : ignore, nullptr);
+        CFSetReplaceValue(given, value);
+        CFSetAddValue(given, value);
+        CFSetSetValue(given, value);
+        CFSetRemoveValue(given, value);
+        CFSetRemoveAllValues(given);
+        EXPECT_EQ(CFSetGetCount(whole), noSet ? 4 : 0);
+    });
+}

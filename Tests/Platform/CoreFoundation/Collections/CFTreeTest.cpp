@@ -271,12 +271,13 @@ TEST(CFTree, ComesFromItsAllocatorAndIsNullWithoutMemory) {
     EXPECT_EQ(counted.retains, counted.releases);
 }
 
-TEST(CFTree, LeavesNullAndForeignObjectsAlone) {
+TEST(CFTree, SurvivesNullArgumentsAndForeignObjects) {
     const auto nothing = static_cast<CFTreeRef>(nullptr);
     const auto foreign = reinterpret_cast<CFTreeRef>(const_cast<__CFString*>(CFSTR("x")));
     const auto root = tree({1});
     const CFTreeContext context{};
     CFTreeContext out{};
+    EXPECT_EQ(CFTreeCreate(nullptr, nullptr), nullptr);
     for (const CFTreeRef bad : {nothing, foreign}) {
         EXPECT_EQ(CFTreeGetParent(bad), nullptr);
         EXPECT_EQ(CFTreeGetNextSibling(bad), nullptr);

@@ -1,5 +1,6 @@
 #include "CoreFoundation/Object/Object.h"
 #include "Platform/CoreFoundation/Held.h"
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/TestAllocator.h"
 
 #include <gtest/gtest.h>
@@ -369,4 +370,45 @@ TEST(CFShow, TellsHowAStringIsKept) {
     const std::string wide = written([] { CFShowStr(string(u"\u00E9")); });
     EXPECT_NE(wide.find("Length 1\nIsEightBit 0\n"), std::string::npos) << wide;
     EXPECT_EQ(written([] { CFShowStr(nullptr); }), "(null)\n");
+}
+
+TEST(CFBase, SurvivesNullArguments) {
+    using namespace NullArguments;
+    EXPECT_EQ(CFRetain(nullptr), nullptr);
+    CFRelease(nullptr);
+    EXPECT_EQ(CFAutorelease(nullptr), nullptr);
+    EXPECT_EQ(CFMakeCollectable(nullptr), nullptr);
+    EXPECT_EQ(CFGetRetainCount(nullptr), 0);
+    EXPECT_EQ(CFGetTypeID(nullptr), 0u);
+    EXPECT_EQ(CFCopyDescription(nullptr), nullptr);
+    EXPECT_TRUE(CFEqual(nullptr, nullptr));
+    EXPECT_FALSE(CFEqual(nullptr, kCFNull));
+    EXPECT_FALSE(CFEqual(kCFNull, nullptr));
+    CFHash(nullptr);
+    EXPECT_NE(CFGetAllocator(nullptr), nullptr);
+    testing::internal::CaptureStderr();
+    CFShow(nullptr);
+    CFShowStr(nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "(null)\n(null)\n");
+    for (const CFIndex number : kIndexes) CFCopyTypeIDDescription(static_cast<CFTypeID>(number));
+}
+
+TEST(CFAllocator, SurvivesNullArguments) {
+    using namespace NullArguments;
+    EXPECT_EQ(CFAllocatorCreate(nullptr, nullptr), nullptr);
+    CFAllocatorSetDefault(nullptr);
+    CFAllocatorGetContext(nullptr, nullptr);
+    CFAllocatorContext context{};
+    const auto nothing = hold(CFAllocatorCreate(nullptr, &context));
+    for (const CFAllocatorRef allocator : {CFAllocatorRef{}, kCFAllocatorNull, nothing.get()}) {
+        CFAllocatorDeallocate(allocator, nullptr);
+        for (const CFIndex size : kIndexes) {
+            CFAllocatorGetPreferredSizeForSize(allocator, size, 0);
+            void* const memory = CFAllocatorAllocate(allocator, size, 0);
+            EXPECT_TRUE(!memory || (!allocator && size > 0 && size < 5));
+            CFAllocatorDeallocate(allocator, CFAllocatorReallocate(allocator, memory, size == 4 ? 8 : size, 0));
+        }
+    }
+    EXPECT_EQ(CFArrayCreate(nothing, nullptr, 0, nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateWithCString(nothing, "text", kCFStringEncodingUTF8), nullptr);
 }

@@ -178,6 +178,29 @@ TEST(CFFileDescriptor, OfNoOpenDescriptorIsNotMade) {
     EXPECT_EQ(CFFileDescriptorCreate(nullptr, pair.ends[1], false, Watched::call, &unknown), nullptr);
 }
 
+TEST(CFFileDescriptor, SurvivesNullArguments) {
+    CFFileDescriptorContext context{};
+    EXPECT_EQ(CFFileDescriptorGetNativeDescriptor(nullptr), -1);
+    CFFileDescriptorGetContext(nullptr, &context);
+    CFFileDescriptorEnableCallBacks(nullptr, kRead);
+    CFFileDescriptorDisableCallBacks(nullptr, kRead);
+    CFFileDescriptorInvalidate(nullptr);
+    EXPECT_FALSE(CFFileDescriptorIsValid(nullptr));
+    EXPECT_EQ(CFFileDescriptorCreateRunLoopSource(nullptr, nullptr, 0), nullptr);
+    Pair pair;
+    pair.write("x");
+    const CFFileDescriptorRef object = CFFileDescriptorCreate(nullptr, pair.ends[0], false, nullptr, nullptr);
+    ASSERT_NE(object, nullptr);
+    CFFileDescriptorGetContext(object, nullptr);
+    CFFileDescriptorEnableCallBacks(object, ~0UL);
+    const CFRunLoopSourceRef source = CFFileDescriptorCreateRunLoopSource(nullptr, object, 0);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
+    CFFileDescriptorInvalidate(object);
+    CFRelease(source);
+    CFRelease(object);
+}
+
 TEST(CFFileDescriptor, MayBeClosedByItsOwnerWhileWatched) {
     Pair pair;
     Watched watched(pair.ends[0]);

@@ -455,7 +455,7 @@ TEST(CFMachPort, IsNotMadeWithoutMemory) {
     mach_port_deallocate(mach_task_self(), name);
 }
 
-TEST(CFMachPort, IsNullSafe) {
+TEST(CFMachPort, SurvivesNullArguments) {
     CFMachPortContext context{};
     EXPECT_EQ(CFMachPortGetPort(nullptr), mach_port_t{MACH_PORT_NULL});
     CFMachPortGetContext(nullptr, &context);
@@ -466,6 +466,13 @@ TEST(CFMachPort, IsNullSafe) {
     EXPECT_EQ(CFMachPortCreateRunLoopSource(nullptr, nullptr, 0), nullptr);
     context.version = 1;
     EXPECT_EQ(CFMachPortCreate(nullptr, nullptr, &context, nullptr), nullptr);
+    const CFMachPortRef port = CFMachPortCreate(nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(port, nullptr);
+    CFMachPortGetContext(port, nullptr);
+    CFMachPortSetInvalidationCallBack(port, nullptr);
+    CFMachPortInvalidate(port);
+    CFRelease(port);
+    EXPECT_EQ(CFMachPortCreateWithPort(nullptr, MACH_PORT_NULL, nullptr, nullptr, nullptr), nullptr);
 }
 
 // ---- Version 1 sources of a caller's own

@@ -78,7 +78,7 @@ TEST(CFRunLoop, EndsWithItsThreadForItemsOfTheCommonModesThatLeftEachOfThem) {
     EXPECT_EQ(CFGetRetainCount(observer), 1);
 }
 
-TEST(CFRunLoop, NullIsIgnored) {
+TEST(CFRunLoop, SurvivesNullArguments) {
     const CFRunLoopRef loop = CFRunLoopGetCurrent();
     CFRunLoopAddSource(loop, nullptr, kCFRunLoopDefaultMode);
     CFRunLoopAddTimer(loop, nullptr, kCFRunLoopDefaultMode);
@@ -107,9 +107,25 @@ TEST(CFRunLoop, NullIsIgnored) {
     CFRunLoopRemoveSource(loop, source, CFSTR("a mode of nobody's"));
     EXPECT_FALSE(CFRunLoopContainsSource(nullptr, source, kCFRunLoopDefaultMode));
     EXPECT_FALSE(CFRunLoopContainsSource(loop, source, nullptr));
+    Own observer(CFRunLoopObserverCreate(nullptr, 0, true, 0, nullptr, nullptr));
+    Own timer(CFRunLoopTimerCreate(nullptr, kInfinity, 0, 0, 0, nullptr, nullptr));
+    for (const CFRunLoopRef where : {CFRunLoopRef{}, loop}) {
+        for (const CFRunLoopMode mode : {CFRunLoopMode{}, kCFRunLoopDefaultMode, kCFRunLoopCommonModes}) {
+            for (const CFRunLoopObserverRef given : {CFRunLoopObserverRef{}, where && mode ? nullptr : observer.ref}) {
+                CFRunLoopAddObserver(where, given, mode);
+                CFRunLoopRemoveObserver(where, given, mode);
+                EXPECT_FALSE(CFRunLoopContainsObserver(where, given, mode));
+            }
+            for (const CFRunLoopTimerRef given : {CFRunLoopTimerRef{}, where && mode ? nullptr : timer.ref}) {
+                CFRunLoopAddTimer(where, given, mode);
+                CFRunLoopRemoveTimer(where, given, mode);
+                EXPECT_FALSE(CFRunLoopContainsTimer(where, given, mode));
+            }
+        }
+    }
 }
 
-TEST(CFRunLoop, ItemsThatAreNullAreIgnored) {
+TEST(CFRunLoop, ItemsSurviveNullArguments) {
     CFRunLoopSourceContext source{};
     CFRunLoopSourceInvalidate(nullptr);
     CFRunLoopSourceSignal(nullptr);
@@ -136,6 +152,11 @@ TEST(CFRunLoop, ItemsThatAreNullAreIgnored) {
     EXPECT_EQ(CFRunLoopTimerGetInterval(nullptr), 0);
     EXPECT_EQ(CFRunLoopTimerGetOrder(nullptr), 0);
     EXPECT_EQ(CFRunLoopTimerGetTolerance(nullptr), 0);
+
+    Action action;
+    CFRunLoopSourceGetContext(Own(newSource(action)), nullptr);
+    CFRunLoopObserverGetContext(Own(CFRunLoopObserverCreate(nullptr, 0, true, 0, nullptr, nullptr)), nullptr);
+    CFRunLoopTimerGetContext(Own(CFRunLoopTimerCreate(nullptr, 0, 0, 0, 0, nullptr, nullptr)), nullptr);
 }
 
 TEST(CFRunLoop, ItemsAreNotMadeWithoutMemoryOrOfAnUnknownVersion) {

@@ -1,4 +1,5 @@
 #include "Platform/CoreFoundation/Held.h"
+#include "Platform/CoreFoundation/NullArguments.h"
 
 #include <gtest/gtest.h>
 
@@ -375,4 +376,32 @@ TEST(CFStringFind, FindsBehindPlacesThatBeginLikeIt) {
     EXPECT_EQ(findIn(u"Ax ay Ay aB", u"ab", kCFCompareCaseInsensitive), Range(9, 2));
     EXPECT_EQ(findIn(u"Ax Ay", u"ab", kCFCompareCaseInsensitive), kNone);
     EXPECT_EQ(findIn(u"ax ay ab", u"ab"), Range(6, 2));
+}
+
+TEST(CFStringFind, SurvivesNullArguments) {
+    using namespace NullArguments;
+    attack([](bool noString, bool noOther, bool isWide, CFRange range, Flags flags) {
+        const auto whole = fourUnits(isWide);
+        const CFStringRef given = orNull(noString, whole.get());
+        const CFStringRef other = noOther ? nullptr : CFSTR("b");
+        CFStringCompareWithOptionsAndLocale(given, other, range, flags.value, nullptr);
+        CFStringCompareWithOptions(given, other, range, flags.value);
+        CFRange found{-7, -7};
+        if (CFStringFindWithOptions(given, other, range, flags.value, &found)) {
+            EXPECT_TRUE(!noString && !noOther);
+            EXPECT_EQ(found.location, 1);
+        }
+        CFStringFindWithOptionsAndLocale(given, other, range, flags.value, nullptr, nullptr);
+        take(CFStringCreateArrayWithFindResults(nullptr, given, other, range, flags.value));
+        CFStringFindCharacterFromSet(given, nullptr, range, flags.value, nullptr);
+    });
+    attack([](bool noString, bool noOther, Flags flags) {
+        const CFStringRef given = noString ? nullptr : CFSTR("ab");
+        const CFStringRef other = noOther ? nullptr : CFSTR("b");
+        CFStringCompare(given, other, flags.value);
+        EXPECT_EQ(CFStringFind(given, other, flags.value).location == kCFNotFound,
+                  noString || noOther || (flags.value != ~0UL && (flags.value & kCFCompareAnchored) != 0));
+        EXPECT_FALSE(CFStringHasPrefix(given, other));
+        EXPECT_EQ(CFStringHasSuffix(given, other), !noString && !noOther);
+    });
 }

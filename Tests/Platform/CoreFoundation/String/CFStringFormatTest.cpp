@@ -1,4 +1,5 @@
 #include "Platform/CoreFoundation/Held.h"
+#include "Platform/CoreFoundation/NullArguments.h"
 
 #include <gtest/gtest.h>
 
@@ -462,4 +463,35 @@ TEST(CFStringFormatValidated, IsThereWithArgumentsOfItsOwn) {
         CFStringCreateStringWithValidatedFormat(nullptr, nullptr, CFSTR("%s %d"), CFSTR("%2$d %1$s"), &error, "x", 5));
     EXPECT_EQ(utf8(made), "5 x");
     EXPECT_EQ(error, nullptr);
+}
+
+TEST(CFStringFormat, SurvivesNullArguments) {
+    using namespace NullArguments;
+    const auto formatted = [](CFStringRef format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        const auto made = hold(CFStringCreateWithFormatAndArguments(nullptr, nullptr, format, arguments));
+        va_end(arguments);
+        return utf8(made);
+    };
+    const void* const none = nullptr;
+    EXPECT_EQ(formatted(CFSTR("%@ %s %S %p"), none, none, none, none), "(null) (null) (null) 0x0");
+    EXPECT_EQ(formatted(CFSTR("%")), "%");
+    EXPECT_EQ(formatted(CFSTR("%5")), "%5");
+    const auto others = [](CFStringRef format, CFStringRef valid, ...) {
+        va_list arguments;
+        va_start(arguments, valid);
+        EXPECT_EQ(CFStringCreateWithFormatAndArguments(nullptr, nullptr, nullptr, arguments), nullptr);
+        EXPECT_EQ(
+            CFStringCreateStringWithValidatedFormatAndArguments(nullptr, nullptr, valid, format, arguments, nullptr),
+            nullptr);
+        CFStringAppendFormatAndArguments(nullptr, nullptr, CFSTR("x"), arguments);
+        const auto whole = fourUnits(false);
+        CFStringAppendFormatAndArguments(whole, nullptr, nullptr, arguments);
+        EXPECT_TRUE(CFEqual(whole, CFSTR("abcd")));
+        va_end(arguments);
+    };
+    others(nullptr, CFSTR("%@"));
+    others(CFSTR("%@"), nullptr);
+    others(nullptr, nullptr);
 }

@@ -1,4 +1,5 @@
 #include "Platform/CoreFoundation/Held.h"
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/TestAllocator.h"
 
 #include <gtest/gtest.h>
@@ -357,4 +358,51 @@ TEST(CFStringMutable, TrimsWhiteSpaceAndLineEnds) {
     EXPECT_EQ(CFStringGetLength(blank), 0);
     CFStringTrimWhitespace(blank);
     EXPECT_EQ(CFStringGetLength(blank), 0);
+}
+
+TEST(CFStringMutable, SurvivesNullArguments) {
+    using namespace NullArguments;
+    attack([](bool noString, bool noOther, bool isWide, CFRange range, Flags flags) {
+        const CFStringRef other = noOther ? nullptr : CFSTR("b");
+        const auto untouched = fourUnits(isWide);
+        auto whole = fourUnits(isWide);
+        const CFMutableStringRef given = orNull(noString, whole.get());
+        CFStringReplace(given, range, other);
+        if (noString || !fits(range)) {
+            EXPECT_TRUE(CFEqual(whole, untouched));
+        }
+        CFStringDelete(given, range);
+        CFStringInsert(given, range.location, other);
+        CFStringFindAndReplace(given, other, other, range, flags.value);
+        CFStringFindAndReplace(given, other, nullptr, range, flags.value);
+        CFRange part = range;
+        CFStringTransform(given, &part, noOther ? nullptr : kCFStringTransformToUnicodeName, isWide);
+        CFStringFold(given, flags.value, nullptr);
+    });
+    attack([](bool noString, bool noOther, bool isWide, CFIndex length, CFIndex index) {
+        auto whole = fourUnits(isWide);
+        const CFMutableStringRef given = orNull(noString, whole.get());
+        const UniChar units[] = {'u', 'v'};
+        CFStringPad(given, noOther ? nullptr : CFSTR("xy"), length, index);
+        CFStringAppendCharacters(given, orNull(noOther, units), length > 2 ? -1 : length);
+    });
+    attack([](bool noString, bool noOther, bool isWide, Encoding encoding) {
+        auto whole = fourUnits(isWide);
+        const CFMutableStringRef given = orNull(noString, whole.get());
+        const CFStringRef other = noOther ? nullptr : CFSTR("b");
+        const unsigned char pascal[] = {1, 'p'};
+        CFStringAppend(given, other);
+        CFStringAppendCString(given, noOther ? nullptr : "c", encoding.value);
+        CFStringAppendPascalString(given, orNull(noOther, pascal), encoding.value);
+        CFStringAppendFormat(given, nullptr, other);
+        CFStringTrim(given, other);
+        CFStringTrimWhitespace(given);
+        CFStringLowercase(given, nullptr);
+        CFStringUppercase(given, nullptr);
+        CFStringCapitalize(given, nullptr);
+        for (const CFIndex form : kIndexes) CFStringNormalize(given, static_cast<CFStringNormalizationForm>(form));
+        CFStringTransform(given, nullptr, nullptr, false);
+        CFStringReplaceAll(given, other);
+        EXPECT_EQ(CFEqual(whole, CFSTR("b")), !noString && !noOther);
+    });
 }

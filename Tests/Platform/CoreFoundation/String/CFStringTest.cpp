@@ -1,4 +1,5 @@
 #include "Platform/CoreFoundation/Held.h"
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/TestAllocator.h"
 
 #include <gtest/gtest.h>
@@ -473,4 +474,126 @@ TEST(CFString, DescribesItselfWithItsContents) {
 TEST(CFString, DescribesOtherTextUnescaped) {
     const auto description = hold(CFCopyDescription(string(u"\u00E9")));
     EXPECT_NE(Held::utf8(description).find("{contents = \"\xC3\xA9\"}"), std::string::npos);
+}
+
+TEST(CFString, SurvivesNullArgumentsWhenMade) {
+    using namespace NullArguments;
+    attack([](bool noText, Length length, Encoding encoding, bool isExternal) {
+        const UInt8 bytes[] = {'a', 'b', 0, 0};
+        const UniChar units[] = {'a', 0xE4};
+        take(CFStringCreateWithBytes(nullptr, orNull(noText, bytes), length.value, encoding.value, isExternal));
+        take(CFStringCreateWithBytesNoCopy(nullptr, orNull(noText, bytes), length.value, encoding.value, isExternal,
+                                           kCFAllocatorNull));
+        const bool isRight = length.value == 0 || (length.value > 0 && !noText);
+        EXPECT_EQ(hold(CFStringCreateWithCharacters(nullptr, orNull(noText, units), length.value)).get() != nullptr,
+                  isRight);
+        EXPECT_EQ(
+            hold(CFStringCreateWithCharactersNoCopy(nullptr, orNull(noText, units), length.value, kCFAllocatorNull))
+                    .get() != nullptr,
+            isRight);
+        take(CFStringCreateWithCString(nullptr, noText ? nullptr : "ab", encoding.value));
+        take(CFStringCreateWithCStringNoCopy(nullptr, noText ? nullptr : "ab", encoding.value, kCFAllocatorNull));
+        const unsigned char pascal[] = {2, 'a', 'b'};
+        take(CFStringCreateWithPascalString(nullptr, orNull(noText, pascal), encoding.value));
+        take(CFStringCreateWithPascalStringNoCopy(nullptr, orNull(noText, pascal), encoding.value, kCFAllocatorNull));
+        const auto document = fourBytes();
+        take(CFStringCreateFromExternalRepresentation(nullptr, orNull(noText, document.get()), encoding.value));
+        take(CFStringCreateExternalRepresentation(nullptr, noText ? nullptr : CFSTR("ab"), encoding.value, 0));
+        CFStringGetNameOfEncoding(encoding.value);
+        CFStringConvertEncodingToNSStringEncoding(encoding.value);
+        CFStringConvertEncodingToWindowsCodepage(encoding.value);
+        CFStringConvertEncodingToIANACharSetName(encoding.value);
+        CFStringGetMostCompatibleMacStringEncoding(encoding.value);
+    });
+    attack([](bool noText, CFIndex maximum, CFIndex capacity) {
+        take(CFStringCreateMutable(nullptr, maximum));
+        const auto whole = fourUnits(noText);
+        take(CFStringCreateMutableCopy(nullptr, maximum, orNull(noText, whole.get())));
+        UniChar units[4] = {'a', 'b', 'c', 'd'};
+        const auto external = hold(CFStringCreateMutableWithExternalCharactersNoCopy(
+            nullptr, orNull(noText, units), maximum > 4 ? -1 : maximum, capacity > 4 ? 4 : capacity, kCFAllocatorNull));
+        if (external) {
+            CFStringSetExternalCharactersNoCopy(external, orNull(noText, units), maximum > 4 ? -1 : maximum,
+                                                capacity > 4 ? 4 : capacity);
+            CFStringSetExternalCharactersNoCopy(external, nullptr, maximum, capacity);
+        }
+        CFStringSetExternalCharactersNoCopy(nullptr, units, 4, 4);
+        CFStringSetExternalCharactersNoCopy(whole, orNull(noText, units), maximum, capacity);
+    });
+    EXPECT_EQ(CFStringCreateCopy(nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateWithFormat(nullptr, nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateStringWithValidatedFormat(nullptr, nullptr, nullptr, CFSTR("%@"), nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateStringWithValidatedFormat(nullptr, nullptr, CFSTR("%@"), nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateWithFileSystemRepresentation(nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateByCombiningStrings(nullptr, nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateArrayBySeparatingStrings(nullptr, nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFStringCreateArrayBySeparatingStrings(nullptr, nullptr, CFSTR(",")), nullptr);
+    take(CFStringCreateByCombiningStrings(nullptr, fourInArray(), nullptr));
+    take(CFStringCreateArrayBySeparatingStrings(nullptr, CFSTR("a"), nullptr));
+    EXPECT_EQ(__CFStringMakeConstantString(nullptr), nullptr);
+    CFStringConvertIANACharSetNameToEncoding(nullptr);
+    CFStringConvertWindowsCodepageToEncoding(~0U);
+    CFStringConvertNSStringEncodingToEncoding(~0UL);
+}
+
+TEST(CFString, SurvivesNullArgumentsWhenRead) {
+    using namespace NullArguments;
+    attack([](bool noString, bool isWide, CFRange range, Encoding encoding, bool noPlace, CFIndex capacity) {
+        const auto whole = fourUnits(isWide);
+        const CFStringRef given = orNull(noString, whole.get());
+        UInt8 buffer[32];
+        CFIndex used = 0;
+        if (capacity > 32) capacity = 32;
+        CFStringGetBytes(given, range, encoding.value, '?', true, orNull(noPlace, buffer), capacity,
+                         orNull(noPlace, &used));
+        EXPECT_LE(used, 32);
+        if (noString || !fits(range)) {
+            EXPECT_EQ(used, 0);
+        }
+    });
+    attack([](bool noString, bool isWide, Encoding encoding, bool noPlace, CFIndex capacity) {
+        const auto whole = fourUnits(isWide);
+        const CFStringRef given = orNull(noString, whole.get());
+        char bytes[32];
+        unsigned char pascal[32];
+        CFIndex room = capacity > 32 ? 32 : capacity;
+        CFStringGetCString(given, orNull(noPlace, bytes), room, encoding.value);
+        CFStringGetPascalString(given, orNull(noPlace, pascal), room, encoding.value);
+        CFStringGetFileSystemRepresentation(given, orNull(noPlace, bytes), room);
+        CFStringGetCStringPtr(given, encoding.value);
+        CFStringGetPascalStringPtr(given, encoding.value);
+        CFStringGetMaximumSizeForEncoding(capacity, encoding.value);
+        CFStringGetCharacterAtIndex(given, capacity);
+        CFStringGetRangeOfComposedCharactersAtIndex(given, capacity);
+    });
+    attack([](bool noString, bool isWide, CFRange range, bool noPlace) {
+        const auto whole = fourUnits(isWide);
+        const CFStringRef given = orNull(noString, whole.get());
+        UniChar units[4];
+        CFIndex begin, end, contents;
+        CFStringGetCharacters(given, range, orNull(noPlace, units));
+        CFStringGetLineBounds(given, range, orNull(noPlace, &begin), orNull(noPlace, &end), orNull(noPlace, &contents));
+        CFStringGetParagraphBounds(given, range, orNull(noPlace, &begin), orNull(noPlace, &end),
+                                   orNull(noPlace, &contents));
+        UTF32Char character;
+        CFStringGetHyphenationLocationBeforeIndex(given, range.location, range, 0, nullptr,
+                                                  orNull(noPlace, &character));
+        EXPECT_EQ(hold(CFStringCreateWithSubstring(nullptr, given, range)).get() != nullptr, !noString && fits(range));
+        CFStringInlineBuffer buffer;
+        CFStringInitInlineBuffer(given, &buffer, range);
+        for (const CFIndex index : kIndexes) {
+            const UniChar unit = CFStringGetCharacterFromInlineBuffer(&buffer, index);
+            EXPECT_EQ(unit != 0, !noString && fits(range) && index >= 0 && index < range.length);
+        }
+    });
+    EXPECT_EQ(CFStringGetLength(nullptr), 0);
+    EXPECT_EQ(CFStringGetCharactersPtr(nullptr), nullptr);
+    EXPECT_EQ(CFStringGetIntValue(nullptr), 0);
+    EXPECT_EQ(CFStringGetDoubleValue(nullptr), 0);
+    CFStringGetSmallestEncoding(nullptr);
+    CFStringGetFastestEncoding(nullptr);
+    CFStringGetMaximumSizeOfFileSystemRepresentation(nullptr);
+    CFStringIsHyphenationAvailableForLocale(nullptr);
+    EXPECT_FALSE(CFStringGetSurrogatePairForLongCharacter(0xFFFF, nullptr));
+    EXPECT_TRUE(CFStringGetSurrogatePairForLongCharacter(0x10000, nullptr));
 }

@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <gtest/gtest.h>
@@ -349,3 +350,52 @@ TEST(CFData, IsReadByManyThreadsAtOnce) {
 }
 
 }  // namespace
+
+TEST(CFData, SurvivesNullArguments) {
+    using namespace NullArguments;
+    const UInt8 bytes[] = {1, 2};
+    for (const Length length : Tried<Length>::values) {
+        for (const bool isNull : {false, true}) {
+            const bool isRight = length.value == 0 || (length.value > 0 && !isNull);
+            EXPECT_EQ(hold(CFDataCreate(nullptr, orNull(isNull, bytes), length.value)).get() != nullptr, isRight);
+            EXPECT_EQ(hold(CFDataCreateWithBytesNoCopy(nullptr, orNull(isNull, bytes), length.value, kCFAllocatorNull))
+                              .get() != nullptr,
+                      isRight);
+        }
+    }
+    EXPECT_EQ(CFDataCreateCopy(nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFDataGetLength(nullptr), 0);
+    EXPECT_EQ(CFDataGetBytePtr(nullptr), nullptr);
+    EXPECT_EQ(CFDataGetMutableBytePtr(nullptr), nullptr);
+    for (const CFIndex number : kIndexes) {
+        EXPECT_EQ(hold(CFDataCreateMutable(nullptr, number)).get() != nullptr, number >= 0);
+        EXPECT_EQ(CFDataCreateMutableCopy(nullptr, number, nullptr), nullptr);
+        take(CFDataCreateMutableCopy(nullptr, number, fourBytes()));
+        CFDataSetLength(nullptr, number);
+        CFDataIncreaseLength(nullptr, number);
+        CFDataAppendBytes(nullptr, bytes, number);
+        const auto set = fourBytes();
+        CFDataSetLength(set, number);
+        EXPECT_EQ(CFDataGetLength(set), number >= 0 && number <= 4 ? number : 4);
+        const auto increased = fourBytes();
+        CFDataIncreaseLength(increased, number);
+        EXPECT_EQ(CFDataGetLength(increased), number >= 0 && number <= 4 ? 4 + number : 4);
+    }
+    attack([](bool noData, CFRange range, bool noBytes, Length length) {
+        auto whole = fourBytes();
+        const CFMutableDataRef given = orNull(noData, whole.get());
+        const UInt8 replacement[] = {8, 9};
+        UInt8 read[4];
+        CFDataGetBytes(given, range, orNull(noBytes, read));
+        CFDataFind(given, whole, range, static_cast<CFOptionFlags>(length.value));
+        CFDataFind(whole, given, range, kCFDataSearchBackwards);
+        CFDataAppendBytes(given, orNull(noBytes, replacement), length.value < 0 ? length.value : 0);
+        CFDataReplaceBytes(given, range, orNull(noBytes, replacement), length.value);
+        if (!fits(range) || noData || length.value < 0) {
+            EXPECT_TRUE(CFEqual(whole, fourBytes()));
+        }
+        auto other = fourBytes();
+        CFDataDeleteBytes(orNull(noData, other.get()), range);
+        EXPECT_EQ(CFDataGetLength(other), !noData && fits(range) ? 4 - range.length : 4);
+    });
+}

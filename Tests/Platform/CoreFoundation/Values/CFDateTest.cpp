@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <gtest/gtest.h>
@@ -266,4 +267,36 @@ TEST(CFAbsoluteTime, TellsTheWeekAsTheSystemDoes) {
 TEST(CFGregorianDate, TakesAMomentTooShortToTellForMidnight) {
     EXPECT_EQ(text(-std::numeric_limits<double>::denorm_min()), "2001-01-01 00:00:0");
     EXPECT_EQ(text(-1e-20), "2001-01-01 00:00:0");
+}
+
+TEST(CFDate, SurvivesNullArguments) {
+    using namespace NullArguments;
+    const auto date = hold(CFDateCreate(nullptr, 0));
+    CFDateGetAbsoluteTime(nullptr);
+    CFDateGetTimeIntervalSinceDate(nullptr, date);
+    CFDateGetTimeIntervalSinceDate(date, nullptr);
+    CFDateCompare(nullptr, date, nullptr);
+    CFDateCompare(date, nullptr, nullptr);
+    CFDateCompare(nullptr, nullptr, nullptr);
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    constexpr SInt32 kLeast32 = std::numeric_limits<SInt32>::min(), kMost32 = std::numeric_limits<SInt32>::max();
+    for (const double at : {0.0, -0.0, 1e18, -1e18, 1e300, -1e300, kInfinity, -kInfinity,
+                            std::numeric_limits<double>::quiet_NaN(), 5e-324}) {
+        CFAbsoluteTimeGetGregorianDate(at, nullptr);
+        CFAbsoluteTimeGetDayOfWeek(at, nullptr);
+        CFAbsoluteTimeGetDayOfYear(at, nullptr);
+        CFAbsoluteTimeGetWeekOfYear(at, nullptr);
+        take(CFCopyDescription(hold(CFDateCreate(nullptr, at))));
+        CFHash(hold(CFDateCreate(nullptr, at)));
+        for (const double other : {0.0, 1e300, -kInfinity})
+            CFAbsoluteTimeGetDifferenceAsGregorianUnits(at, other, nullptr, ~0UL);
+        for (const SInt32 units : {kLeast32, -1, 0, kMost32})
+            CFAbsoluteTimeAddGregorianUnits(at, nullptr, {units, units, units, units, units, at});
+        for (const SInt8 part : {SInt8{-128}, SInt8{0}, SInt8{127}}) {
+            for (const SInt32 year : {kLeast32, 0, kMost32}) {
+                CFGregorianDateIsValid({year, part, part, part, part, at}, ~0UL);
+                CFGregorianDateGetAbsoluteTime({year, part, part, part, part, at}, nullptr);
+            }
+        }
+    }
 }

@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <gtest/gtest.h>
@@ -183,3 +184,26 @@ TEST(CFError, IsNullWithoutMemory) {
 }
 
 }  // namespace
+
+TEST(CFError, SurvivesNullArguments) {
+    using namespace NullArguments;
+    EXPECT_EQ(CFErrorCreate(nullptr, nullptr, 1, nullptr), nullptr);
+    EXPECT_EQ(CFErrorGetDomain(nullptr), nullptr);
+    EXPECT_EQ(CFErrorGetCode(nullptr), 0);
+    take(CFErrorCopyUserInfo(nullptr));
+    EXPECT_EQ(CFErrorCopyDescription(nullptr), nullptr);
+    EXPECT_EQ(CFErrorCopyFailureReason(nullptr), nullptr);
+    EXPECT_EQ(CFErrorCopyRecoverySuggestion(nullptr), nullptr);
+    for (const CFIndex code : kIndexes) {
+        const auto error = hold(CFErrorCreate(nullptr, kCFErrorDomainPOSIX, code, nullptr));
+        EXPECT_NE(Values::taken(CFErrorCopyDescription(error)), "");
+        take(CFCopyDescription(error));
+    }
+    attack([](bool noDomain, bool noKeys, bool noValues, Length count) {
+        const void* const pairs[] = {kObjects[0], kObjects[1]};
+        const auto made =
+            hold(CFErrorCreateWithUserInfoKeysAndValues(nullptr, noDomain ? nullptr : kCFErrorDomainCocoa, 1,
+                                                        orNull(noKeys, pairs), orNull(noValues, pairs), count.value));
+        EXPECT_EQ(made.get() != nullptr, !noDomain && (count.value == 0 || (count.value > 0 && !noKeys && !noValues)));
+    });
+}

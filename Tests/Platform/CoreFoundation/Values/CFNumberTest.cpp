@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include "CoreFoundation/Values/CFNumberObject.h"
@@ -375,3 +376,23 @@ TEST(CFBoolean, IsOneOfTwo) {
 }
 
 }  // namespace
+
+TEST(CFNumber, SurvivesNullArguments) {
+    using namespace NullArguments;
+    const auto one = Values::number(1);
+    for (const CFIndex number : kIndexes) {
+        const auto type = static_cast<CFNumberType>(number);
+        EXPECT_EQ(CFNumberCreate(nullptr, type, nullptr), nullptr);
+        EXPECT_FALSE(CFNumberGetValue(nullptr, type, nullptr));
+        double value;
+        CFNumberGetValue(one, type, nullptr);
+        CFNumberGetValue(one, type, &value);
+    }
+    EXPECT_FALSE(CFBooleanGetValue(nullptr));
+    EXPECT_EQ(CFNumberGetType(nullptr), 0);
+    EXPECT_EQ(CFNumberGetByteSize(nullptr), 0);
+    EXPECT_FALSE(CFNumberIsFloatType(nullptr));
+    EXPECT_EQ(CFNumberCompare(nullptr, nullptr, nullptr), kCFCompareEqualTo);
+    EXPECT_EQ(CFNumberCompare(nullptr, one, nullptr), kCFCompareLessThan);
+    EXPECT_EQ(CFNumberCompare(one, nullptr, nullptr), kCFCompareGreaterThan);
+}

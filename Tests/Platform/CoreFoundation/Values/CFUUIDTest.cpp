@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <gtest/gtest.h>
@@ -102,3 +103,15 @@ TEST(CFUUID, IsNullSafeAndNullWithoutMemory) {
 }
 
 }  // namespace
+
+TEST(CFUUID, SurvivesNullArguments) {
+    using namespace NullArguments;
+    EXPECT_EQ(CFUUIDCreateFromString(nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFUUIDCreateString(nullptr, nullptr), nullptr);
+    EXPECT_EQ(CFUUIDGetUUIDBytes(nullptr).byte0, 0);
+    const UInt8 b = 0xFF;
+    EXPECT_NE(hold(CFUUIDCreate(nullptr)).get(), nullptr);
+    EXPECT_NE(hold(CFUUIDCreateFromUUIDBytes(nullptr, {})).get(), nullptr);
+    EXPECT_NE(hold(CFUUIDCreateWithBytes(nullptr, b, b, b, b, b, b, b, b, b, b, b, b, b, b, b, b)).get(), nullptr);
+    EXPECT_NE(CFUUIDGetConstantUUIDWithBytes(nullptr, b, b, b, b, b, b, b, b, b, b, b, b, b, b, b, b), nullptr);
+}

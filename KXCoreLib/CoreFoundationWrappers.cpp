@@ -33,6 +33,9 @@ void __UnexpectedPointerType(CFTypeRef object, const char* typeName) {
 // The type identifiers, asked for when the library is loaded: the platform hands them out at run time.
 const CFTypeID AllocatorRef::typeID = CFAllocatorGetTypeID();
 const CFTypeID ArrayRef::typeID = CFArrayGetTypeID();
+const CFTypeID BagRef::typeID = CFBagGetTypeID();
+const CFTypeID BinaryHeapRef::typeID = CFBinaryHeapGetTypeID();
+const CFTypeID BitVectorRef::typeID = CFBitVectorGetTypeID();
 const CFTypeID BooleanRef::typeID = CFBooleanGetTypeID();
 const CFTypeID DataRef::typeID = CFDataGetTypeID();
 const CFTypeID DateRef::typeID = CFDateGetTypeID();
@@ -48,6 +51,7 @@ const CFTypeID RunLoopSourceRef::typeID = CFRunLoopSourceGetTypeID();
 const CFTypeID RunLoopTimerRef::typeID = CFRunLoopTimerGetTypeID();
 const CFTypeID SetRef::typeID = CFSetGetTypeID();
 const CFTypeID StringRef::typeID = CFStringGetTypeID();
+const CFTypeID TreeRef::typeID = CFTreeGetTypeID();
 const CFTypeID UUIDRef::typeID = CFUUIDGetTypeID();
 
 void TypeRef::assignOfType(CFTypeID typeID, const char* typeName, CFTypeRef p) {

@@ -16,6 +16,9 @@
 
 #include <KXCoreLib/CoreFoundation/AllocatorRef.h>
 #include <KXCoreLib/CoreFoundation/ArrayRef.h>
+#include <KXCoreLib/CoreFoundation/BagRef.h>
+#include <KXCoreLib/CoreFoundation/BinaryHeapRef.h>
+#include <KXCoreLib/CoreFoundation/BitVectorRef.h>
 #include <KXCoreLib/CoreFoundation/BooleanRef.h>
 #include <KXCoreLib/CoreFoundation/CFException.h>
 #include <KXCoreLib/CoreFoundation/DataRef.h>
@@ -33,5 +36,6 @@
 #include <KXCoreLib/CoreFoundation/RunLoopTimerRef.h>
 #include <KXCoreLib/CoreFoundation/SetRef.h>
 #include <KXCoreLib/CoreFoundation/StringRef.h>
+#include <KXCoreLib/CoreFoundation/TreeRef.h>
 #include <KXCoreLib/CoreFoundation/TypeRef.h>
 #include <KXCoreLib/CoreFoundation/UUIDRef.h>

@@ -17,7 +17,7 @@ from programs import Workshop, mutants_of
 from project import ROOT, Build, components
 
 # The programs that judge, one after the other: each only what the ones before did not catch.
-PRESETS = ("dev", "asan")
+PRESETS = ("dev", "asan", "tsan")
 
 
 class Progress:
@@ -105,10 +105,15 @@ def examine(component, mutants, results, presets, jobs):
         pending = [mutant for mutant in mutants if not results.judged(mutant, preset)]
         if not pending:
             continue
-        progress(f"building its tests by preset '{preset}'")
         build = Build(preset)
-        build.ninja(*component.tests, component.library)
-        workshop = Workshop(component, build, pending, folder, jobs)
+        tested = dataclasses.replace(component, tests=[test for test in component.tests if build.has(test)])
+        if not tested.tests:  # not one of threads
+            for mutant in pending:
+                results.set(mutant, "survives", False, [preset])
+            continue
+        progress(f"building its tests by preset '{preset}'")
+        build.ninja(*tested.tests, tested.library)
+        workshop = Workshop(tested, build, pending, folder, jobs)
         alone = workshop.make(progress)
         progress("running its tests without a mutant")
         suites = {test: record(program, pending, build.directory) for test, program in workshop.programs().items()}

@@ -328,7 +328,7 @@ class Place:
                                constant=re.search(r"\bconst(expr|eval)\b", head) is not None and "constexpr" in head,
                                wholes=set())
         elif cursor.kind == Kind.LAMBDA_EXPR:
-            place = place.copy(last=True, constant=False, local=True)
+            place = place.copy(last=True, local=True)
         elif cursor.kind == Kind.VAR_DECL:
             place = place.copy(constant=self.constant or not self.local or cursor.type.is_const_qualified() or
                                re.match(r"(inline\s+)?(static|constexpr|constinit|thread_local)\b", own) is not None)

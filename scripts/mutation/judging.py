@@ -1,6 +1,7 @@
 """Runs test programs with one mutant on at a time: only the tests that reach it, the quick ones first."""
 
 import dataclasses
+import math
 import mmap
 import os
 import re
@@ -44,20 +45,23 @@ def environment(folder, **variables):
     return kept | variables
 
 
-def limits():
+def limit(processor_seconds):
+    resource.setrlimit(resource.RLIMIT_CPU, (processor_seconds, processor_seconds + 1))
     resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
 def run(program, seconds, cwd, **variables):
-    """Runs a program of tests; returns (exit status or None when it took too long, what it printed)."""
+    """Runs a program of tests that takes so many seconds; returns (exit status or None when it took far too long, what it
+    printed). What goes round and round is stopped by its processor time, so that a busy machine makes no difference."""
     folder = tempfile.mkdtemp(prefix="kxm-")
     try:
         with open(os.path.join(folder, "output"), "w+b") as output:
             child = subprocess.Popen([program], cwd=cwd, env=environment(folder, **variables), stdin=subprocess.DEVNULL,
-                                     stdout=output, stderr=output, start_new_session=True, preexec_fn=limits)
+                                     stdout=output, stderr=output, start_new_session=True, preexec_fn=lambda: limit(math.ceil(1 + 4 * seconds)))
             try:
-                status = child.wait(seconds)
+                status = child.wait(10 + 10 * seconds)
+                status = None if status == -signal.SIGXCPU else status
             except subprocess.TimeoutExpired:
                 status = None
             try:
@@ -82,7 +86,7 @@ def record(program, mutants, cwd):
             file.flush()
             broken = []
             for _ in range(5):
-                status, output = run(program, 1800, cwd, KX_MUTANTS_MAP=path, KX_MUTANTS_LOG=log,
+                status, output = run(program, 300, cwd, KX_MUTANTS_MAP=path, KX_MUTANTS_LOG=log,
                                      GTEST_FILTER="-" + ":".join(broken) if broken else "*")
                 lines = open(log).read().splitlines() if os.path.exists(log) else []
                 failed = [line.split(" ", 3)[3] for line in lines if line.split(" ", 3)[2] == "failed"]
@@ -117,9 +121,9 @@ def judge(suite, number, tests, cwd):
             names = ":".join(test.name for test in part)
             if len(names) > 100000:
                 names = "-" + ":".join(suite.broken)
-            limit = 5 + 10 * sum(test.seconds for test in part)
+            seconds = sum(test.seconds for test in part)
             variables = {"KX_MUTANT": str(number)} if number else {}
-            status, output = run(suite.program, limit, cwd, GTEST_FILTER=names, GTEST_FAIL_FAST="1", **variables)
+            status, output = run(suite.program, seconds, cwd, GTEST_FILTER=names, GTEST_FAIL_FAST="1", **variables)
             if status != 0:
                 started = re.findall(r"^\[ RUN      \] (\S+)$", output, re.MULTILINE)
                 failed = re.findall(r"^\[  FAILED  \] (\S+?),? .*ms\)$", output, re.MULTILINE)

@@ -75,6 +75,9 @@ class Build:
                         yield os.path.relpath(header, ROOT)
                     break
 
+    def has(self, test):
+        return any(f"/{test}.dir/" in name for name in self.compilations)
+
     def ninja(self, *arguments):
         return subprocess.run(["ninja", "-C", self.directory, *arguments], check=True, text=True,
                               stdout=subprocess.PIPE).stdout

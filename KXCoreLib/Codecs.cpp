@@ -146,8 +146,9 @@ ptrdiff_t kx_base64_decode(const char* text, size_t length, void* bytes, size_t 
         in = skipSpace(in, end);
         if (in == end) return out - start;
         if (in == stopped) {
-            // What stopped the loop is a padded group with nothing but white space after it, or a fault.
-            if (left(in, end) < 4 || c0 >= kPadding || c1 >= kPadding || c3 != kPadding || c2 > kPadding) return -1;
+            // What stopped the loop is a padded group with nothing but white space after it, or a fault. Only a group
+            // that was read ends with padding.
+            if (c0 >= kPadding || c1 >= kPadding || c3 != kPadding || c2 > kPadding) return -1;
             const bool two = c2 != kPadding;
             if (skipSpace(in + 4, end) != end) return -1;
             out[0] = static_cast<unsigned char>(c0 << 2 | c1 >> 4);

@@ -134,10 +134,13 @@ KX_AVX2 std::size_t hexDecode(const unsigned char* text, std::size_t length, uns
     return done;
 }
 
+/// In an order of bytes: none, which gives zero.
+constexpr char kNone = -1;
+
 KX_AVX2 std::size_t base64Encode(const unsigned char* bytes, std::size_t length, char* text) {
     // Each group of three bytes as one number, the first byte on top: low byte last in memory.
-    const __m256i order = _mm256_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1,  //
-                                           2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1);
+    const __m256i order = _mm256_setr_epi8(2, 1, 0, kNone, 5, 4, 3, kNone, 8, 7, 6, kNone, 11, 10, 9, kNone,  //
+                                           2, 1, 0, kNone, 5, 4, 3, kNone, 8, 7, 6, kNone, 11, 10, 9, kNone);
     const __m256i differences = rowInBothLanes(kBase64Differences);
     std::size_t done = 0;
     // 24 bytes a turn, read as two halves of 12, the second with 4 bytes of what follows.
@@ -159,8 +162,8 @@ KX_AVX2 std::size_t base64Encode(const unsigned char* bytes, std::size_t length,
 
 KX_AVX2 std::size_t base64Decode(const unsigned char* text, std::size_t length, unsigned char* bytes) {
     const __m256i differences = rowInBothLanes(kBase64.difference);
-    const __m256i order = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1,  //
-                                           2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+    const __m256i order = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, kNone, kNone, kNone, kNone,  //
+                                           2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, kNone, kNone, kNone, kNone);
     const __m256i together = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7);
     std::size_t done = 0;
     for (; length - done >= 32; done += 32) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <clocale>
 #include <cstdint>
 #include <cstdio>
@@ -126,6 +127,19 @@ TEST(HexDecode, AcceptsWhiteSpaceAroundPairs) {
     EXPECT_EQ(hexDecode(" 0A ff\n"), "\x0A\xFF"sv);
     EXPECT_EQ(hexDecode(" \t\n\v\f\r0A\r\n\f\v\t ff"), "\x0A\xFF"sv);
     EXPECT_EQ(hexDecode(kSpaces), "");
+}
+
+TEST(Codecs, DecodersTakeSixCharactersForWhiteSpace) {
+    for (unsigned code = 0; code < 256; ++code) {
+        const std::string text(1, static_cast<char>(code));
+        const bool isSpace = code != 0 && std::strchr(" \t\n\v\f\r", static_cast<int>(code)) != nullptr;
+        EXPECT_EQ(hexDecode(text + text), isSpace ? std::optional<std::string>("")
+                                          : std::isxdigit(static_cast<int>(code))
+                                              ? CodecsReference::hexDecode(text + text)
+                                              : std::nullopt)
+            << code;
+        EXPECT_EQ(base64Decode("Zm9v" + text), isSpace ? std::optional<std::string>("foo") : std::nullopt) << code;
+    }
 }
 
 TEST(HexDecode, RefusesWhiteSpaceInsideAPair) {

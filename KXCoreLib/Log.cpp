@@ -44,7 +44,7 @@ void LogLine(const char* format, ...) noexcept {
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is, one line up
     const int length = std::vsnprintf(message, sizeof message, format, arguments);
     va_end(arguments);
-    if (length >= 0 && static_cast<std::size_t>(length) < sizeof message) {
+    if (static_cast<std::size_t>(length) < sizeof message) {  // a negative one, for a fault, is not
         std::fprintf(stderr, "[%.24s]%s", time.text, message);
         return;
     }

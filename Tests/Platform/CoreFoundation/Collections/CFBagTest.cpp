@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -240,7 +241,17 @@ TEST(CFBag, ChangesNothingWithoutMemory) {
     EXPECT_EQ(allocator.blocks(), 0);
 }
 
-TEST(CFBag, LeavesNullAndForeignObjectsAlone) {
+TEST(CFBag, SurvivesNullArgumentsAndForeignObjects) {
+    using namespace NullArguments;
+    attack([](bool noValues, Length count, bool noCallBacks) {
+        const void* values[] = {kObjects[0], noCallBacks ? nullptr : kObjects[1]};
+        const auto made = hold(
+            CFBagCreate(nullptr, orNull(noValues, values), count.value, orNull(noCallBacks, &kCFTypeBagCallBacks)));
+        EXPECT_EQ(made.get() != nullptr, count.value == 0 || (count.value > 0 && !noValues));
+    });
+    for (const CFIndex capacity : kIndexes) {
+        EXPECT_EQ(hold(CFBagCreateMutable(nullptr, capacity, nullptr)).get() != nullptr, capacity >= 0);
+    }
     const CFMutableBagRef foreign = reinterpret_cast<CFMutableBagRef>(const_cast<__CFString*>(CFSTR("x")));
     for (const CFMutableBagRef bad : {static_cast<CFMutableBagRef>(nullptr), foreign}) {
         EXPECT_EQ(CFBagCreateCopy(nullptr, bad), nullptr);

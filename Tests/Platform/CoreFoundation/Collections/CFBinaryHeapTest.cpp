@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -230,7 +231,9 @@ TEST(CFBinaryHeap, DescribesItself) {
               heading("CFBinaryHeap", heap) + "{count = 2, capacity = 8, objects = (\n\t0 : <0x1>\n\t1 : <0x2>\n)}");
 }
 
-TEST(CFBinaryHeap, LeavesNullAndForeignObjectsAlone) {
+TEST(CFBinaryHeap, SurvivesNullArgumentsAndForeignObjects) {
+    using namespace NullArguments;
+    for (const CFIndex capacity : kIndexes) take(CFBinaryHeapCreate(nullptr, capacity, nullptr, nullptr));
     const auto foreign = reinterpret_cast<CFBinaryHeapRef>(const_cast<__CFString*>(CFSTR("x")));
     for (const CFBinaryHeapRef bad : {static_cast<CFBinaryHeapRef>(nullptr), foreign}) {
         EXPECT_EQ(CFBinaryHeapCreateCopy(nullptr, 0, bad), nullptr);

@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -217,7 +218,16 @@ TEST(CFBitVector, RefusesImpossibleCountsAndChangesNothingWithoutMemory) {
     EXPECT_EQ(allocator.blocks(), 0);
 }
 
-TEST(CFBitVector, LeavesNullAndForeignObjectsAlone) {
+TEST(CFBitVector, SurvivesNullArgumentsAndForeignObjects) {
+    using namespace NullArguments;
+    attack([](bool noBytes, Length bits) {
+        const UInt8 bytes[] = {0xFF};
+        const auto made = hold(CFBitVectorCreate(nullptr, orNull(noBytes, bytes), bits.value));
+        EXPECT_EQ(made.get() != nullptr, bits.value == 0 || (bits.value > 0 && !noBytes));
+    });
+    for (const CFIndex capacity : kIndexes) {
+        EXPECT_EQ(hold(CFBitVectorCreateMutable(nullptr, capacity)).get() != nullptr, capacity >= 0);
+    }
     const auto foreign = reinterpret_cast<CFMutableBitVectorRef>(const_cast<__CFString*>(CFSTR("x")));
     for (const CFMutableBitVectorRef bad : {static_cast<CFMutableBitVectorRef>(nullptr), foreign}) {
         EXPECT_EQ(CFBitVectorCreateCopy(nullptr, bad), nullptr);

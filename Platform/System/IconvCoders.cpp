@@ -1,5 +1,7 @@
 #include "IconvCoders.h"
 
+#include "Support/FileNameForm.h"
+
 #include <langinfo.h>
 #include <strings.h>
 #include <unicode/unorm2.h>
@@ -20,6 +22,14 @@ namespace KXPlatform {
 Decoder::~Decoder() = default;
 Encoder::~Encoder() = default;
 
+std::size_t Encoder::ready(const char32_t* in, const char32_t* end) const noexcept {
+    return static_cast<std::size_t>(end - in);
+}
+
+bool Encoder::holdsBack() const noexcept { return false; }
+
+bool Encoder::mayBeCut() const noexcept { return true; }
+
 namespace {
 
 bool is(std::string_view name, std::string_view other) {
@@ -29,6 +39,11 @@ bool is(std::string_view name, std::string_view other) {
 bool begins(std::string_view name, std::string_view with) { return is(name.substr(0, with.size()), with); }
 
 /// A conversion of the C library to or from its wide characters, which are code points here.
+///
+/// What it converts depends on where calls cut a text: of its decoders, those of EUC-JISX0213 and SHIFT_JISX0213 lose
+/// their way when the output is full; of its encoders, those of ISO-2022-CN shift twice then, and those of IBM1390 and
+/// IBM1399 forget at the end of the input a character that the next one would join. So decoders get no more input than
+/// their output surely holds, encoders that shift no more either, and no pair is cut.
 class LibraryConversion {
   public:
     LibraryConversion(const char* to, const char* from) noexcept : handle_(libraryIconvOpen(to, from)) {}
@@ -70,8 +85,8 @@ class LibraryConversion {
     void* handle_;
 };
 
-Output placesAsBytes(char32_t* out, char32_t* end) noexcept {
-    return {reinterpret_cast<unsigned char*>(out), reinterpret_cast<unsigned char*>(end)};
+Output placesAsBytes(char32_t* out, std::size_t places) noexcept {
+    return {reinterpret_cast<unsigned char*>(out), reinterpret_cast<unsigned char*>(out + places)};
 }
 
 Input charactersAsBytes(const char32_t* in, const char32_t* end) noexcept {
@@ -81,13 +96,13 @@ Input charactersAsBytes(const char32_t* in, const char32_t* end) noexcept {
 template <class Text>
 class UnicodeDecoder final : public Decoder {
   public:
-    Stop decode(Input& in, char32_t*& out, char32_t* end) noexcept override {
-        Output places = placesAsBytes(out, end);
-        const Stop stop = convertText<Text, UTF32LEText>(in, places);
-        out = reinterpret_cast<char32_t*>(places.at);
+    Stop decode(Input& in, char32_t*& out, std::size_t places) noexcept override {
+        Output output = placesAsBytes(out, places);
+        const Stop stop = convertText<Text, UTF32LEText>(in, output);
+        out = reinterpret_cast<char32_t*>(output.at);
         return stop;
     }
-    void finish(char32_t*&, char32_t*) noexcept override {}
+    void finish(char32_t*&) noexcept override {}
     void reset() noexcept override {}
     std::size_t unit() const noexcept override { return sizeof(typename Text::Unit); }
 };
@@ -109,21 +124,31 @@ class UnicodeEncoder final : public Encoder {
 class LibraryDecoder final : public Decoder {
   public:
     explicit LibraryDecoder(const std::string& from) noexcept
-        : conversion_("WCHAR_T", from.c_str()), unit_(unitOf(from)) {}
+        : conversion_("WCHAR_T", from.c_str()), unit_(unitOf(from)), charactersOfByte_(is(from, "TSCII") ? 4 : 1) {}
 
     explicit operator bool() const noexcept { return static_cast<bool>(conversion_); }
 
-    Stop decode(Input& in, char32_t*& out, char32_t* end) noexcept override {
-        Output places = placesAsBytes(out, end);
-        const Stop stop = conversion_.convert(in, places);
-        keepCharacters(out, places);
-        return stop;
+    Stop decode(Input& in, char32_t*& out, std::size_t places) noexcept override {
+        const unsigned char* const begin = in.at;
+        std::size_t offered = std::min(std::max<std::size_t>(places / charactersOfByte_, 1), in.left());
+        for (;;) {
+            Input part{begin, begin + offered};
+            Output output = placesAsBytes(out, places + kMore);
+            const Stop stop = conversion_.convert(part, output);
+            in.at = part.at;
+            const bool hasGiven = output.at != reinterpret_cast<unsigned char*>(out);
+            if (in.at != begin || hasGiven || stop != Stop::Incomplete || offered == in.left()) {
+                keepCharacters(out, output);
+                return part.end == in.end || stop == Stop::Invalid ? stop : Stop::Full;
+            }
+            ++offered;  // the character goes on beyond the part
+        }
     }
 
-    void finish(char32_t*& out, char32_t* end) noexcept override {
-        Output places = placesAsBytes(out, end);
-        conversion_.finish(places);
-        keepCharacters(out, places);
+    void finish(char32_t*& out) noexcept override {
+        Output output = placesAsBytes(out, kMore);
+        conversion_.finish(output);
+        keepCharacters(out, output);
     }
 
     void reset() noexcept override { conversion_.reset(); }
@@ -147,13 +172,30 @@ class LibraryDecoder final : public Decoder {
 
     LibraryConversion conversion_;
     std::size_t unit_;
+    std::size_t charactersOfByte_;  ///< the most that one byte stands for
 };
 
 class LibraryEncoder final : public Encoder {
   public:
-    explicit LibraryEncoder(const std::string& to) noexcept : conversion_(to.c_str(), "WCHAR_T") {}
+    explicit LibraryEncoder(const std::string& to) noexcept
+        : conversion_(to.c_str(), "WCHAR_T"), mayBeCut_(to.find("2022") == std::string::npos) {
+        if (conversion_) losesPairs_ = encodesPairs(1) && !encodesPairs(2);
+    }
 
     explicit operator bool() const noexcept { return static_cast<bool>(conversion_); }
+
+    std::size_t ready(const char32_t* in, const char32_t* end) const noexcept override {
+        const std::size_t count = static_cast<std::size_t>(end - in);
+        if (!losesPairs_) return count;
+        std::size_t sure = 0;
+        while (sure < count && (!beginsPair(in[sure]) || sure + 1 < count)) {
+            sure += sure + 1 < count && isPair(in[sure], in[sure + 1]) ? 2 : 1;
+        }
+        return sure;
+    }
+
+    bool holdsBack() const noexcept override { return losesPairs_; }
+    bool mayBeCut() const noexcept override { return mayBeCut_; }
 
     Stop encode(const char32_t*& in, const char32_t* end, Output& out) noexcept override {
         Input characters = charactersAsBytes(in, end);
@@ -166,16 +208,52 @@ class LibraryEncoder final : public Encoder {
     std::size_t longest() const noexcept override { return 16; }  // a mark, the shifts of ISO 2022 and the character
 
   private:
-    LibraryConversion conversion_;
-};
+    /// The pairs of characters that are one in JIS X 0213.
+    static bool isPair(char32_t first, char32_t second) noexcept {
+        switch (second) {
+            case 0x309A:
+                return first >= 0x304B && first <= 0x31F7 &&
+                       std::u32string_view(
+                           U"\u304B\u304D\u304F\u3051\u3053\u30AB\u30AD\u30AF\u30B1\u30B3\u30BB"
+                           U"\u30C4\u30C8\u31F7")
+                               .find(first) != std::u32string_view::npos;
+            case 0x0300:
+                return first == 0x00E6 || isVowelOfPair(first);
+            case 0x0301:
+                return isVowelOfPair(first);
+            case 0x02E5:
+                return first == 0x02E9;
+            case 0x02E9:
+                return first == 0x02E5;
+            default:
+                return false;
+        }
+    }
 
-const UNormalizer2* normalForm(const UNormalizer2* (*instance)(UErrorCode*)) noexcept {
-    UErrorCode error = U_ZERO_ERROR;
-    const UNormalizer2* const form = instance(&error);
-    if (U_SUCCESS(error)) return form;
-    errno = EINVAL;
-    return nullptr;
-}
+    static bool isVowelOfPair(char32_t c) noexcept { return c == 0x0254 || c == 0x028C || c == 0x0259 || c == 0x025A; }
+
+    static bool beginsPair(char32_t c) noexcept {
+        return isPair(c, 0x309A) || isPair(c, 0x0300) || isPair(c, 0x02E5) || isPair(c, 0x02E9);
+    }
+
+    /// Whether the library encodes a pair that is offered by so many calls.
+    bool encodesPairs(int calls) noexcept {
+        const char32_t pair[] = {0x304B, 0x309A};
+        unsigned char bytes[64];
+        Output out{bytes, bytes + sizeof bytes};
+        Stop stop = Stop::UsedUp;
+        for (int call = 0; call < calls && stop == Stop::UsedUp; ++call) {
+            Input in = charactersAsBytes(pair + 2 * call / calls, pair + 2 * (call + 1) / calls);
+            stop = conversion_.convert(in, out);
+        }
+        conversion_.reset();
+        return stop == Stop::UsedUp;
+    }
+
+    LibraryConversion conversion_;
+    bool mayBeCut_;            ///< shifts by escape sequences are not sure to survive it
+    bool losesPairs_ = false;  ///< of a pair that two calls cut, the second character becomes invalid
+};
 
 template <class Coder>
 std::unique_ptr<Coder> ifOpen(std::unique_ptr<Coder> coder) {
@@ -234,14 +312,14 @@ DirectConversion directConversion(Charset::Kind from, Charset::Kind to) noexcept
     return table[from][to];
 }
 
-std::unique_ptr<Normaliser> Normaliser::composing() {
-    const UNormalizer2* const form = normalForm(unorm2_getNFCInstance);
-    return form ? std::make_unique<Normaliser>(form) : nullptr;
-}
+std::unique_ptr<Normaliser> Normaliser::composing() { return make(fileNameComposer(), true); }
 
-std::unique_ptr<Normaliser> Normaliser::decomposing() {
-    const UNormalizer2* const form = normalForm(unorm2_getNFDInstance);
-    return form ? std::make_unique<Normaliser>(form) : nullptr;
+std::unique_ptr<Normaliser> Normaliser::decomposing() { return make(fileNameDecomposer(), false); }
+
+std::unique_ptr<Normaliser> Normaliser::make(const UNormalizer2* form, bool isComposing) {
+    if (form) return std::make_unique<Normaliser>(form, isComposing);
+    errno = ENOMEM;
+    return nullptr;
 }
 
 void Normaliser::put(char32_t c, CharacterQueue& out) noexcept {
@@ -255,7 +333,7 @@ void Normaliser::put(char32_t c, CharacterQueue& out) noexcept {
 void Normaliser::finish(CharacterQueue& out) noexcept {
     const std::size_t count = std::exchange(count_, 0);
     if (count == 0) return;
-    if (count == 1 && held_[0] < 0x80) {
+    if (count == 1 && (held_[0] < 0x80 || unorm2_isInert(form_, static_cast<UChar32>(held_[0])))) {
         out.push(held_[0]);
         return;
     }
@@ -270,7 +348,13 @@ void Normaliser::finish(CharacterQueue& out) noexcept {
         for (std::size_t i = 0; i < count; ++i) out.push(held_[i]);
         return;
     }
-    for (std::int32_t i = 0; i < normalLength;) {
+    std::int32_t i = 0;
+    if (isComposing_ && normal[0] == leftAloneWithSolidus(held_[0])) {
+        out.push(held_[0]);
+        out.push(0x0338);
+        i = 1;
+    }
+    while (i < normalLength) {
         UChar32 c;
         U16_NEXT_UNSAFE(normal, i, c);
         out.push(static_cast<char32_t>(c));

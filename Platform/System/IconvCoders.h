@@ -4,6 +4,7 @@
 
 #include "Support/UnicodeText.h"
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string>
@@ -29,24 +30,35 @@ class Decoder {
   public:
     virtual ~Decoder();
 
-    /// Reads characters into [out, end) and moves `in` and `out`. Invalid: `in` stands at what is invalid.
-    virtual Stop decode(Input& in, char32_t*& out, char32_t* end) noexcept = 0;
+    /// Reads about `places` characters to `out`, up to kMore more where they come by several, and moves `in` and `out`.
+    /// Full: there is more to read. Invalid: `in` stands at what is invalid.
+    virtual Stop decode(Input& in, char32_t*& out, std::size_t places) noexcept = 0;
 
-    /// The text is over: gives characters that waited for what follows.
-    virtual void finish(char32_t*& out, char32_t* end) noexcept = 0;
+    /// The text is over: gives characters that waited for what follows, kMore at most.
+    virtual void finish(char32_t*& out) noexcept = 0;
 
     virtual void reset() noexcept = 0;
 
     /// So many bytes are dropped as one invalid piece.
     virtual std::size_t unit() const noexcept = 0;
 
-    /// A decoder may need this many free places to give anything.
-    static constexpr std::size_t kPlaces = 8;
+    static constexpr std::size_t kMore = 16;
 };
 
 class Encoder {
   public:
     virtual ~Encoder();
+
+    /// How many of the characters [in, end) can be encoded before it is known what follows them: all but kMostHeld at
+    /// least.
+    static constexpr std::size_t kMostHeld = 1;
+    virtual std::size_t ready(const char32_t* in, const char32_t* end) const noexcept;
+
+    /// Whether ready() ever returns less than all of them.
+    virtual bool holdsBack() const noexcept;
+
+    /// Whether the bytes are the same wherever the output ends, and encoding goes on in another.
+    virtual bool mayBeCut() const noexcept;
 
     /// Writes the characters [in, end) and moves `in` and `out`. Invalid: the character at `in` cannot be represented.
     virtual Stop encode(const char32_t*& in, const char32_t* end, Output& out) noexcept = 0;
@@ -85,6 +97,12 @@ class CharacterQueue {
         if (head_ == tail_) clear();
     }
     void clear() noexcept { head_ = tail_ = 0; }
+    void moveToFront() noexcept {
+        if (head_ == 0) return;
+        std::copy(begin(), end(), characters_.begin());
+        tail_ -= head_;
+        head_ = 0;
+    }
 
   private:
     std::array<char32_t, kPlaces> characters_;
@@ -92,8 +110,8 @@ class CharacterQueue {
     std::size_t tail_ = 0;
 };
 
-/// Brings characters to a normal form as they pass. What may still join with the next character is held back, up to a
-/// bound: an endless run of marks is cut rather than kept.
+/// Brings characters to or from the form of file names as they pass. What may still join with the next character is
+/// held back, up to a bound: an endless run of marks is cut rather than kept.
 class Normaliser {
   public:
     static constexpr std::size_t kMostHeld = 32;
@@ -104,7 +122,7 @@ class Normaliser {
     static std::unique_ptr<Normaliser> composing();
     static std::unique_ptr<Normaliser> decomposing();
 
-    explicit Normaliser(const UNormalizer2* form) noexcept : form_(form) {}
+    Normaliser(const UNormalizer2* form, bool isComposing) noexcept : form_(form), isComposing_(isComposing) {}
 
     void put(char32_t c, CharacterQueue& out) noexcept;
     void finish(CharacterQueue& out) noexcept;
@@ -112,7 +130,10 @@ class Normaliser {
     std::size_t held() const noexcept { return count_; }
 
   private:
+    static std::unique_ptr<Normaliser> make(const UNormalizer2* form, bool isComposing);
+
     const UNormalizer2* form_;
+    bool isComposing_;
     std::array<char32_t, kMostHeld> held_;
     std::size_t count_ = 0;
 };

@@ -57,12 +57,15 @@ class Conversion {
     std::size_t placesFor(std::size_t room) const noexcept;
     Stop fill(Input& in, std::size_t places) noexcept;
     Stop drain(Output& out) noexcept;
+    Stop drain(std::size_t count, Output& out) noexcept;
     void pass(std::span<const char32_t> characters) noexcept;
     void dropUnit(Input& in) noexcept;
 
     /// Whether what was read can be read once more with the same result: the decoder keeps nothing between calls, and
     /// nothing is held back.
-    bool canReadAgain() const noexcept { return from_.kind != Charset::Library && !normaliser_; }
+    bool canReadAgain() const noexcept {
+        return from_.kind != Charset::Library && !normaliser_ && !encoder_->holdsBack();
+    }
 
     Charset from_;
     Charset to_;
@@ -71,7 +74,8 @@ class Conversion {
     std::unique_ptr<Decoder> decoder_;
     std::unique_ptr<Encoder> encoder_;
     std::unique_ptr<Normaliser> normaliser_;
-    CharacterQueue queue_;  ///< characters read and not yet written
+    CharacterQueue queue_;   ///< characters read and not yet written
+    bool isEnding_ = false;  ///< the queue holds the last characters of a text that is over
 };
 
 std::unique_ptr<Conversion> Conversion::open(std::string_view to, std::string_view from) {
@@ -117,6 +121,7 @@ Stop Conversion::runDirect(Input& in, Output& out) noexcept {
 Stop Conversion::runThroughCharacters(Input& in, Output& out) noexcept {
     const unsigned char* const start = in.at;
     const unsigned char* const outStart = out.at;
+    isEnding_ = isEnding_ && in.left() == 0;
     if (const Stop stop = drain(out); stop != Stop::UsedUp) return stop;
     if (in.left() == 0) return endText(out);
     while (in.left() != 0) {
@@ -137,11 +142,12 @@ Stop Conversion::runThroughCharacters(Input& in, Output& out) noexcept {
 }
 
 /// How many characters to read before they are written. Input counts as converted only when its output is written.
-/// Where reading can be done over, the rest is read again later; otherwise no more is read than the output surely
+/// Where reading can be done over, the rest is read again later. Otherwise no more is read than the output surely
 /// holds, and if that is nothing, one character, which may then wait in the queue.
 std::size_t Conversion::placesFor(std::size_t room) const noexcept {
-    constexpr std::size_t kMost = CharacterQueue::kPlaces / Normaliser::kMostFromOne - Normaliser::kMostHeld;
-    if (canReadAgain()) return isDiscarding ? std::clamp<std::size_t>(room, 1, kMost) : 1;
+    constexpr std::size_t kMost = (CharacterQueue::kPlaces - Encoder::kMostHeld) / Normaliser::kMostFromOne -
+                                  Normaliser::kMostHeld - Decoder::kMore;
+    if (canReadAgain() && encoder_->mayBeCut()) return isDiscarding ? std::clamp<std::size_t>(room, 1, kMost) : 1;
     std::size_t places = room / encoder_->longest();
     if (normaliser_) {
         places /= Normaliser::kMostFromOne;
@@ -173,16 +179,13 @@ Stop Conversion::readAndWrite(Input& in, Output& out, std::size_t places) noexce
     return written;
 }
 
-/// Reads up to `places` characters into the queue, or a few more where a decoder cannot give fewer.
+/// Reads about `places` characters into the queue.
 Stop Conversion::fill(Input& in, std::size_t places) noexcept {
     if (places == 0) return Stop::Full;
     std::array<char32_t, CharacterQueue::kPlaces> batch;
     char32_t* end = batch.data();
-    const unsigned char* const before = in.at;
-    Stop stop = decoder_->decode(in, end, batch.data() + places);
-    if (stop == Stop::Full && in.at == before && end == batch.data() && places < Decoder::kPlaces) {
-        stop = decoder_->decode(in, end, batch.data() + Decoder::kPlaces);
-    }
+    const Stop stop = decoder_->decode(in, end, places);
+    queue_.moveToFront();
     pass({batch.data(), end});
     return stop;
 }
@@ -195,15 +198,20 @@ void Conversion::pass(std::span<const char32_t> characters) noexcept {
     }
 }
 
-/// Writes the queue. Invalid: its first character cannot be represented, and may not be dropped.
-Stop Conversion::drain(Output& out) noexcept {
-    while (queue_.size() != 0) {
+/// Writes of the queue what does not depend on what follows. Invalid: its first character cannot be represented, and
+/// may not be dropped.
+Stop Conversion::drain(Output& out) noexcept { return drain(encoder_->ready(queue_.begin(), queue_.end()), out); }
+
+Stop Conversion::drain(std::size_t count, Output& out) noexcept {
+    while (count != 0) {
         const char32_t* at = queue_.begin();
-        const Stop stop = encoder_->encode(at, queue_.end(), out);
+        const Stop stop = encoder_->encode(at, at + count, out);
+        count -= static_cast<std::size_t>(at - queue_.begin());
         queue_.popTo(at);
         if (stop == Stop::UsedUp) break;
         if (stop == Stop::Full || !isDiscarding) return stop;
         queue_.popTo(at + 1);
+        --count;
         ++dropped;
     }
     return Stop::UsedUp;
@@ -211,14 +219,17 @@ Stop Conversion::drain(Output& out) noexcept {
 
 Stop Conversion::endText(Output& out) noexcept {
     if (direct_) return Stop::UsedUp;
-    std::array<char32_t, Decoder::kPlaces> last;
-    char32_t* end = last.data();
-    if (queue_.size() == 0) {
-        decoder_->finish(end, last.data() + last.size());
+    if (!isEnding_) {
+        if (const Stop stop = drain(out); stop != Stop::UsedUp) return stop;
+        std::array<char32_t, Decoder::kMore> last;
+        char32_t* end = last.data();
+        decoder_->finish(end);
         pass({last.data(), end});
         if (normaliser_) normaliser_->finish(queue_);
+        isEnding_ = true;
     }
-    if (const Stop stop = drain(out); stop != Stop::UsedUp) return stop;
+    if (const Stop stop = drain(queue_.size(), out); stop != Stop::UsedUp) return stop;
+    isEnding_ = false;
     return encoder_->finish(out);
 }
 
@@ -227,6 +238,7 @@ void Conversion::reset() noexcept {
     encoder_->reset();
     if (normaliser_) normaliser_->reset();
     queue_.clear();
+    isEnding_ = false;
 }
 
 bool Conversion::isTrivial() const noexcept {

@@ -453,6 +453,40 @@ TEST(IConvMac, ComposesNamesAtAnySplit) {
     }
 }
 
+TEST(IConvMac, LeavesAloneWhatFileNamesLeaveAlone) {
+    const auto name = [](std::u32string_view text) { return utf8(text); };
+    // The angstrom and ohm signs, "not equal", compatibility ideographs: U+2000-2FFF, U+F900-FAFF, U+2F800-2FAFF.
+    for (const char32_t c : {0x2000, 0x2126, 0x212B, 0x2260, 0x2ADC, 0xF900, 0xFA0E, 0xFA1E, 0x2F800, 0x2FA1D}) {
+        const std::string kept = name({&c, 1});
+        EXPECT_EQ(convert("utf8-mac", "UTF-8", kept), (Outcome{kept})) << std::hex << static_cast<unsigned>(c);
+        EXPECT_EQ(convert("UTF-8", "utf8-mac", kept), (Outcome{kept})) << std::hex << static_cast<unsigned>(c);
+    }
+    for (const std::u32string_view around : {U"\u1FFF", U"\u3000", U"\u304C", U"\U0002F7FF"}) {
+        EXPECT_EQ(convert("UTF-8", "utf8-mac", convert("utf8-mac", "UTF-8", name(around)).text).text, name(around));
+    }
+    EXPECT_EQ(convert("utf8-mac", "UTF-8", name(U"\u304C\uFB1D")), (Outcome{name(U"\u304B\u3099\u05D9\u05B4")}));
+    // A base that is left alone takes no mark, and no mark makes a character that would be left alone.
+    for (const std::u32string_view apart :
+         {U"\u2283\u0338", U"=\u0338", U"<\u0338", U">\u0338", U"=\u0338\u0301x", U"=\u0338\u0338"}) {
+        EXPECT_EQ(convert("UTF-8", "utf8-mac", name(apart)), (Outcome{name(apart)}));
+        EXPECT_EQ(convert("utf8-mac", "UTF-8", name(apart)), (Outcome{name(apart)}));
+    }
+}
+
+TEST(IConvMac, NamesTheSameFileAfterComposing) {
+    // Every character by itself and with marks: the composed name decomposes into the name that it was.
+    std::u32string text;
+    for (char32_t c = 1; c < 0x30000; ++c) {
+        if (c >= 0xD800 && c < 0xE000) continue;
+        text += {c, U'/'};
+        if (c % 3 == 0) text += {c, U'\u0301', U'/', c, U'\u0338', U'\u0327', U'/', c, U'\u3099', U'/'};
+    }
+    const std::string decomposed = convert("utf8-mac", "UTF-8", utf8(text)).text;
+    EXPECT_EQ(convert("utf8-mac", "UTF-8", decomposed).text == decomposed, true);
+    const std::string composed = convert("UTF-8", "utf8-mac", decomposed).text;
+    EXPECT_TRUE(convert("utf8-mac", "UTF-8", composed).text == decomposed);
+}
+
 TEST(IConvMac, ComposesAcrossWhatIsDropped) {
     EXPECT_EQ(convert("UTF-8", "utf8-mac", "e\xFF\xCC\x81"), (Outcome{"\xC3\xA9"}));
     EXPECT_EQ(convert("ISO-8859-1", "utf8-mac", "e\xCC\x81\xE2\x82\xAC"), (Outcome{"\xE9"}));

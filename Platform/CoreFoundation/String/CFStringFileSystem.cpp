@@ -1,7 +1,8 @@
 #include "CFStringEncoding.h"
 
+#include "Support/FileNameForm.h"
+
 #include <unicode/unorm2.h>
-#include <unicode/uset.h>
 
 #include <algorithm>
 #include <cstring>
@@ -11,29 +12,11 @@ using namespace KXPlatform;
 
 namespace {
 
-// File names are UTF-8 with every character decomposed, but for those that the platform's file system leaves alone:
-// U+2000 to U+2FFF, U+F900 to U+FAFF and U+2F800 to U+2FAFF (the platform's technical note on file names, QA1173).
-
 constexpr CFIndex kMaximumBytesPerUnit = 9;  // a Hangul syllable gives three jamo of three bytes
 
-const UNormalizer2* makeDecomposer() noexcept {
-    UErrorCode error = U_ZERO_ERROR;
-    const UNormalizer2* const canonical = unorm2_getNFDInstance(&error);
-    USet* const decomposed = uset_open(0, 0x1FFF);
-    if (!decomposed) return nullptr;
-    uset_addRange(decomposed, 0x3000, 0xF8FF);
-    uset_addRange(decomposed, 0xFB00, 0x2F7FF);
-    uset_addRange(decomposed, 0x2FB00, 0x10FFFF);
-    uset_freeze(decomposed);
-    const UNormalizer2* const made = U_SUCCESS(error) ? unorm2_openFiltered(canonical, decomposed, &error) : nullptr;
-    if (U_SUCCESS(error)) return made;  // which looks into the set from now on
-    uset_close(decomposed);
-    return nullptr;
-}
-
-/// False when there is no memory.
+/// Into the form of file names. False when there is no memory.
 bool decompose(TextView text, std::u16string& out) {
-    static const UNormalizer2* const decomposer = makeDecomposer();
+    const UNormalizer2* const decomposer = fileNameDecomposer();
     if (!decomposer || text.length > INT32_MAX / 4) return false;
     out.resize(static_cast<std::size_t>(text.length) * 4);
     UErrorCode error = U_ZERO_ERROR;

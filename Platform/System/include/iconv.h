@@ -6,7 +6,8 @@
 //
 // Names. Besides all that the system's iconv_open knows, in any case of letters: "char" and "" (the encoding of the
 // locale's narrow strings at the time of the call), "wchar_t" (that of wchar_t), and "utf8-mac" or "UTF-8-MAC" (UTF-8
-// in the decomposed form of file names: read from, it gives composed characters, and written to, decomposed ones).
+// in the decomposed form of file names: read from, it gives composed characters, and written to, decomposed ones; those
+// that file names leave alone, U+2000 to U+2FFF, U+F900 to U+FAFF and U+2F800 to U+2FAFF, it leaves alone too).
 //
 // Dropping. A target name may end in "//IGNORE", and iconvctl can ask for the same: invalid input is then dropped by
 // the unit of its encoding (a byte; two or four in UTF-16 and UTF-32) and characters that the target cannot represent

@@ -7,6 +7,8 @@
 //
 // Integers are little-endian. `total` counts everything, so that a reader steps from record to record.
 
+#include "AuditRecordHeader.h"
+
 #include <KXCoreLib/AuditRecord.h>
 
 #include <algorithm>
@@ -21,24 +23,8 @@
 #include <emmintrin.h>
 #endif
 
-static_assert(std::endian::native == std::endian::little, "the header is read and written in the host's byte order");
-
 namespace KXCore {
 namespace {
-
-constexpr std::array<char, 8> kMagic = {'A', 'U', 'D', 'I', 'T', 'R', 'E', 'C'};
-
-struct Header {
-    std::array<char, 8> magic;
-    std::uint32_t total;
-    std::uint32_t headerLength;
-    std::int64_t recordID;
-    std::int32_t eventID;
-    std::int32_t pid;
-    std::int32_t status;
-    std::uint32_t reserved;
-};
-static_assert(sizeof(Header) == 40 && std::has_unique_object_representations_v<Header>);
 
 /// The shared empty text.
 constexpr char kEmpty[] = "";
@@ -134,7 +120,7 @@ void AuditRecord::append_to_buffer(std::vector<unsigned char>& buffer) const {
         information_str_,   get_schema_tag_str(), reason_str_,           extra_str_,
     };
     std::size_t sizes[kTextCount];
-    std::size_t total = sizeof(Header);
+    std::size_t total = sizeof(AuditRecordHeader);
     for (unsigned i = 0; i < kTextCount; ++i) total += sizes[i] = std::strlen(texts[i]) + 1;
     total = (total + 3) & ~std::size_t{3};
     if (total > std::numeric_limits<std::uint32_t>::max()) throw std::length_error("AuditRecord::append_to_buffer");
@@ -155,9 +141,9 @@ void AuditRecord::append_to_buffer(std::vector<unsigned char>& buffer) const {
         std::memcpy(out, &value, sizeof value);
         out += sizeof value;
     };
-    put(kMagic);
+    put(AuditRecordHeader::kMagic);
     put(static_cast<std::uint32_t>(total));
-    put(static_cast<std::uint32_t>(sizeof(Header)));
+    put(static_cast<std::uint32_t>(sizeof(AuditRecordHeader)));
     put(std::int64_t{record_id_});
     put(std::int32_t{event_id_});
     put(std::int32_t{pid_});
@@ -171,14 +157,8 @@ void AuditRecord::append_to_buffer(std::vector<unsigned char>& buffer) const {
 
 unsigned long AuditRecord::read_from_buffer(const std::vector<unsigned char>& buffer, unsigned long offset) noexcept {
     if (offset > buffer.size()) return kNoRecord;
-    const std::size_t rest = buffer.size() - offset;
-    if (rest < sizeof(Header)) return kNoRecord;
-    Header header;
-    std::memcpy(&header, buffer.data() + offset, sizeof header);
-    if (header.total < header.headerLength || header.magic != kMagic || header.headerLength < sizeof(Header) ||
-        rest < header.total) {
-        return kNoRecord;
-    }
+    AuditRecordHeader header;
+    if (header.read(std::span(buffer).subspan(offset)) != AuditRecordHeader::Fault::None) return kNoRecord;
 
     const char* texts[kTextCount];
     cutTexts(std::span(buffer).subspan(offset + header.headerLength, header.total - header.headerLength), texts);

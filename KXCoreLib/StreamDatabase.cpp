@@ -11,8 +11,6 @@ namespace {
 
 constexpr const char* kSource = "KXCoreLib/StreamStorageSQLite";
 
-constexpr const char* kCreateTable = "CREATE TABLE IF NOT EXISTS stream01 (id INTEGER PRIMARY KEY, attributes BLOB)";
-
 /// How long an operation waits, in milliseconds, for another connection that holds the file locked. Without it, opening
 /// would delete a file in which somebody just commits, and an append, a commit or a read at that moment would be
 /// silently dropped.
@@ -83,7 +81,7 @@ bool SQLiteDatabase::keepsReadersOut() const noexcept {
 
 bool SQLiteDatabase::createTable() noexcept {
     char* message = nullptr;
-    if (sqlite3_exec(handle_, kCreateTable, nullptr, nullptr, &message) == SQLITE_OK) return true;
+    if (sqlite3_exec(handle_, StreamSchema::kCreateTable, nullptr, nullptr, &message) == SQLITE_OK) return true;
     LogLine("SQLiteDatabase::SQLiteDatabase failed to init database (%s)\n", message ? message : "");
     sqlite3_free(message);
     return false;

@@ -10,6 +10,8 @@
 // Afterwards no wait happens under the connection's mutex, where it would stall every other thread: an operation
 // returns SQLITE_BUSY, its caller leaves the mutex and tries again later (withPatience).
 
+#include "StreamSchema.h"
+
 #include <KXCoreLib/Atomic.h>
 #include <KXCoreLib/StreamStorage.h>
 
@@ -139,14 +141,14 @@ struct SQLiteSession : atomic_refcounted {
     void rollback() noexcept;
 
     SQLiteDatabase db;
-    SQLiteStatement begin{db, "BEGIN TRANSACTION"};
-    SQLiteStatement commit{db, "COMMIT TRANSACTION"};
-    SQLiteStatement insert{db, "INSERT INTO stream01 (attributes) VALUES (?)"};
-    SQLiteStatement remove{db, "DELETE FROM stream01 WHERE id<=?"};
-    SQLiteStatement selectMinimum{db, "SELECT min(id) FROM stream01"};
-    SQLiteStatement selectMaximum{db, "SELECT max(id) FROM stream01"};
-    SQLiteStatement selectForward{db, "SELECT id, attributes FROM stream01 WHERE id>=? ORDER BY id"};
-    SQLiteStatement selectBackward{db, "SELECT id, attributes FROM stream01 WHERE id<=? ORDER BY id DESC"};
+    SQLiteStatement begin{db, StreamSchema::kBegin};
+    SQLiteStatement commit{db, StreamSchema::kCommit};
+    SQLiteStatement insert{db, StreamSchema::kInsert};
+    SQLiteStatement remove{db, StreamSchema::kDelete};
+    SQLiteStatement selectMinimum{db, StreamSchema::kSelectMinimum};
+    SQLiteStatement selectMaximum{db, StreamSchema::kSelectMaximum};
+    SQLiteStatement selectForward{db, StreamSchema::kSelectForward};
+    SQLiteStatement selectBackward{db, StreamSchema::kSelectBackward};
 
     /// Another session took this one's place, or the storage was closed: only cursors use it any more. Guarded by the
     /// exclusive lock.

@@ -1,7 +1,8 @@
+#include <AuditRecordHeader.h>
 #include <KXCoreLib/AuditRecord.h>
+#include <StreamInspector.h>
 #include <fmt/format.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -16,13 +17,15 @@
 #include "Command.h"
 #include "Progress.h"
 #include "PropertyListText.h"
-#include "StreamFile.h"
 #include "Streams.h"
 
 namespace kxtool {
 namespace {
 
 using KXCore::AuditRecord;
+using KXCore::AuditRecordHeader;
+using KXCore::StreamInspector;
+using KXCore::StreamItem;
 
 constexpr std::size_t kLargestBuffer = std::size_t{1} << 30;
 constexpr std::size_t kLargestLine = std::size_t{1} << 24;
@@ -86,22 +89,24 @@ void RunEncode(const std::string& from, const std::string& to) {
 
 /// Why no record starts at `offset`, which is not the buffer's end.
 std::string Damage(const Buffer& buffer, unsigned long offset) {
-    constexpr std::size_t kHeaderSize = 40;
-    const std::size_t rest = buffer.size() - offset;
-    const auto wordAt = [&](std::size_t at) {
-        std::uint32_t word;
-        std::memcpy(&word, buffer.data() + offset + at, sizeof word);
-        return word;
-    };
-    if (rest >= 8 && std::memcmp(buffer.data() + offset, "AUDITREC", 8) != 0) return "no record starts there";
-    if (rest < kHeaderSize)
-        return fmt::format("only {} left, a record has {} or more", Counted(static_cast<long long>(rest), "byte"),
-                           kHeaderSize);
-    const std::uint32_t total = wordAt(8);
-    const std::uint32_t header = wordAt(12);
-    if (header < kHeaderSize) return fmt::format("the record's header has {} bytes of {}", header, kHeaderSize);
-    if (total < header) return fmt::format("the record has {} bytes, its header {}", total, header);
-    return fmt::format("the record has {} bytes, {} are left", total, rest);
+    using Fault = AuditRecordHeader::Fault;
+    const std::span<const unsigned char> rest = std::span(buffer).subspan(offset);
+    AuditRecordHeader header;
+    switch (header.read(rest)) {
+        case Fault::NoMagic:
+            return "no record starts there";
+        case Fault::CutOff:
+            return fmt::format("only {} left, a record has {} or more",
+                               Counted(static_cast<long long>(rest.size()), "byte"), sizeof header);
+        case Fault::ShortHeader:
+            return fmt::format("the record's header has {} bytes of {}", header.headerLength, sizeof header);
+        case Fault::ShortRecord:
+            return fmt::format("the record has {} bytes, its header {}", header.total, header.headerLength);
+        case Fault::RecordGoesPast:
+        case Fault::None:
+            break;
+    }
+    return fmt::format("the record has {} bytes, {} are left", header.total, rest.size());
 }
 
 /// Prints the wanted ones of the records that stand in `buffer`, and returns why it stopped before the end, if it did.
@@ -170,10 +175,10 @@ void RunPrint(const AuditOptions& options) {
 void RunStream(const AuditOptions& options) {
     const RecordFilter filter = FilterOf(options);
     const RecordFormat format = FormatOf(options.format);
-    const StreamFile file(options.file);
+    const StreamInspector file(options.file);
     if (format == RecordFormat::Csv) Write(CsvHeader(true));
     long long faulty = 0;
-    file.visit(StreamFile::Order::Ascending, std::nullopt, [&](StreamItem&& item) {
+    file.visit(StreamInspector::Order::Ascending, std::nullopt, [&](StreamItem&& item) {
         const Document document = ReadPropertyList(item.bytes);
         std::optional<std::string> damage;
         if (!document.list) {

@@ -1,5 +1,7 @@
+#include <StreamFollower.h>
+#include <StreamInspector.h>
+#include <StreamMaintenance.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -13,13 +15,17 @@
 #include "Interruption.h"
 #include "Progress.h"
 #include "PropertyListText.h"
-#include "StreamFile.h"
 #include "StreamWriter.h"
 #include "Streams.h"
 
 namespace kxtool {
 namespace {
 
+using KXCore::StreamError;
+using KXCore::StreamFollower;
+using KXCore::StreamInspector;
+using KXCore::StreamItem;
+using KXCore::StreamMaintenance;
 using KXCore::CoreFoundation::PropertyListRef;
 
 constexpr std::size_t kLargestItem = std::size_t{1} << 28;
@@ -62,6 +68,8 @@ void Append(StreamWriter& writer, CFPropertyListRef item, std::size_t size, cons
         writer.append(item, size);
     } catch (const BadInput&) {
         throw;
+    } catch (const StreamError&) {
+        throw;
     } catch (const std::exception& error) {
         RefuseItem(where, error.what());
     }
@@ -76,7 +84,7 @@ void AppendLines(StreamWriter& writer, Input& input) {
         const std::string where = fmt::format("{}:{}", input.name(), number);
         try {
             Append(writer, ListOfLine(*line, where).get(), line->size(), where);
-        } catch (const BadInput& error) {
+        } catch (const std::runtime_error& error) {  // of the item or of the stream
             writer.sync();
             throw BadInput(fmt::format("{} ({} before it appended)", error.what(), Counted(writer.stored(), "item")));
         }
@@ -146,11 +154,11 @@ struct ListOptions {
 };
 
 void RunList(const ListOptions& options) {
-    const StreamFile file(options.file);
+    const StreamInspector file(options.file);
     long long faulty = 0;
     long long left = options.limit.value_or(-1);
     if (left == 0) return;
-    file.visit(options.back ? StreamFile::Order::Descending : StreamFile::Order::Ascending, options.from,
+    file.visit(options.back ? StreamInspector::Order::Descending : StreamInspector::Order::Ascending, options.from,
                [&](StreamItem&& item) {
                    faulty += PrintItem(item, options.format, "list") ? 0 : 1;
                    return --left != 0;
@@ -158,52 +166,22 @@ void RunList(const ListOptions& options) {
     if (faulty != 0) throw BadInput(fmt::format("{}: {} cannot be shown", options.file, Counted(faulty, "item")));
 }
 
-/// Tells one file from another at the same path.
-std::optional<std::pair<dev_t, ino_t>> IdentityOf(const std::string& path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0) return std::nullopt;
-    return std::pair{status.st_dev, status.st_ino};
-}
-
 void RunFollow(const ListOptions& options) {
     constexpr int kLookEveryMilliseconds = 100;
     const Interruption interruption;
-    auto identity = IdentityOf(options.file);
-    std::optional<StreamFile> file(options.file);
-    std::optional<long long> from = options.from;  // none: the first item
-    std::optional<long long> seen;                 // the last item that is not to be printed any more
-    if (!from) seen = file->lastID();
-
-    const auto printNew = [&] {
-        const std::optional<long long> last = file->lastID();
-        // A stream that was discarded down to nothing counts from 1 again.
-        if (seen && (!last || *last < *seen)) seen = from = std::nullopt;
-        if (last == seen) return;
-        file->visit(StreamFile::Order::Ascending, seen ? *seen + 1 : from, [&](StreamItem&& item) {
-            PrintItem(item, options.format, "follow");
-            seen = item.id;
-            return !interruption.wait(0);
-        });
-        Flush();
-    };
+    StreamFollower follower(options.file, options.from);
     bool told = false;  // what it waits for
     do {
         try {
-            // A stream that was given up is a new file.
-            const auto found = IdentityOf(options.file);
-            if (found && found != identity) {
-                file.reset();
-                file.emplace(options.file);
-                identity = found;
-                seen = from = std::nullopt;
-            }
-            if (file) printNew();
+            follower.poll([&](StreamItem&& item) {
+                PrintItem(item, options.format, "follow");
+                return !interruption.wait(0);
+            });
+            Flush();
             told = false;
-        } catch (const StreamBusy& error) {
-            // Later, then.
+        } catch (const StreamError& error) {
+            if (!error.passes()) throw;
             if (!std::exchange(told, true)) fmt::print(stderr, "kxtool stream follow: {}; waiting\n", error.what());
-        } catch (const BadInput&) {
-            if (file) throw;  // otherwise a new file that is no stream yet
         }
     } while (!interruption.wait(kLookEveryMilliseconds));
 }
@@ -216,7 +194,7 @@ void RunDiscard(const std::string& path, long long through) {
 }
 
 void RunInfo(const std::string& path, bool json) {
-    const StreamFile::Summary summary = StreamFile(path).summary();
+    const StreamInspector::Summary summary = StreamInspector(path).summary();
     if (json) {
         return Write(JsonText({{"first", summary.first.value_or(0)},
                                {"last", summary.last.value_or(0)},
@@ -233,7 +211,7 @@ void RunInfo(const std::string& path, bool json) {
 }
 
 void RunVerify(const std::string& path) {
-    const StreamFile file(path);
+    const StreamInspector file(path);
     long long count = 0;
     long long faulty = 0;
     std::string where = "at its beginning";
@@ -244,7 +222,7 @@ void RunVerify(const std::string& path) {
     try {
         const std::optional<long long> first = file.firstID();
         Progress progress(first && *first > 0 ? *file.lastID() - *first + 1 : 0);
-        file.visit(StreamFile::Order::Ascending, std::nullopt, [&](StreamItem&& item) {
+        file.visit(StreamInspector::Order::Ascending, std::nullopt, [&](StreamItem&& item) {
             const Document document = ReadPropertyList(item.bytes);
             if (!document.list) {
                 tell(item.id, document.fault);
@@ -257,7 +235,7 @@ void RunVerify(const std::string& path) {
             progress.advance();
             return true;
         });
-    } catch (const BadInput& error) {
+    } catch (const std::runtime_error& error) {
         throw BadInput(fmt::format("{} ({})", error.what(), where));
     }
     if (faulty != 0) throw BadInput(fmt::format("{}: {} of {} cannot be read", path, faulty, Counted(count, "item")));
@@ -265,10 +243,10 @@ void RunVerify(const std::string& path) {
 }
 
 void RunCompact(const std::string& path) {
-    const StreamFile file(path, StreamFile::For::Writing);
-    const long long before = file.summary().fileBytes;
-    file.compact();
-    Write(fmt::format("{} bytes, {} before\n", file.summary().fileBytes, before));
+    const StreamMaintenance stream(path);
+    const long long before = stream.inspector().summary().fileBytes;
+    stream.compact();
+    Write(fmt::format("{} bytes, {} before\n", stream.inspector().summary().fileBytes, before));
 }
 
 // ---- The command line

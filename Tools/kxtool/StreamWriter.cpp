@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <system_error>
 
+#include "Command.h"
 #include "PropertyListText.h"
 
 namespace kxtool {
 namespace {
 
+using KXCore::StreamMaintenance;
 using KXCore::CoreFoundation::PropertyListRef;
 
 /// What one transaction holds at most: well below what SQLite keeps in memory before it locks the file for good.
@@ -27,8 +29,8 @@ void MakeStream(const std::string& path) {
     if (file < 0) throw BadInput(fmt::format("cannot make {}: {}", path, std::generic_category().message(errno)));
     close(file);
     try {
-        StreamFile::makeTable(path);
-    } catch (const BadInput&) {
+        StreamMaintenance::makeTable(path);
+    } catch (const KXCore::StreamError&) {
         if (missing) unlink(path.c_str());
         throw;
     }
@@ -45,11 +47,11 @@ std::string StoredForm(CFPropertyListRef item) {
 StreamWriter::StreamWriter(const std::string& path, Missing missing)
     : path_(path), storage_((path.starts_with('/') ? path : "./" + path).c_str(), KXCore::FileAttributes{}) {
     if (path.empty()) throw BadInput("the stream's name is empty");
-    if (missing == Missing::Create && HasRoomForStream(path)) MakeStream(path);
-    file_.emplace(path, StreamFile::For::Writing);
+    if (missing == Missing::Create && StreamMaintenance::hasRoom(path)) MakeStream(path);
+    file_.emplace(path);
     file_->awaitWriters();
     // A file that is locked at this moment would be taken for one that cannot be used.
-    const StreamFile::Hold hold(*file_);
+    const KXCore::StreamInspector::Hold hold(file_->inspector());
     storage_.openStorage(KXCore::StreamModeReadWrite);
 }
 
@@ -88,7 +90,7 @@ void StreamWriter::sync() {
 }
 
 bool StreamWriter::holds(unsigned long long id, const PropertyListRef& item) const {
-    return file_->item(static_cast<long long>(id)) == StoredForm(item.get());
+    return file_->inspector().item(static_cast<long long>(id)) == StoredForm(item.get());
 }
 
 void StreamWriter::forgetPending() {
@@ -97,10 +99,10 @@ void StreamWriter::forgetPending() {
 }
 
 long long StreamWriter::discardThrough(long long id) {
-    const long long count = file_->countThrough(id);
+    const long long count = file_->inspector().countThrough(id);
     file_->awaitWriters();
     storage_.discardItemsWithIDLessThanOrEqualTo(static_cast<unsigned long long>(id));
-    if (id > 0 && file_->countThrough(id) != 0) {
+    if (id > 0 && file_->inspector().countThrough(id) != 0) {
         throw BadInput(
             fmt::format("{}: nothing was discarded: the disk is full, or another process came between", path_));
     }

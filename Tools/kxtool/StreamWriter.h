@@ -4,16 +4,16 @@
 // library gives up a file that it cannot use and drops what it cannot store, both without asking. Here a foreign file
 // is refused before the library sees it, and what was stored is looked at afterwards.
 //
-// Every failure is a BadInput that begins with the file's name. One object serves one thread.
+// Every failure is a BadInput or a StreamError that begins with the file's name. One object serves one thread.
 
 #include <KXCoreLib/CoreFoundationWrappers.h>
 #include <KXCoreLib/StreamStorage.h>
+#include <StreamMaintenance.h>
 
 #include <cstddef>
 #include <optional>
 #include <string>
 
-#include "StreamFile.h"
 
 namespace kxtool {
 
@@ -45,7 +45,7 @@ class StreamWriter {
     void forgetPending();
 
     std::string path_;
-    std::optional<StreamFile> file_;
+    std::optional<KXCore::StreamMaintenance> file_;
     KXCore::StreamStorage storage_;
 
     // Since the last sync:

@@ -96,7 +96,8 @@ endfunction()
 # kx_test(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...])
 #
 # A GoogleTest program; KX_SOURCE_DIR and KX_BINARY_DIR are defined as texts in the sources that name them. Tests stand under CTest case by
-# case, or as whole programs where starting each case costs too much (the sanitizers).
+# case, or as whole programs where starting each case costs too much (the sanitizers). Those of threads stand there once
+# more, as stress.<prefix><target>: KX_STRESS_ROUNDS runs of the whole program, its tests in a new order each time.
 function(kx_test target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;LABELS")
   add_executable(${target} ${arg_SOURCES})
@@ -129,6 +130,12 @@ function(kx_test target)
   else()
     add_test(NAME ${KX_TEST_PREFIX}${target} COMMAND ${target})
     set_tests_properties(${KX_TEST_PREFIX}${target} PROPERTIES TIMEOUT 900 LABELS "${arg_LABELS}")
+  endif()
+  if(KX_STRESS_ROUNDS AND "threads" IN_LIST arg_LABELS)
+    set(stress stress.${KX_TEST_PREFIX}${target})
+    add_test(NAME ${stress} COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:${target}> -DROUNDS=${KX_STRESS_ROUNDS}
+      -P ${PROJECT_SOURCE_DIR}/Tests/RunShuffled.cmake)
+    set_tests_properties(${stress} PROPERTIES TIMEOUT 900 LABELS stress)
   endif()
 endfunction()
 

@@ -218,8 +218,8 @@ class Stack {
 
 constexpr bool IsPrefix(Token token) { return token >= Token::kMinus; }
 
-/// How tightly a binary operator binds; 0 for what is none.
-constexpr int Precedence(Token token) { return token < Token::kComma ? 0 : static_cast<int>(token); }
+/// How tightly a binary operator binds; less than the comma for what is none.
+constexpr int Precedence(Token token) { return static_cast<int>(token); }
 static_assert(Precedence(Token::kClose) < Precedence(Token::kComma) &&
               Precedence(Token::kComma) < Precedence(Token::kOr) && Precedence(Token::kOr) < Precedence(Token::kXor) &&
               Precedence(Token::kXor) < Precedence(Token::kAnd));

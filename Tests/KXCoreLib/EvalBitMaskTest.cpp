@@ -341,6 +341,18 @@ TEST(EvalBitMask, PrefixesFitUpTo9997) {
     EXPECT_EQ(Eval(std::string(9999, '~')), Exhausts());
 }
 
+TEST(EvalBitMask, OperatorsCountAmongTheStates) {
+    EXPECT_EQ(Eval(std::string(9996, '(') + "1|"), Fails());
+    EXPECT_EQ(Eval(std::string(9997, '(') + "1|"), Exhausts());
+}
+
+TEST(EvalBitMask, WhatIsComputedCountsAsOneOperand) {
+    for (const std::string operand : {"1", "-1", "--1", "1|1", "1,1^1", "(1)", "((1))", "-(~1&(1|1))"}) {
+        EXPECT_EQ(Eval(operand + "," + std::string(9995, '(') + "1"), Fails()) << operand;
+        EXPECT_EQ(Eval(operand + "," + std::string(9996, '(') + "1"), Exhausts()) << operand;
+    }
+}
+
 TEST(EvalBitMask, ParenthesesFitUpTo9996) {
     EXPECT_EQ(Eval(std::string(9996, '(') + "1" + std::string(9996, ')')), Gives(1));
     EXPECT_EQ(Eval(std::string(9997, '(') + "1" + std::string(9997, ')')), Exhausts());

@@ -171,6 +171,7 @@ def summary(component, mutants, results, entries):
     """Prints the survivors that are not listed, and returns the counts."""
     caught = listed = 0
     survivors = []
+    catchers, surviving = {}, set()  # of entries: of one text there may be several mutants
     compiled = 0
     for mutant in mutants:
         found = results.get(mutant)
@@ -180,12 +181,16 @@ def summary(component, mutants, results, entries):
         entry = equivalents.of(entries, mutant)
         if found["caught"]:
             caught += 1
-            if entry and not found["state"].endswith("(hangs)"):
-                print(f"{equivalents.PATH.name}:{entry.line}: not equivalent: {found['state']} catches it")
+            if entry:
+                catchers.setdefault(entry.line, found["state"])
         elif entry:
             listed += 1
+            surviving.add(entry.line)
         else:
             survivors.append((mutant, found["state"]))
+    for line, state in catchers.items():
+        if line not in surviving:
+            print(f"{equivalents.PATH.name}:{line}: not equivalent: {state} catches it")
     for mutant, state in survivors:
         print(f"\n{mutant.path}:{mutant.line}: {state}, in {mutant.function or 'no function'} ({component.name} {mutant.number})")
         print(f"- {mutant.before}\n+ {mutant.after}")

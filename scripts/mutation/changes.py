@@ -338,9 +338,9 @@ class Place:
 
     def at_child(self, cursor, child):
         constant = self.constant
-        if cursor.kind in (Kind.VAR_DECL, Kind.FIELD_DECL, Kind.PARM_DECL, Kind.CASE_STMT) and \
+        if cursor.kind == Kind.FIELD_DECL or cursor.kind in (Kind.VAR_DECL, Kind.PARM_DECL, Kind.CASE_STMT) and \
                 (child.kind in LITERALS or cursor.type.kind == TypeKind.CONSTANTARRAY):
-            constant = True  # an extent, a width, a label
+            constant = True  # an extent, a width, a label, what a constant may be made of
         last = self.last
         if cursor.kind in (Kind.COMPOUND_STMT, *FUNCTIONS) and child != list(cursor.get_children())[-1]:
             last = False

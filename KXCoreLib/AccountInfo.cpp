@@ -4,9 +4,21 @@
 
 #include <KXCoreLib/Singleton.h>
 
+#include <membership.h>
+
 #include <cstring>
 
 namespace KXCore {
+
+UUID GetUserUUID(unsigned uid) noexcept {
+    UUID uuid{};
+    return mbr_uid_to_uuid(uid, uuid.bytes) == 0 ? uuid : UUID{};
+}
+
+UUID GetGroupUUID(unsigned gid) noexcept {
+    UUID uuid{};
+    return mbr_gid_to_uuid(gid, uuid.bytes) == 0 ? uuid : UUID{};
+}
 
 AccountInfo::AccountInfo(AccountType type, unsigned id, const UUID& uuid, const char* sid, const char* name)
     : type_(type), id_(id), uuid_(uuid), sid_(sid ? sid : ""), name_(name ? name : "") {}

@@ -16,12 +16,24 @@ struct NamedValue {
 
 /// Looked up in this order; the first row stands for everything that is in no other.
 constexpr NamedValue device_type_cvt_tab[] = {
-    {0, "Unknown"},       {1, "Floppy"},      {2, "Removable"}, {3, "Hard disk"},
-    {5, "Optical drive"}, {7, "Serial port"}, {10, "USB port"}, {12, "FireWire port"},
-    {13, "BlueTooth"},    {14, "WiFi"},       {255, "Service"},
+    {AuditDeviceTypeUnknown, "Unknown"},
+    {AuditDeviceTypeFloppy, "Floppy"},
+    {AuditDeviceTypeRemovable, "Removable"},
+    {AuditDeviceTypeHardDisk, "Hard disk"},
+    {AuditDeviceTypeOpticalDrive, "Optical drive"},
+    {AuditDeviceTypeSerialPort, "Serial port"},
+    {AuditDeviceTypeUSBPort, "USB port"},
+    {AuditDeviceTypeFireWirePort, "FireWire port"},
+    {AuditDeviceTypeBluetooth, "BlueTooth"},
+    {AuditDeviceTypeWiFi, "WiFi"},
+    {AuditDeviceTypeService, "Service"},
 };
 
-constexpr NamedValue kTypeNames[] = {{1, "error"}, {2, "warning"}, {4, "info"}, {8, "asuccess"}, {16, "afailure"}};
+constexpr NamedValue kTypeNames[] = {{AuditTypeError, "error"},
+                                     {AuditTypeWarning, "warning"},
+                                     {AuditTypeInfo, "info"},
+                                     {AuditTypeSuccess, "asuccess"},
+                                     {AuditTypeFailure, "afailure"}};
 
 /// From 1601-01-01, where Windows counts from, to 1970-01-01, in intervals of 100 nanoseconds.
 constexpr std::uint64_t kWindowsEpochOffset = 116444736000000000;

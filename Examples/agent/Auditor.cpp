@@ -4,7 +4,6 @@
 #include <KXCoreLib/AuditRecord.h>
 #include <KXCoreLib/SystemInfo.h>
 
-#include <membership.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -17,8 +16,7 @@ Auditor::Auditor(const Configuration& configuration, StreamStorage& stream, cons
     : configuration_(configuration), stream_(stream), delivery_(delivery) {}
 
 void Auditor::audit(const DeviceEvent& event) {
-    UUID user;
-    mbr_uid_to_uuid(event.user, user.bytes);
+    const UUID user = GetUserUUID(event.user);
     const bool granted = configuration_.acl.checkAccess(user, event.access);
 
     timeval now;
@@ -28,7 +26,7 @@ void Auditor::audit(const DeviceEvent& event) {
     record.set_record_id(now.tv_sec * 1000000LL + now.tv_usec);
     record.set_event_id(granted ? 1000 : 1001);
     record.set_date(now);
-    record.set_type(granted ? 8 : 16);
+    record.set_type(granted ? AuditTypeSuccess : AuditTypeFailure);
     record.set_computer_name(GetSystemNetBiosName());
     record.set_user(AccountInfo::get(user));
     record.set_pid(getpid());

@@ -79,6 +79,14 @@ class AccountInfoTest : public ::testing::Test {
 
 // ---- The record
 
+TEST(AccountIdentity, IsTheOneTheSystemGivesTheNumber) {
+    EXPECT_EQ(GetUserUUID(kAliceID), userUUID(kAliceID));
+    EXPECT_EQ(GetUserUUID(0), userUUID(0));
+    EXPECT_EQ(GetGroupUUID(kAliceID), groupUUID(kAliceID));
+    EXPECT_FALSE(GetGroupUUID(kAliceID) == GetUserUUID(kAliceID));
+    EXPECT_EQ(GetUserUUID(4'000'000'000u), userUUID(4'000'000'000u));
+}
+
 TEST(AccountInfoRecord, KeepsWhatItIsMadeOf) {
     const AccountPtr account = AccountInfo::create(AccountTypeGroup, 5, userUUID(1), "S-1-1", "name");
     EXPECT_EQ(account->getType(), AccountTypeGroup);

@@ -50,6 +50,34 @@ std::string textOfDeviceType(int type) {
     return record.get_device_type_str();
 }
 
+TEST(AuditRecordNames, StandForTheValuesThatRecordsHold) {
+    AuditRecord record;
+    const std::pair<AuditType, const char*> types[] = {{AuditTypeError, "error"},
+                                                       {AuditTypeWarning, "warning"},
+                                                       {AuditTypeInfo, "info"},
+                                                       {AuditTypeSuccess, "asuccess"},
+                                                       {AuditTypeFailure, "afailure"}};
+    for (const auto& [value, text] : types) {
+        record.set_type(value);
+        EXPECT_STREQ(record.get_type_str(), text);
+    }
+    const std::pair<AuditDeviceType, const char*> devices[] = {{AuditDeviceTypeUnknown, "Unknown"},
+                                                               {AuditDeviceTypeFloppy, "Floppy"},
+                                                               {AuditDeviceTypeRemovable, "Removable"},
+                                                               {AuditDeviceTypeHardDisk, "Hard disk"},
+                                                               {AuditDeviceTypeOpticalDrive, "Optical drive"},
+                                                               {AuditDeviceTypeSerialPort, "Serial port"},
+                                                               {AuditDeviceTypeUSBPort, "USB port"},
+                                                               {AuditDeviceTypeFireWirePort, "FireWire port"},
+                                                               {AuditDeviceTypeBluetooth, "BlueTooth"},
+                                                               {AuditDeviceTypeWiFi, "WiFi"},
+                                                               {AuditDeviceTypeService, "Service"}};
+    for (const auto& [value, text] : devices) {
+        record.set_device_type(value);
+        EXPECT_STREQ(record.get_device_type_str(), text);
+    }
+}
+
 }  // namespace
 
 static_assert(std::is_nothrow_copy_constructible_v<AuditRecord> && std::is_nothrow_copy_assignable_v<AuditRecord>);

@@ -8,49 +8,45 @@
 #include <KXCoreLib/StreamStorage.h>
 #include <KXCoreLib/SystemInfo.h>
 
-#include <membership.h>
-#include <sys/time.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
-#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 using namespace KXCore;
 using namespace KXCore::CoreFoundation;
 
+// What the pieces define.
+bool audit(StreamStorage& stream, const CustomACL& acl, unsigned uid, std::uint32_t requested);
+CustomACL policy(const char* text);
+void followComputerName();
+void deliverAll(StreamStorage& stream, const std::function<void(const PropertyListRef&)>& deliver);
+
 TEST(Readme, TheRecordThatItSendsIsTheOneThatItReceives) {
     const TemporaryFolder folder;
     StreamStorage stream((folder / "stream").c_str(), FileAttributes());
     stream.openStorage(StreamModeReadWrite);
-    const BitMaskConstant names[] = {{"read", 1}, {"write", 2}, {"execute", 4}, {nullptr, 0}};
-    const unsigned requested = 2;
-    UUID user;
-    ASSERT_EQ(mbr_uid_to_uuid(getuid(), user.bytes), 0);
-    timeval now;
-    gettimeofday(&now, nullptr);
-    {
-#include "Piece1.inc"
-    }
+    followComputerName();
+    EXPECT_FALSE(audit(stream, policy("root:allow:read/nobody:deny:write"), 0, 2));
+    EXPECT_TRUE(audit(stream, policy("root:allow:read|write"), 0, 2));
+    EXPECT_THROW(policy("root:alow:read"), std::runtime_error);
 
-    std::vector<std::string>
-        delivered;
-    const auto deliver = [&](const PropertyListRef& item) {
+    std::vector<std::string> delivered;
+    deliverAll(stream, [&](const PropertyListRef& item) {
         DataRef data;
         data.assign(item.get());
         const std::vector<unsigned char> bytes = data.copyStdVector();
         AuditRecord record;
         ASSERT_EQ(record.read_from_buffer(bytes, 0), bytes.size());
-        delivered.push_back(std::string(record.get_device_type_str()) + " " + record.get_name_str());
-        EXPECT_EQ(record.get_user_uuid(), user);
-    };
-    unsigned long long last = 0;
-    {
-#include "Piece2.inc"
-    } EXPECT_EQ(delivered, std::vector<std::string>{"USB port Stick"});
+        delivered.push_back(std::string(record.get_type_str()) + " " + record.get_device_type_str() + " " +
+                            record.get_name_str());
+        EXPECT_EQ(record.get_user_uuid(), GetUserUUID(0));
+        EXPECT_TRUE(record.is_set_computer_name());
+    });
+    EXPECT_EQ(delivered, (std::vector<std::string>{"afailure USB port Stick", "asuccess USB port Stick"}));
     EXPECT_EQ(stream.getFirstItemID(), 0u) << "what was delivered is discarded";
 }
 

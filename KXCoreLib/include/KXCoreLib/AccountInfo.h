@@ -19,6 +19,12 @@ enum AccountType : std::uint32_t {
     AccountTypeUser = 117,   ///< 'u'
 };
 
+/// The identity of the user or group that the system knows by a number: what CustomACL::checkAccess and
+/// AccountInfo::get take. A number that belongs to nobody has an identity too, made from the number; all zero when the
+/// system gives none. Any thread; may block while the name service is asked.
+KX_EXPORT UUID GetUserUUID(unsigned uid) noexcept;
+KX_EXPORT UUID GetGroupUUID(unsigned gid) noexcept;
+
 /// One user or group account. Immutable, counted, and shared by pointer; any thread.
 class KX_EXPORT AccountInfo : boost::noncopyable {
   public:
@@ -29,7 +35,7 @@ class KX_EXPORT AccountInfo : boost::noncopyable {
     static boost::intrusive_ptr<AccountInfo> create(AccountType type, unsigned id, const UUID& uuid, const char* sid,
                                                     const char* name);
 
-    /// The account with the identity `uuid`, as the system's databases have it. Never null: what is not known of an
+    /// The account with the identity `uuid` (GetUserUUID() for that of a uid), as the system's databases have it. Never null: what is not known of an
     /// account is missing from its record. Answers are kept for twelve hours; a lasting failure to find everything is
     /// tried again after 15 seconds, and up to 10 minutes later each time, while somebody asks; a record whose name is
     /// headed by the computer's name is made anew when that name changes. May block while the name service is asked.

@@ -12,6 +12,30 @@
 
 namespace KXCore {
 
+/// What kind of event a record reports. Other values may occur in records; these have texts.
+enum AuditType : int {
+    AuditTypeError = 1,     ///< "error"
+    AuditTypeWarning = 2,   ///< "warning"
+    AuditTypeInfo = 4,      ///< "info"
+    AuditTypeSuccess = 8,   ///< "asuccess": what was asked was granted
+    AuditTypeFailure = 16,  ///< "afailure": what was asked was refused
+};
+
+/// What kind of device a record is about.
+enum AuditDeviceType : int {
+    AuditDeviceTypeUnknown = 0,        ///< "Unknown"
+    AuditDeviceTypeFloppy = 1,         ///< "Floppy"
+    AuditDeviceTypeRemovable = 2,      ///< "Removable"
+    AuditDeviceTypeHardDisk = 3,       ///< "Hard disk"
+    AuditDeviceTypeOpticalDrive = 5,   ///< "Optical drive"
+    AuditDeviceTypeSerialPort = 7,     ///< "Serial port"
+    AuditDeviceTypeUSBPort = 10,       ///< "USB port"
+    AuditDeviceTypeFireWirePort = 12,  ///< "FireWire port"
+    AuditDeviceTypeBluetooth = 13,     ///< "BlueTooth"
+    AuditDeviceTypeWiFi = 14,          ///< "WiFi"
+    AuditDeviceTypeService = 255,      ///< "Service"
+};
+
 /// One audited event: who did what with which device, when, and how it ended.
 ///
 /// **Texts are borrowed.** A `_str` setter keeps the pointer it is given; the text (NUL-terminated, 8-bit, never null)
@@ -59,7 +83,7 @@ class KX_EXPORT AuditRecord {
     /// The value as Windows counts time: 100-nanosecond intervals since 1601-01-01 00:00 UTC.
     std::uint64_t get_date_as_winnt_file_time() const noexcept;
 
-    /// What kind of event: 1 error, 2 warning, 4 info, 8 success audit, 16 failure audit.
+    /// What kind of event: an AuditType.
     void set_type(int type) noexcept;
     void set_type_str(const char* type) noexcept;
     /// The value set, or the number that the text gives: decimal, octal or hexadecimal by its prefix. A text that names

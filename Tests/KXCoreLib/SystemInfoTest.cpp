@@ -119,6 +119,28 @@ TEST(SystemInfo, HasAnEmptyNameUntilOneIsSet) {
     EXPECT_STREQ(empty->getName(), "") << "who holds the old name keeps it";
 }
 
+TEST(SystemInfo, KnowsTheObjectOfItsNameByItsAddress) {
+    SystemInfo info;
+    EXPECT_TRUE(info.netBiosNameIs(nullptr)) << "before it has one";
+    const auto empty = info.getNetBiosName();
+    EXPECT_TRUE(info.netBiosNameIs(empty.get()));
+    const auto first = NetBiosName::create("x"), second = NetBiosName::create("x");
+    info.setNetBiosName(first);
+    EXPECT_TRUE(info.netBiosNameIs(first.get()));
+    EXPECT_FALSE(info.netBiosNameIs(second.get()));
+    EXPECT_FALSE(info.netBiosNameIs(empty.get()));
+    EXPECT_FALSE(info.netBiosNameIs(nullptr));
+}
+
+TEST(SystemNetBiosNameIs, IsTrueOfTheObjectThatIsGivenOut) {
+    SetSystemNetBiosName_internal(CFSTR("ONE"));
+    const auto one = GetSystemNetBiosName();
+    EXPECT_TRUE(SystemNetBiosNameIs(one.get()));
+    SetSystemNetBiosName_internal(CFSTR("TWO"));
+    EXPECT_FALSE(SystemNetBiosNameIs(one.get()));
+    EXPECT_TRUE(SystemNetBiosNameIs(GetSystemNetBiosName().get()));
+}
+
 TEST(SystemInfo, HasAnEmptyNameBeforeAnyUpdater) {
     // The process's own, which only a process of its own has not set yet.
     GTEST_FLAG_SET(death_test_style, "threadsafe");

@@ -204,9 +204,9 @@ Boolean CFGregorianDateIsValid(CFGregorianDate gdate, CFOptionFlags unitFlags) {
     if (asks(kCFGregorianUnitsYears) && gdate.year <= 0) return false;
     if (asks(kCFGregorianUnitsMonths) && (gdate.month < 1 || gdate.month > 12)) return false;
     if (asks(kCFGregorianUnitsDays)) {
-        // Without the year a month may be a leap one, without the month it may be a long one.
-        const std::int64_t year = asks(kCFGregorianUnitsYears) ? gdate.year : 2000;
-        const int longest = asks(kCFGregorianUnitsMonths) ? daysInMonth(year, gdate.month) : 31;
+        // How long a month is shows only with its year.
+        const bool isMonthKnown = asks(kCFGregorianUnitsYears) && asks(kCFGregorianUnitsMonths);
+        const int longest = isMonthKnown ? daysInMonth(gdate.year, gdate.month) : 31;
         if (gdate.day < 1 || gdate.day > longest) return false;
     }
     if (asks(kCFGregorianUnitsHours) && (gdate.hour < 0 || gdate.hour > 23)) return false;
@@ -275,8 +275,11 @@ SInt32 CFAbsoluteTimeGetDayOfYear(CFAbsoluteTime at, CFTimeZoneRef) {
 }
 
 SInt32 CFAbsoluteTimeGetWeekOfYear(CFAbsoluteTime at, CFTimeZoneRef) {
-    // A week belongs to the year that its Thursday lies in (ISO 8601).
+    // A week belongs to the year that its Thursday lies in (ISO 8601). The days of January that belong to the year
+    // before are in its week 53, even where that year ends with week 52.
     const std::int64_t day = moment(at).day;
     const std::int64_t thursday = floorDivide(day, 7) * 7 + 3;
-    return static_cast<SInt32>((thursday - daysBeforeYear(calendarDay(thursday).year)) / 7 + 1);
+    const std::int64_t year = calendarDay(thursday).year;
+    if (calendarDay(day).year > year) return 53;
+    return static_cast<SInt32>((thursday - daysBeforeYear(year)) / 7 + 1);
 }

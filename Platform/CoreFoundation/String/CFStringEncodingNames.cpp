@@ -54,7 +54,7 @@ constinit const Names kNames[] = {
     row(kCFStringEncodingMacRoman, 10000, kRoman, "Western (Mac OS Roman)", "macintosh"),
     row(kCFStringEncodingShiftJIS, 932, kJapanese, "Japanese (Shift JIS)", "shift_jis"),
     row(kCFStringEncodingBig5, 950, kTraditional, "Traditional Chinese (Big 5)", "big5"),
-    row(kCFStringEncodingDOSLatinUS, 437, kRoman, "Latin-US (DOS)", "ibm437"),
+    row(kCFStringEncodingDOSLatinUS, 437, kRoman, "Latin-US (DOS)", "cp437"),
     row(kCFStringEncodingMacJapanese, 10001, kJapanese, "Japanese (Mac OS)", "x-mac-japanese"),
     row(kCFStringEncodingMacChineseTrad, 10002, kTraditional, "Traditional Chinese (Mac OS)", "x-mac-trad-chinese"),
     row(kCFStringEncodingMacKorean, 10003, kKorean, "Korean (Mac OS)", "x-mac-korean"),
@@ -96,24 +96,24 @@ constinit const Names kNames[] = {
 
     row(kCFStringEncodingDOSGreek, 737, kGreek, "Greek (DOS)", "cp737"),
     row(kCFStringEncodingDOSBalticRim, 775, kCentral, "Baltic (DOS)", "ibm775"),
-    row(kCFStringEncodingDOSLatin1, 850, kRoman, "Western (DOS Latin 1)", "ibm850"),
+    row(kCFStringEncodingDOSLatin1, 850, kRoman, "Western (DOS Latin 1)", "cp850"),
     row(kCFStringEncodingDOSGreek1, 851, kGreek, "Greek (DOS Greek 1)", "ibm851"),
     row(kCFStringEncodingDOSLatin2, 852, kCentral, "Central European (DOS Latin 2)", "ibm852"),
     row(kCFStringEncodingDOSCyrillic, 855, kCyrillic, "Cyrillic (DOS)", "ibm855"),
     row(kCFStringEncodingDOSTurkish, 857, kTurkish, "Turkish (DOS)", "ibm857"),
-    row(kCFStringEncodingDOSPortuguese, 860, kRoman, "Portuguese (DOS)", "ibm860"),
+    row(kCFStringEncodingDOSPortuguese, 860, kRoman, "Portuguese (DOS)", "cp860"),
     row(kCFStringEncodingDOSIcelandic, 861, kIcelandic, "Icelandic (DOS)", "ibm861"),
     row(kCFStringEncodingDOSHebrew, 862, kHebrew, "Hebrew (DOS)", "ibm862"),
     row(kCFStringEncodingDOSCanadianFrench, 863, kRoman, "Canadian French (DOS)", "ibm863"),
-    row(kCFStringEncodingDOSArabic, 864, kArabic, "Arabic (DOS)", "ibm864"),
+    row(kCFStringEncodingDOSArabic, 864, kArabic, "Arabic (DOS)", "cp864"),
     row(kCFStringEncodingDOSNordic, 865, kRoman, "Nordic (DOS)", "ibm865"),
     row(kCFStringEncodingDOSRussian, 866, kCyrillic, "Cyrillic (DOS Russian)", "ibm866"),
     row(kCFStringEncodingDOSGreek2, 869, kGreek, "Greek (DOS Greek 2)", "ibm869"),
     row(kCFStringEncodingDOSThai, 874, kThai, "Thai (Windows, DOS)", "windows-874"),
-    row(kCFStringEncodingDOSJapanese, 932, kJapanese, "Japanese (Windows, DOS)", "windows-31j"),
-    row(kCFStringEncodingDOSChineseSimplif, 936, kSimplified, "Simplified Chinese (Windows, DOS)", "gbk"),
-    row(kCFStringEncodingDOSKorean, 949, kKorean, "Korean (Windows, DOS)", "ks_c_5601-1987"),
-    row(kCFStringEncodingDOSChineseTrad, 950, kTraditional, "Traditional Chinese (Windows, DOS)", "big5"),
+    row(kCFStringEncodingDOSJapanese, 932, kJapanese, "Japanese (Windows, DOS)", "cp932"),
+    row(kCFStringEncodingDOSChineseSimplif, 936, kSimplified, "Simplified Chinese (Windows, DOS)", "cp936"),
+    row(kCFStringEncodingDOSKorean, 949, kKorean, "Korean (Windows, DOS)", "cp949"),
+    row(kCFStringEncodingDOSChineseTrad, 950, kTraditional, "Traditional Chinese (Windows, DOS)", "cp950"),
 
     row(kCFStringEncodingWindowsLatin1, 1252, kRoman, "Western (Windows Latin 1)", "windows-1252"),
     row(kCFStringEncodingWindowsLatin2, 1250, kCentral, "Central European (Windows Latin 2)", "windows-1250"),
@@ -124,7 +124,7 @@ constinit const Names kNames[] = {
     row(kCFStringEncodingWindowsArabic, 1256, kArabic, "Arabic (Windows)", "windows-1256"),
     row(kCFStringEncodingWindowsBalticRim, 1257, kCentral, "Baltic (Windows)", "windows-1257"),
     row(kCFStringEncodingWindowsVietnamese, 1258, kVietnamese, "Vietnamese (Windows)", "windows-1258"),
-    row(kCFStringEncodingWindowsKoreanJohab, 1361, kKorean, "Korean (Windows Johab)", "johab"),
+    row(kCFStringEncodingWindowsKoreanJohab, 1361, kKorean, "Korean (Windows Johab)", "windows-1361"),
 
     row(kCFStringEncodingASCII, 20127, kRoman, "Western (ASCII)", "us-ascii"),
     row(kCFStringEncodingNonLossyASCII, 0, kRoman, "Non-lossy ASCII", ""),
@@ -132,7 +132,7 @@ constinit const Names kNames[] = {
     row(kCFStringEncodingMacRomanLatin1, 0, kRoman, "Western (Mac Mail)", ""),
     row(kCFStringEncodingShiftJIS_X0213, 0, kJapanese, "Japanese (Shift JIS X0213)", "shift_jisx0213"),
     row(kCFStringEncodingGB_2312_80, 20936, kSimplified, "Simplified Chinese (GB 2312)", "gb_2312-80"),
-    row(kCFStringEncodingGBK_95, 936, kSimplified, "Simplified Chinese (GBK)", "gbk"),
+    row(kCFStringEncodingGBK_95, 0, kSimplified, "Simplified Chinese (GBK)", "gbk"),
     row(kCFStringEncodingGB_18030_2000, 54936, kSimplified, "Simplified Chinese (GB 18030)", "gb18030"),
     row(kCFStringEncodingISO_2022_JP, 50220, kJapanese, "Japanese (ISO 2022-JP)", "iso-2022-jp"),
     row(kCFStringEncodingISO_2022_JP_2, 0, kJapanese, "Japanese (ISO 2022-JP-2)", "iso-2022-jp-2"),
@@ -141,10 +141,10 @@ constinit const Names kNames[] = {
     row(kCFStringEncodingISO_2022_CN, 50227, kSimplified, "Chinese (ISO 2022-CN)", "iso-2022-cn"),
     row(kCFStringEncodingISO_2022_CN_EXT, 0, kSimplified, "Chinese (ISO 2022-CN-EXT)", "iso-2022-cn-ext"),
     row(kCFStringEncodingISO_2022_KR, 50225, kKorean, "Korean (ISO 2022-KR)", "iso-2022-kr"),
-    row(kCFStringEncodingEUC_JP, 51932, kJapanese, "Japanese (EUC)", "euc-jp"),
-    row(kCFStringEncodingEUC_CN, 51936, kSimplified, "Simplified Chinese (EUC)", "gb2312"),
-    row(kCFStringEncodingEUC_TW, 51950, kTraditional, "Traditional Chinese (EUC)", "euc-tw"),
-    row(kCFStringEncodingEUC_KR, 51949, kKorean, "Korean (EUC)", "euc-kr"),
+    row(kCFStringEncodingEUC_JP, 0, kJapanese, "Japanese (EUC)", "euc-jp"),
+    row(kCFStringEncodingEUC_CN, 0, kSimplified, "Simplified Chinese (EUC)", "gb2312"),
+    row(kCFStringEncodingEUC_TW, 0, kTraditional, "Traditional Chinese (EUC)", "euc-tw"),
+    row(kCFStringEncodingEUC_KR, 0, kKorean, "Korean (EUC)", "euc-kr"),
     row(kCFStringEncodingKOI8_R, 20866, kCyrillic, "Cyrillic (KOI8-R)", "koi8-r"),
     row(kCFStringEncodingKOI8_U, 21866, kCyrillic, "Ukrainian (KOI8-U)", "koi8-u"),
     row(kCFStringEncodingHZ_GB_2312, 52936, kSimplified, "Simplified Chinese (HZ GB 2312)", "hz-gb-2312"),
@@ -158,11 +158,11 @@ constinit const Names kNames[] = {
     row(kCFStringEncodingUTF7, 65000, kRoman, "Unicode (UTF-7)", "utf-7"),
     row(kCFStringEncodingUTF7_IMAP, 0, kRoman, "Unicode (UTF-7 IMAP)", "utf-7-imap"),
     row(kCFStringEncodingUTF16, 1200, kRoman, "Unicode (UTF-16)", "utf-16"),
-    row(kCFStringEncodingUTF16LE, 1200, kRoman, "Unicode (UTF-16LE)", "utf-16le"),
+    row(kCFStringEncodingUTF16LE, 0, kRoman, "Unicode (UTF-16LE)", "utf-16le"),
     row(kCFStringEncodingUTF16BE, 1201, kRoman, "Unicode (UTF-16BE)", "utf-16be"),
-    row(kCFStringEncodingUTF32, 12000, kRoman, "Unicode (UTF-32)", "utf-32"),
-    row(kCFStringEncodingUTF32LE, 12000, kRoman, "Unicode (UTF-32LE)", "utf-32le"),
-    row(kCFStringEncodingUTF32BE, 12001, kRoman, "Unicode (UTF-32BE)", "utf-32be"),
+    row(kCFStringEncodingUTF32, 65005, kRoman, "Unicode (UTF-32)", "utf-32"),
+    row(kCFStringEncodingUTF32LE, 0, kRoman, "Unicode (UTF-32LE)", "utf-32le"),
+    row(kCFStringEncodingUTF32BE, 65006, kRoman, "Unicode (UTF-32BE)", "utf-32be"),
 };
 
 struct CocoaNumber {
@@ -192,8 +192,10 @@ constexpr Alias kAliases[] = {
     {"x-macintosh", kCFStringEncodingMacRoman},   {"utf8", kCFStringEncodingUTF8},
     {"unicode-1-1-utf-8", kCFStringEncodingUTF8}, {"x-sjis", kCFStringEncodingShiftJIS},
     {"sjis", kCFStringEncodingShiftJIS},          {"x-euc-jp", kCFStringEncodingEUC_JP},
-    {"cp932", kCFStringEncodingDOSJapanese},      {"cp936", kCFStringEncodingDOSChineseSimplif},
-    {"cp949", kCFStringEncodingDOSKorean},        {"cp950", kCFStringEncodingDOSChineseTrad},
+    {"windows-31j", kCFStringEncodingDOSJapanese}, {"ks_c_5601-1987", kCFStringEncodingDOSKorean},
+    {"ibm437", kCFStringEncodingDOSLatinUS},      {"ibm850", kCFStringEncodingDOSLatin1},
+    {"ibm860", kCFStringEncodingDOSPortuguese},   {"ibm864", kCFStringEncodingDOSArabic},
+    {"johab", kCFStringEncodingWindowsKoreanJohab},
     {"cp1250", kCFStringEncodingWindowsLatin2},   {"cp1251", kCFStringEncodingWindowsCyrillic},
     {"cp1252", kCFStringEncodingWindowsLatin1},   {"x-big5", kCFStringEncodingBig5},
     {"big5hkscs", kCFStringEncodingBig5_HKSCS_1999}, {"gb_2312", kCFStringEncodingEUC_CN},
@@ -219,6 +221,11 @@ std::string lowered(std::string_view text) {
     std::string result(text);
     std::ranges::transform(result, result.begin(), asciiLower);
     return result;
+}
+
+std::string_view withoutBlanks(std::string_view text) noexcept {
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(" \t\r\n") + 1 - first);
 }
 
 CFStringEncoding encodingNamed(std::string_view name) {
@@ -299,9 +306,11 @@ CFStringEncoding CFStringConvertWindowsCodepageToEncoding(UInt32 codepage) {
 
 CFStringEncoding CFStringConvertIANACharSetNameToEncoding(CFStringRef theString) {
     const TextView name = view(theString);
-    constexpr CFIndex kLongest = 64;
-    if (name.length == 0 || name.length > kLongest || name.isWide()) return kCFStringEncodingInvalidId;
-    return guarded(kCFStringEncodingInvalidId, [&] { return encodingNamed(name.asciiView()); });
+    constexpr std::size_t kLongest = 64;
+    if (name.isWide()) return kCFStringEncodingInvalidId;
+    const std::string_view trimmed = withoutBlanks(name.asciiView());
+    if (trimmed.empty() || trimmed.size() > kLongest) return kCFStringEncodingInvalidId;
+    return guarded(kCFStringEncodingInvalidId, [&] { return encodingNamed(trimmed); });
 }
 
 CFStringRef CFStringConvertEncodingToIANACharSetName(CFStringEncoding encoding) {

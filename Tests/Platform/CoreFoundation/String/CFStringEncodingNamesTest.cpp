@@ -3,6 +3,7 @@
 #include <CoreFoundation/CFStringEncodingExt.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <set>
 #include <string>
 
@@ -91,10 +92,10 @@ TEST(CFStringEncodingNames, ConvertsToWindowsCodePagesAndBack) {
         {kCFStringEncodingDOSKorean, 949},        {kCFStringEncodingDOSChineseTrad, 950},
         {kCFStringEncodingUTF8, 65001},           {kCFStringEncodingUTF7, 65000},
         {kCFStringEncodingUTF16, 1200},           {kCFStringEncodingUTF16BE, 1201},
-        {kCFStringEncodingUTF32, 12000},          {kCFStringEncodingUTF32BE, 12001},
+        {kCFStringEncodingUTF32, 65005},          {kCFStringEncodingUTF32BE, 65006},
         {kCFStringEncodingISOLatin1, 28591},      {kCFStringEncodingISOLatin9, 28605},
         {kCFStringEncodingASCII, 20127},          {kCFStringEncodingMacRoman, 10000},
-        {kCFStringEncodingKOI8_R, 20866},         {kCFStringEncodingEUC_JP, 51932},
+        {kCFStringEncodingKOI8_R, 20866},         {kCFStringEncodingDOSGreek, 737},
         {kCFStringEncodingGB_18030_2000, 54936},  {kCFStringEncodingWindowsKoreanJohab, 1361},
         {kCFStringEncodingEBCDIC_CP037, 37},
     };
@@ -102,9 +103,15 @@ TEST(CFStringEncodingNames, ConvertsToWindowsCodePagesAndBack) {
         EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(row.ours), row.page) << row.ours;
         EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(row.page), row.ours) << row.page;
     }
-    EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingNonLossyASCII), kCFStringEncodingInvalidId);
+    for (const CFStringEncoding none : std::initializer_list<CFStringEncoding>{
+             kCFStringEncodingNonLossyASCII, kCFStringEncodingUTF16LE, kCFStringEncodingUTF32LE,
+             kCFStringEncodingGBK_95, kCFStringEncodingEUC_JP, kCFStringEncodingEUC_CN, kCFStringEncodingEUC_KR,
+             kCFStringEncodingEUC_TW})
+        EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(none), kCFStringEncodingInvalidId) << none;
     EXPECT_EQ(CFStringConvertEncodingToWindowsCodepage(kCFStringEncodingInvalidId), kCFStringEncodingInvalidId);
     EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(0), kCFStringEncodingInvalidId);
+    EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(12000), kCFStringEncodingInvalidId);
+    EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(51932), kCFStringEncodingInvalidId);
     EXPECT_EQ(CFStringConvertWindowsCodepageToEncoding(99999), kCFStringEncodingInvalidId);
 }
 
@@ -126,7 +133,16 @@ TEST(CFStringEncodingNames, ConvertsToRegisteredNamesAndBack) {
         {kCFStringEncodingBig5, "big5"},
         {kCFStringEncodingGB_18030_2000, "gb18030"},
         {kCFStringEncodingKOI8_R, "koi8-r"},
-        {kCFStringEncodingDOSLatinUS, "ibm437"},
+        {kCFStringEncodingDOSLatinUS, "cp437"},
+        {kCFStringEncodingDOSLatin1, "cp850"},
+        {kCFStringEncodingDOSPortuguese, "cp860"},
+        {kCFStringEncodingDOSArabic, "cp864"},
+        {kCFStringEncodingDOSJapanese, "cp932"},
+        {kCFStringEncodingDOSChineseSimplif, "cp936"},
+        {kCFStringEncodingDOSKorean, "cp949"},
+        {kCFStringEncodingDOSChineseTrad, "cp950"},
+        {kCFStringEncodingWindowsKoreanJohab, "windows-1361"},
+        {kCFStringEncodingGBK_95, "gbk"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(utf8(CFStringConvertEncodingToIANACharSetName(row.ours)), row.name);
@@ -144,10 +160,19 @@ TEST(CFStringEncodingNames, KnowsOtherNamesInAnyCase) {
     EXPECT_EQ(named("csISOLatin1"), CFStringEncoding{kCFStringEncodingISOLatin1});
     EXPECT_EQ(named("ANSI_X3.4-1968"), CFStringEncoding{kCFStringEncodingASCII});
     EXPECT_EQ(named("cp1252"), CFStringEncoding{kCFStringEncodingWindowsLatin1});
+    EXPECT_EQ(named("ibm437"), CFStringEncoding{kCFStringEncodingDOSLatinUS});
+    EXPECT_EQ(named("Windows-31J"), CFStringEncoding{kCFStringEncodingDOSJapanese});
+    EXPECT_EQ(named("KS_C_5601-1987"), CFStringEncoding{kCFStringEncodingDOSKorean});
+    EXPECT_EQ(named("johab"), CFStringEncoding{kCFStringEncodingWindowsKoreanJohab});
+}
+
+TEST(CFStringEncodingNames, ReadsNamesWithBlanksAroundThem) {
+    for (const char* name : {"utf-8 ", " utf-8", "  UTF-8\t\r\n"})
+        EXPECT_EQ(named(name), CFStringEncoding{kCFStringEncodingUTF8}) << name;
 }
 
 TEST(CFStringEncodingNames, KnowsNoEncodingForOtherNames) {
-    for (const char* name : {"", "no-such", "utf-8 ", "utf-\xC3\xA9"})
+    for (const char* name : {"", " ", "no-such", "utf- 8", "utf-\xC3\xA9"})
         EXPECT_EQ(named(name), kCFStringEncodingInvalidId) << name;
     EXPECT_EQ(CFStringConvertIANACharSetNameToEncoding(nullptr), kCFStringEncodingInvalidId);
     EXPECT_EQ(named(std::string(100'000, 'x').c_str()), kCFStringEncodingInvalidId);

@@ -50,6 +50,9 @@ CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding 
     if (usedBufLen) *usedBufLen = 0;
     const Encoding* const found = findEncoding(encoding);
     if (!theString || !found || !isWithin(range, theString->length) || maxBufLen < 0) return 0;
+    // Without a buffer the bytes are counted; with one that has no room, in encodings of bytes only.
+    const bool isWide = found->codec == Codec::UTF16 || found->codec == Codec::UTF32;
+    if (buffer && maxBufLen == 0 && isWide) return 0;
     ByteSink sink{maxBufLen > 0 ? buffer : nullptr, maxBufLen};
     const CFIndex converted = encode(view(theString).part(range.location, range.length), *found, lossByte,
                                      isExternalRepresentation != 0, sink);

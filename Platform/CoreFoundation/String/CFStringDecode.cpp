@@ -152,7 +152,7 @@ DecodedText::DecodedText(std::span<const UInt8> bytes, CFStringEncoding number, 
             judgeUTF16(isExternal);
             break;
         case Codec::UTF32:
-            judgeUTF32(isExternal);
+            judgeUTF32();
             break;
         case Codec::NonLossyASCII:
         case Codec::Converter:
@@ -162,7 +162,7 @@ DecodedText::DecodedText(std::span<const UInt8> bytes, CFStringEncoding number, 
 }
 
 void DecodedText::judgeUTF16(bool isExternal) noexcept {
-    if (bytes_.size() % 2 != 0) return;
+    bytes_ = bytes_.first(bytes_.size() & ~std::size_t{1});  // half a unit at the end is lost
     if (encoding_->order == ByteOrder::Marked) {
         if (isExternal && bytes_.size() >= 2) {
             const std::uint16_t first = load16(bytes_.data(), false);
@@ -180,15 +180,13 @@ void DecodedText::judgeUTF16(bool isExternal) noexcept {
     valid_ = true;
 }
 
-void DecodedText::judgeUTF32(bool isExternal) noexcept {
+void DecodedText::judgeUTF32() noexcept {
     if (bytes_.size() % 4 != 0) return;
     if (encoding_->order == ByteOrder::Marked) {
-        if (isExternal && bytes_.size() >= 4) {
-            const std::uint32_t first = load32(bytes_.data(), false);
-            const bool isMarked = first == 0xFEFF || first == 0xFFFE0000;
-            swapped_ = isMarked ? first != 0xFEFF : !kHostIsBig;
-            if (isMarked) bytes_ = bytes_.subspan(4);
-        }
+        const std::uint32_t first = bytes_.empty() ? 0 : load32(bytes_.data(), false);
+        const bool isMarked = first == 0xFEFF || first == 0xFFFE0000;
+        swapped_ = isMarked ? first != 0xFEFF : !kHostIsBig;
+        if (isMarked) bytes_ = bytes_.subspan(4);
     } else {
         swapped_ = (encoding_->order == ByteOrder::Big) != kHostIsBig;
     }

@@ -2,6 +2,7 @@
 #include "Support/UnicodeText.h"
 
 #include <unicode/ucnv.h>
+#include <unicode/unorm2.h>
 
 #include <algorithm>
 #include <bit>
@@ -30,32 +31,51 @@ Character characterAt(const TextView& text, CFIndex index) noexcept {
     return {unit, 1};
 }
 
-/// Runs through `text` character by character: `put` writes one to `out` and gives the bytes it took, 0 for one that
-/// the encoding lacks. `loss` is written in the place of such ones; none ends the run.
-template <class Put>
-CFIndex encodeEach(const TextView& text, std::string_view loss, ByteSink& sink, Put put) noexcept {
+/// What a base and the marks after it are in an encoding of one byte a unit, where that is one byte.
+struct Composed {
+    std::optional<UInt8> byte;
+    CFIndex units;
+};
+
+template <class ByteOf>
+Composed compose(const TextView& text, CFIndex at, ByteOf byteOf) noexcept {
+    Composed best{byteOf(text[at]), 1};
+    UErrorCode error = U_ZERO_ERROR;
+    const UNormalizer2* const nfc = unorm2_getNFCInstance(&error);
+    UChar32 character = text[at];
+    for (CFIndex next = at + 1; nfc && next < text.length; ++next) {
+        character = unorm2_composePair(nfc, character, text[next]);
+        if (character < 0 || character > 0xFFFF) break;
+        if (const std::optional<UInt8> byte = byteOf(static_cast<UniChar>(character))) best = {byte, next + 1 - at};
+    }
+    return best;
+}
+
+/// Unit by unit: a surrogate pair is two that the encoding lacks. `composes`: a base and its marks are tried as one.
+template <class ByteOf>
+CFIndex encodeEightBit(const TextView& text, std::string_view loss, bool composes, ByteSink& sink,
+                       ByteOf byteOf) noexcept {
+    constexpr auto isMark = [](UniChar unit) { return unit >= 0x300 && unit < 0x370; };
     CFIndex at = 0;
     while (at < text.length) {
-        const Character character = characterAt(text, at);
-        UInt8 bytes[8];
-        const CFIndex count = put(character, bytes);
-        const bool isWritten = count > 0 ? sink.write(bytes, count)
-                                         : !loss.empty() && sink.write(loss.data(), static_cast<CFIndex>(loss.size()));
-        if (!isWritten) break;
-        at += character.units;
+        const Composed next = composes && at + 1 < text.length && isMark(text[at + 1]) ? compose(text, at, byteOf)
+                                                                                       : Composed{byteOf(text[at]), 1};
+        if (!next.byte && loss.empty()) break;
+        if (!sink.write(next.byte ? static_cast<const void*>(&*next.byte) : loss.data(), 1)) break;
+        at += next.units;
     }
     return at;
 }
 
-CFIndex encodeDirect(const TextView& text, std::uint32_t limit, std::string_view loss, ByteSink& sink) noexcept {
-    return encodeEach(text, loss, sink, [limit](Character character, UInt8* out) -> CFIndex {
-        if (character.value >= limit) return 0;
-        *out = static_cast<UInt8>(character.value);
-        return 1;
+CFIndex encodeDirect(const TextView& text, UniChar limit, std::string_view loss, ByteSink& sink) noexcept {
+    return encodeEightBit(text, loss, limit == 0x100, sink, [limit](UniChar unit) -> std::optional<UInt8> {
+        if (unit >= limit) return std::nullopt;
+        return static_cast<UInt8>(unit);
     });
 }
 
-CFIndex encodeUTF8(std::span<const UniChar> text, UInt8 lossByte, ByteSink& sink) noexcept {
+/// Half of a surrogate pair ends it.
+CFIndex encodeUTF8(std::span<const UniChar> text, ByteSink& sink) noexcept {
     const auto* const begin = reinterpret_cast<const unsigned char*>(text.data());
     Input in{begin, begin + text.size_bytes()};
     for (;;) {
@@ -65,11 +85,7 @@ CFIndex encodeUTF8(std::span<const UniChar> text, UInt8 lossByte, ByteSink& sink
         const unsigned char* const start = out.at;
         const Stop stop = convertText<UTF16LEText, UTF8Text>(in, out);
         sink.used += out.at - start;
-        if (stop == Stop::Full && !sink.buffer) continue;
-        if (stop == Stop::UsedUp || stop == Stop::Full) break;
-        // Half a surrogate pair.
-        if (lossByte == 0 || !sink.write(&lossByte, 1)) break;
-        in.at += sizeof(UniChar);
+        if (stop != Stop::Full || sink.buffer) break;
     }
     return static_cast<CFIndex>(in.at - begin) / static_cast<CFIndex>(sizeof(UniChar));
 }
@@ -109,14 +125,19 @@ CFIndex encodeUTF32(const TextView& text, ByteOrder order, UInt8 lossByte, bool 
     const bool swapped = isSwapped(order);
     const std::uint32_t mark = 0xFEFF;
     if (isExternal && order == ByteOrder::Marked && !sink.write(&mark, 4)) return 0;
-    return encodeEach(text, {}, sink, [=](Character character, UInt8* out) -> CFIndex {
+    CFIndex at = 0;
+    while (at < text.length) {
+        Character character = characterAt(text, at);
         if (character.isLone()) {
-            if (lossByte == 0) return 0;
+            if (lossByte == 0) break;
             character.value = lossByte;
         }
-        store32(character.value, swapped, out);
-        return 4;
-    });
+        UInt8 bytes[4];
+        store32(character.value, swapped, bytes);
+        if (!sink.write(bytes, sizeof bytes)) break;
+        at += character.units;
+    }
+    return at;
 }
 
 /// The escapes that DecodedText reads: octal below 0x100, hexadecimal above.
@@ -231,15 +252,11 @@ CFIndex encode(TextView text, const Encoding& encoding, UInt8 lossByte, bool isE
         case Codec::Table: {
             const ByteTable* const table = byteTable(encoding);
             if (!table) return 0;
-            return encodeEach(text, loss, sink, [table](Character character, UInt8* out) -> CFIndex {
-                if (character.units != 1) return 0;
-                const std::optional<UInt8> byte = table->byte(static_cast<UniChar>(character.value));
-                if (byte) *out = *byte;
-                return byte ? 1 : 0;
-            });
+            return encodeEightBit(text, loss, encoding.number == kCFStringEncodingWindowsLatin1, sink,
+                                  [table](UniChar unit) { return table->byte(unit); });
         }
         case Codec::UTF8:
-            return encodeUTF8(text.wideView(), lossByte, sink);
+            return encodeUTF8(text.wideView(), sink);
         case Codec::UTF16:
             return encodeUTF16(text, encoding.order, isExternal, sink);
         case Codec::UTF32:

@@ -169,6 +169,9 @@ bool fillUnits(const Encoding& encoding, std::span<UniChar, 256> units) noexcept
         units[i] = U_SUCCESS(error) && character < 0xFFFD ? static_cast<UniChar>(character) : ByteTable::kNone;
     }
     ucnv_close(converter);
+    // To ICU these are control characters; the platform has none there.
+    if (encoding.number == kCFStringEncodingWindowsLatin1)
+        for (const std::size_t byte : {0x81, 0x8D, 0x8F, 0x90, 0x9D}) units[byte] = ByteTable::kNone;
     return true;
 }
 

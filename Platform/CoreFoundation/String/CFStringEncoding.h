@@ -97,7 +97,7 @@ class DecodedText {
     template <class Unit>
     bool copyToAny(Unit* out) const noexcept;
     void judgeUTF16(bool isExternal) noexcept;
-    void judgeUTF32(bool isExternal) noexcept;
+    void judgeUTF32() noexcept;
     void judgeConverted() noexcept;
 
     std::span<const UInt8> bytes_;
@@ -129,7 +129,9 @@ struct ByteSink {
 };
 
 /// Converts `text` from its start, as far as it can be converted and there is room, and tells how many units that was.
-/// A `lossByte` other than 0 takes the place of each character that the encoding lacks. A character is never split.
+/// A `lossByte` other than 0 takes the place of each character that the encoding lacks, of each unit in encodings of
+/// one byte a unit; nothing takes the place of half a surrogate pair in UTF-8. No character is split, but for pairs
+/// lost.
 CFIndex encode(TextView text, const Encoding& encoding, UInt8 lossByte, bool isExternal, ByteSink& sink) noexcept;
 
 }  // namespace KXPlatform

@@ -129,7 +129,7 @@ TEST(CFStringEncoding, UTF8LacksLoneSurrogates) {
     const UniChar units[] = {'a', 0xD800, 'b', 0xDC00, 0xD83D};
     const auto s = hold(CFStringCreateWithCharacters(nullptr, units, 5));
     EXPECT_EQ(encode(s, kCFStringEncodingUTF8), (Encoded{1, {'a'}}));
-    EXPECT_EQ(encode(s, kCFStringEncodingUTF8, '?'), (Encoded{5, bytesOf("a?b??")}));
+    EXPECT_EQ(encode(s, kCFStringEncodingUTF8, '?'), (Encoded{1, {'a'}})) << "no byte stands for half a pair";
 }
 
 TEST(CFStringEncoding, UTF8OfLongMixedTextComesBack) {
@@ -170,12 +170,25 @@ TEST(CFStringEncoding, UTF32OfFixedOrderIsReadAndWrittenInIt) {
     EXPECT_TRUE(CFEqual(decode(little, kCFStringEncodingUTF32LE), s));
 }
 
-TEST(CFStringEncoding, UnmarkedTextIsInHostOrderAndKeepsItsMark) {
+TEST(CFStringEncoding, UnmarkedUTF16IsInHostOrderAndKeepsItsMark) {
     EXPECT_EQ(text(decode(inHostOrder({0xFE, 0xFF, 0, 'a'}, 2), kCFStringEncodingUTF16)), u"\uFEFFa");
     EXPECT_EQ(text(decode(inHostOrder({0xFF, 0xFE, 'a', 0}, 2), kCFStringEncodingUTF16)), u"\uFFFE\u6100");
-    EXPECT_EQ(text(decode(inHostOrder({0, 0, 0xFE, 0xFF, 0, 0, 0, 'a'}, 4), kCFStringEncodingUTF32)), u"\uFEFFa");
     EXPECT_EQ(encode(CFSTR("a"), kCFStringEncodingUTF16), (Encoded{1, inHostOrder({0, 'a'}, 2)}));
     EXPECT_EQ(encode(CFSTR("a"), kCFStringEncodingUTF32), (Encoded{1, inHostOrder({0, 0, 0, 'a'}, 4)}));
+}
+
+TEST(CFStringEncoding, UTF32IsReadAlikeWhetherMarkedExternalOrNot) {
+    for (const bool isExternal : {false, true}) {
+        const auto read = [isExternal](const Bytes& bytes) {
+            return text(decode(bytes, kCFStringEncodingUTF32, isExternal));
+        };
+        EXPECT_EQ(read({0, 0, 0x01, 0x61}), u"\u0161") << "without a mark it is big-endian";
+        EXPECT_EQ(read({0, 0, 0xFE, 0xFF, 0, 0, 0x01, 0x61}), u"\u0161");
+        EXPECT_EQ(read({0xFF, 0xFE, 0, 0, 0x61, 0x01, 0, 0}), u"\u0161");
+        EXPECT_EQ(read({0xFF, 0xFE, 0, 0}), u"");
+        EXPECT_EQ(read({0xFF, 0xFE, 0, 0, 0xFF, 0xFE, 0, 0}), u"\uFEFF") << "one mark only";
+        EXPECT_EQ(decode({0x61, 0x01, 0, 0}, kCFStringEncodingUTF32, isExternal).get(), nullptr) << "above 10FFFF";
+    }
 }
 
 TEST(CFStringEncoding, AnExternalMarkTellsTheOrder) {
@@ -206,9 +219,16 @@ TEST(CFStringEncoding, ExternalTextIsMarkedEvenWhenEmpty) {
     EXPECT_EQ(encode(CFSTR(""), kCFStringEncodingUTF32, 0, true), (Encoded{0, inHostOrder({0, 0, 0xFE, 0xFF}, 4)}));
 }
 
-TEST(CFStringEncoding, RefusesHalfAUnit) {
-    for (const std::size_t size : {1u, 3u, 5u})
-        EXPECT_EQ(decode(Bytes(size, 'a'), kCFStringEncodingUTF16LE).get(), nullptr);
+TEST(CFStringEncoding, UTF16LosesHalfAUnitAtItsEnd) {
+    for (const bool isExternal : {false, true}) {
+        EXPECT_EQ(text(decode({'a', 0, 'b', 0, 'c'}, kCFStringEncodingUTF16LE, isExternal)), u"ab");
+        EXPECT_EQ(text(decode({0x01, 0x61, 0x01}, kCFStringEncodingUTF16BE, isExternal)), u"\u0161");
+        EXPECT_EQ(text(decode({'a'}, kCFStringEncodingUTF16, isExternal)), u"");
+    }
+    EXPECT_EQ(text(decode({0xFE, 0xFF, 0x01}, kCFStringEncodingUTF16, true)), u"");
+}
+
+TEST(CFStringEncoding, UTF32RefusesAPartOfAUnit) {
     for (const std::size_t size : {1u, 2u, 3u, 5u, 6u, 7u})
         EXPECT_EQ(decode(Bytes(size, 0), kCFStringEncodingUTF32LE).get(), nullptr);
 }
@@ -285,6 +305,41 @@ TEST(CFStringEncoding, OneByteEncodingsFollowTheirTables) {
 TEST(CFStringEncoding, OneByteEncodingsRefuseBytesWithoutACharacter) {
     EXPECT_EQ(decode({0xFE}, kCFStringEncodingNextStepLatin).get(), nullptr);
     EXPECT_EQ(decode({'a', 0xD2}, kCFStringEncodingWindowsGreek).get(), nullptr);
+}
+
+TEST(CFStringEncoding, WindowsLatin1LacksItsFiveHoles) {
+    for (const UInt8 byte : std::initializer_list<UInt8>{0x81, 0x8D, 0x8F, 0x90, 0x9D}) {
+        EXPECT_EQ(decode({'a', byte}, kCFStringEncodingWindowsLatin1).get(), nullptr);
+        const auto s = string(std::u16string(1, static_cast<char16_t>(byte)));
+        EXPECT_EQ(encode(s, kCFStringEncodingWindowsLatin1), (Encoded{0, {}}));
+        EXPECT_EQ(encode(s, kCFStringEncodingWindowsLatin1, '?'), (Encoded{1, {'?'}}));
+        EXPECT_EQ(encode(s, kCFStringEncodingISOLatin1), (Encoded{1, {byte}}));
+    }
+    EXPECT_EQ(text(decode({0x80, 0x9F}, kCFStringEncodingWindowsLatin1)), u"\u20AC\u0178");
+}
+
+TEST(CFStringEncoding, APairThatAnEightBitEncodingLacksCostsTwoLossBytes) {
+    const auto s = string(u"a\U0001F600z");
+    for (const CFStringEncoding encoding :
+         {kCFStringEncodingISOLatin1, kCFStringEncodingASCII, kCFStringEncodingWindowsLatin1, kCFStringEncodingMacRoman,
+          kCFStringEncodingNextStepLatin})
+        EXPECT_EQ(encode(s, encoding, '?'), (Encoded{4, bytesOf("a??z")})) << encoding;
+}
+
+TEST(CFStringEncoding, Latin1AndWindowsLatin1ComposeABaseAndItsMarks) {
+    for (const CFStringEncoding encoding : {kCFStringEncodingISOLatin1, kCFStringEncodingWindowsLatin1}) {
+        EXPECT_EQ(encode(string(u"e\u0301x"), encoding), (Encoded{3, bytesOf("\xE9x")}));
+        EXPECT_EQ(encode(string(u"e\u0301"), encoding, '?'), (Encoded{2, bytesOf("\xE9")}));
+        EXPECT_EQ(encode(string(u"c\u0327A\u030A"), encoding), (Encoded{4, bytesOf("\xE7\xC5")}));
+        EXPECT_EQ(encode(string(u"q\u0301x"), encoding, '?'), (Encoded{3, bytesOf("q?x")})) << "no such letter";
+        EXPECT_EQ(encode(string(u"q\u0301x"), encoding), (Encoded{1, bytesOf("q")}));
+        EXPECT_EQ(encode(string(u"e\u0301\u0323x"), encoding, '?'), (Encoded{4, bytesOf("\xE9?x")}));
+        EXPECT_EQ(encode(string(u"u\u0308\u0304"), encoding, '?'), (Encoded{3, bytesOf("\xFC?")}));
+        EXPECT_EQ(encode(string(u"\u0301e"), encoding, '?'), (Encoded{2, bytesOf("?e")})) << "a mark without a base";
+        EXPECT_EQ(encode(string(u"e\u0301e\u0301"), encoding, 0, false, 1), (Encoded{2, bytesOf("\xE9")}));
+    }
+    EXPECT_EQ(encode(string(u"s\u030C"), kCFStringEncodingWindowsLatin1), (Encoded{2, bytesOf("\x9A")}));
+    EXPECT_EQ(encode(string(u"e\u0301"), kCFStringEncodingASCII, '?'), (Encoded{2, bytesOf("e?")}));
 }
 
 TEST(CFStringEncoding, OneByteEncodingsLackTheRest) {
@@ -369,7 +424,8 @@ TEST(CFStringEncoding, StopsBeforeACharacterThatDoesNotFit) {
     EXPECT_EQ(encode(s, kCFStringEncodingUTF16BE, 0, false, 8).units, 4);
     EXPECT_EQ(encode(s, kCFStringEncodingUTF32BE, 0, false, 11).units, 2);
     EXPECT_EQ(encode(s, kCFStringEncodingISOLatin1, '?', false, 2).units, 2);
-    EXPECT_EQ(encode(s, kCFStringEncodingISOLatin1, '?', false, 3).units, 4);
+    EXPECT_EQ(encode(s, kCFStringEncodingISOLatin1, '?', false, 3).units, 3) << "half of the pair is lost first";
+    EXPECT_EQ(encode(s, kCFStringEncodingISOLatin1, '?', false, 4).units, 4);
 }
 
 TEST(CFStringEncoding, StopsBeforeAMarkThatDoesNotFit) {
@@ -407,6 +463,22 @@ TEST(CFStringEncoding, PiecesOfPartialResultsJoinToTheWhole) {
     }
 }
 
+TEST(CFStringEncoding, WideEncodingsTakeNothingIntoABufferWithoutRoom) {
+    UInt8 buffer[1] = {0xEE};
+    for (const CFStringEncoding encoding :
+         {kCFStringEncodingUTF16, kCFStringEncodingUTF16LE, kCFStringEncodingUTF32, kCFStringEncodingUTF32BE}) {
+        for (const bool isExternal : {false, true}) {
+            CFIndex used = -1;
+            EXPECT_EQ(
+                CFStringGetBytes(string(u"a\u00E9"), CFRangeMake(0, 2), encoding, 0, isExternal, buffer, 0, &used), 0);
+            EXPECT_EQ(used, 0);
+            EXPECT_EQ(CFStringGetBytes(CFSTR("ab"), CFRangeMake(0, 2), encoding, 0, isExternal, buffer, 0, &used), 0);
+            EXPECT_EQ(used, 0);
+        }
+    }
+    EXPECT_EQ(buffer[0], 0xEE);
+}
+
 TEST(CFStringEncoding, CountsWithoutABufferOrWithoutRoom) {
     const auto s = string(u"a\u00E9");
     UInt8 buffer[1] = {0xEE};
@@ -426,7 +498,7 @@ TEST(CFStringEncoding, ARangeThatCutsASurrogatePairLacksACharacter) {
     CFIndex used = -1;
     EXPECT_EQ(CFStringGetBytes(s, CFRangeMake(0, 1), kCFStringEncodingUTF8, 0, false, nullptr, 0, &used), 0);
     EXPECT_EQ(used, 0);
-    EXPECT_EQ(CFStringGetBytes(s, CFRangeMake(1, 1), kCFStringEncodingUTF8, '?', false, nullptr, 0, &used), 1);
+    EXPECT_EQ(CFStringGetBytes(s, CFRangeMake(1, 1), kCFStringEncodingISOLatin1, '?', false, nullptr, 0, &used), 1);
     EXPECT_EQ(used, 1);
 }
 

@@ -12,7 +12,7 @@ class KX_EXPORT AllocatorRef : public TypedRef<AllocatorRef, CFAllocatorRef> {
     static const CFTypeID typeID;
     static CFTypeID getTypeID();
 
-    /// A new allocator of `context`'s call-backs, itself kept in memory of `allocator`.
+    /// A new allocator with `context`'s callbacks, itself kept in memory of `allocator` (null: the default one).
     static AllocatorRef create(CFAllocatorRef allocator, CFAllocatorContext* context);
 
     /// The calling thread's default allocator.

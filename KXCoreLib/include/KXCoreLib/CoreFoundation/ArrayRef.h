@@ -9,8 +9,8 @@ namespace KXCore::CoreFoundation {
 class MutableArrayRef;
 
 /// An ordered collection of pointer-sized values. What happens to a value on its way in and out (retain, release) is
-/// said by the call-backs the array is made with: kCFTypeArrayCallBacks for objects, null for plain pointers. Values
-/// that come out are borrowed. Indexes and ranges must lie within the array.
+/// decided by the callbacks that the array is made with: kCFTypeArrayCallBacks for objects, null for plain pointers.
+/// Values that come out are borrowed. Indexes and ranges must lie within the array.
 class KX_EXPORT ArrayRef : public TypedRef<ArrayRef, CFArrayRef> {
   public:
     static constexpr const char* typeName = "CFArrayRef";

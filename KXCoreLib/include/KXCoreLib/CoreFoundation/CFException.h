@@ -41,7 +41,7 @@ class KX_EXPORT CFExceptionImpl final : public CFException {
 /// no object.
 [[noreturn]] KX_EXPORT void __FailedToCreateObject(const char* name);
 
-/// The same where the platform told why in a text: logs "failed to create object: NAME, error( DESCRIPTION )".
+/// The same where the platform gives the reason as a text: logs "failed to create object: NAME, error( DESCRIPTION )".
 [[noreturn]] KX_EXPORT void __FailedToCreateObjectWithErrorDescription(const char* name, const char* description);
 
 /// Logs "unexpected error occured:", shows `error` with CFShow and throws "unexpected error occured".

@@ -8,7 +8,7 @@ namespace KXCore::CoreFoundation {
 
 class MutableDictionaryRef;
 
-/// Keys and their values. The forms without call-backs make a dictionary of objects, which retains its keys and values
+/// Keys and their values. The forms without callbacks make a dictionary of objects, which retains its keys and values
 /// (kCFTypeDictionaryKeyCallBacks, kCFTypeDictionaryValueCallBacks). Keys and values that come out are borrowed.
 class KX_EXPORT DictionaryRef : public TypedRef<DictionaryRef, CFDictionaryRef> {
   public:

@@ -26,7 +26,7 @@ class KX_EXPORT ErrorRef : public TypedRef<ErrorRef, CFErrorRef> {
     /// Empty, but never null, for an error made without one.
     DictionaryRef copyUserInfo() const;
     StringRef copyDescription() const;
-    /// An error that tells no reason is a failure to create; the same holds for the suggestion.
+    /// An error without a reason is a failure to create; the same holds for the suggestion.
     StringRef copyFailureReason() const;
     StringRef copyRecoverySuggestion() const;
 };

@@ -7,7 +7,7 @@
 
 namespace KXCore::CoreFoundation {
 
-/// A file descriptor that a run loop watches. Each call-back must be enabled again after it was called.
+/// A file descriptor that a run loop watches. Each callback must be enabled again after it was called.
 class KX_EXPORT FileDescriptorRef : public TypedRef<FileDescriptorRef, CFFileDescriptorRef> {
   public:
     static constexpr const char* typeName = "CFFileDescriptorRef";
@@ -25,7 +25,7 @@ class KX_EXPORT FileDescriptorRef : public TypedRef<FileDescriptorRef, CFFileDes
     /// `callBackTypes`: kCFFileDescriptorReadCallBack, kCFFileDescriptorWriteCallBack or both. Any thread.
     void enableCallBacks(CFOptionFlags callBackTypes) const;
     void disableCallBacks(CFOptionFlags callBackTypes) const;
-    /// Ends call-backs, and the object's source, for good. Any thread.
+    /// Ends callbacks, and the object's source, for good. Any thread.
     void invalidate() const;
     Boolean isValid() const;
 };

@@ -7,7 +7,7 @@
 
 namespace KXCore::CoreFoundation {
 
-/// A port whose messages a run loop delivers to a call-back. There is one valid object for a port.
+/// A port whose messages a run loop delivers to a callback. There is one valid object for a port.
 class KX_EXPORT MachPortRef : public TypedRef<MachPortRef, CFMachPortRef> {
   public:
     static constexpr const char* typeName = "CFMachPortRef";

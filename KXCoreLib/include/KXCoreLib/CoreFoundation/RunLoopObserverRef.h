@@ -6,7 +6,7 @@
 
 namespace KXCore::CoreFoundation {
 
-/// Is told of what one run loop does (kCFRunLoopEntry to kCFRunLoopExit). It keeps no loop running.
+/// Is called for what one run loop does (kCFRunLoopEntry to kCFRunLoopExit). It keeps no loop running.
 class KX_EXPORT RunLoopObserverRef : public TypedRef<RunLoopObserverRef, CFRunLoopObserverRef> {
   public:
     static constexpr const char* typeName = "CFRunLoopObserverRef";

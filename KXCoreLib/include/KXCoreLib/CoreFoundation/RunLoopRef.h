@@ -9,7 +9,7 @@
 namespace KXCore::CoreFoundation {
 
 /// The run loop of a thread. Another thread may add and remove what it runs, stop it and wake it; only its own thread
-/// runs it, which is why run and runInMode are static. (What takes a block, performBlock, has no operation.)
+/// runs it, which is why run and runInMode are static.
 class KX_EXPORT RunLoopRef : public TypedRef<RunLoopRef, CFRunLoopRef> {
   public:
     static constexpr const char* typeName = "CFRunLoopRef";

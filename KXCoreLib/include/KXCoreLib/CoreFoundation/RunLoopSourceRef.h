@@ -6,7 +6,7 @@
 
 namespace KXCore::CoreFoundation {
 
-/// Something that a run loop calls when it is signalled (version 0) or when its port has a message (version 1). Any
+/// What a run loop calls when it is signalled (version 0) or when its port has a message (version 1). Any
 /// number of loops may hold it.
 class KX_EXPORT RunLoopSourceRef : public TypedRef<RunLoopSourceRef, CFRunLoopSourceRef> {
   public:
@@ -21,7 +21,7 @@ class KX_EXPORT RunLoopSourceRef : public TypedRef<RunLoopSourceRef, CFRunLoopSo
     /// Takes the source out of every loop for good. Any thread.
     void invalidate() const;
     Boolean isValid() const;
-    /// `context->version` says on entry which record it is.
+    /// `context->version` is set by the caller to the version of the record that is passed.
     void getContext(CFRunLoopSourceContext* context) const;
     /// Any thread; a loop that waits must be woken as well.
     void signal() const;

@@ -6,7 +6,7 @@
 
 namespace KXCore::CoreFoundation {
 
-/// A timer of one run loop. A repeating one keeps to the dates that follow from its first, however late it was served,
+/// A timer of one run loop. A repeating one keeps to the dates that follow from its first, however late it fired,
 /// and skips those it missed.
 class KX_EXPORT RunLoopTimerRef : public TypedRef<RunLoopTimerRef, CFRunLoopTimerRef> {
   public:
@@ -30,7 +30,7 @@ class KX_EXPORT RunLoopTimerRef : public TypedRef<RunLoopTimerRef, CFRunLoopTime
     Boolean isValid() const;
     void getContext(CFRunLoopTimerContext* context) const;
     CFTimeInterval getTolerance() const;
-    /// How many seconds after its date the timer may be served.
+    /// How many seconds after its date the timer may fire.
     void setTolerance(CFTimeInterval tolerance) const;
 };
 static_assert(isPlainRef<RunLoopTimerRef>);

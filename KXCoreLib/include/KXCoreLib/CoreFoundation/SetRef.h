@@ -8,8 +8,9 @@ namespace KXCore::CoreFoundation {
 
 class MutableSetRef;
 
-/// Distinct values, in no order. The call-backs the set is made with say what is distinct and what happens to a value
-/// on its way in and out: kCFTypeSetCallBacks for objects, null for plain pointers. Values that come out are borrowed.
+/// Distinct values, in no order. The callbacks that the set is made with decide what is distinct and what happens to a
+/// value on its way in and out: kCFTypeSetCallBacks for objects, null for plain pointers. Values that come out are
+/// borrowed.
 class KX_EXPORT SetRef : public TypedRef<SetRef, CFSetRef> {
   public:
     static constexpr const char* typeName = "CFSetRef";

@@ -46,7 +46,7 @@ class KX_EXPORT StringRef : public TypedRef<StringRef, CFStringRef> {
     static StringRef createWithCharacters(CFAllocatorRef allocator, const UniChar* characters, CFIndex numCharacters);
     static StringRef createWithCharactersNoCopy(CFAllocatorRef allocator, const UniChar* characters,
                                                 CFIndex numCharacters, CFAllocatorRef contentsDeallocator);
-    /// A Pascal string begins with a byte that tells its length.
+    /// A Pascal string begins with a byte that holds its length.
     static StringRef createWithPascalString(CFAllocatorRef allocator, ConstStr255Param text, CFStringEncoding encoding);
     static StringRef createWithPascalStringNoCopy(CFAllocatorRef allocator, ConstStr255Param text,
                                                   CFStringEncoding encoding, CFAllocatorRef contentsDeallocator);
@@ -217,8 +217,8 @@ class KX_EXPORT MutableStringRef : public HeldRef<MutableStringRef, CFMutableStr
     void capitalize(CFLocaleRef locale);
     void normalize(CFStringNormalizationForm form);
     void fold(CFStringCompareFlags flags, CFLocaleRef locale);
-    /// Changes `range` (null: all) to what the transformed text takes; false when nothing was changed for want of a
-    /// way.
+    /// Changes `range` (null: all) to what the transformed text takes; false when the text cannot be
+    /// transformed, and nothing was changed.
     Boolean transform(CFRange* range, CFStringRef transform, Boolean reverse);
 
   private:

@@ -55,6 +55,9 @@
 /// A mutable companion derives from its immutable class and adds the mutating operations only:
 ///
 ///     class KX_EXPORT MutableArrayRef : public HeldRef<MutableArrayRef, CFMutableArrayRef, ArrayRef> { ... };
+///
+/// The platform has one type for both: the inherited assign() checks that an object is an array, not that it is
+/// mutable.
 
 #include <KXCoreLib/CoreFoundation/CFException.h>
 #include <KXCoreLib/Export.h>

@@ -40,8 +40,8 @@ CFRange DataRef::find(CFDataRef dataToFind, CFRange searchRange, CFDataSearchFla
 }
 
 void DataRef::copyStdVector(std::vector<unsigned char>& out) const {
-    const UInt8* const bytes = getBytePtr();
-    const CFIndex length = bytes ? getLength() : 0;
+    const UInt8* const bytes = CFDataGetBytePtr(get());
+    const CFIndex length = bytes ? CFDataGetLength(get()) : 0;
     out.assign(bytes, bytes + length);
 }
 

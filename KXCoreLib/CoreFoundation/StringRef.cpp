@@ -146,8 +146,8 @@ ArrayRef StringRef::createArrayWithFindResults(CFAllocatorRef allocator, CFStrin
 }
 
 void StringRef::copyStdString(std::string& out) const {
-    const CFIndex length = getLength();
-    if (const char* const text = getCStringPtr(kCFStringEncodingUTF8)) {
+    const CFIndex length = CFStringGetLength(get());
+    if (const char* const text = CFStringGetCStringPtr(get(), kCFStringEncodingUTF8)) {
         // Kept as ASCII: a byte for each unit, a NUL within the text among them.
         out.assign(text, static_cast<std::size_t>(length));
         return;
@@ -156,8 +156,9 @@ void StringRef::copyStdString(std::string& out) const {
     std::array<UInt8, 512> buffer;
     for (CFIndex location = 0; location < length;) {
         CFIndex used = 0;
-        const CFIndex converted = getBytes(CFRangeMake(location, length - location), kCFStringEncodingUTF8, 0, false,
-                                           buffer.data(), static_cast<CFIndex>(buffer.size()), &used);
+        const CFIndex converted =
+            CFStringGetBytes(get(), CFRangeMake(location, length - location), kCFStringEncodingUTF8, 0, false,
+                             buffer.data(), static_cast<CFIndex>(buffer.size()), &used);
         if (converted <= 0) break;
         out.append(buffer.begin(), buffer.begin() + used);
         location += converted;

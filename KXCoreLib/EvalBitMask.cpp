@@ -14,31 +14,31 @@
 
 namespace {
 
-enum class Token : std::uint8_t { kEnd, kValue, kOpen, kClose, kComma, kOr, kXor, kAnd, kMinus, kTilde };
+enum class Token : std::uint8_t { End, Value, Open, Close, Comma, Or, Xor, And, Minus, Tilde };
 
 // ---------------------------------------------------------------------------------------------------------- scanner
 
-enum class Byte : std::uint8_t { kEnd, kSpace, kPunctuation, kDigit, kLetter, kOther };
+enum class Byte : std::uint8_t { End, Space, Punctuation, Digit, Letter, Other };
 
 struct ByteTraits {
-    Byte kind = Byte::kOther;
-    Token token = Token::kEnd;   // of a punctuation byte
+    Byte kind = Byte::Other;
+    Token token = Token::End;    // of a punctuation byte
     std::uint8_t digit = 16;     // the value of a hexadecimal digit; 16 for what is none
     bool continuesName = false;  // may stand in a name after its first letter
 };
 
 constexpr std::array<ByteTraits, 256> kBytes = [] {
     std::array<ByteTraits, 256> bytes{};
-    bytes[0].kind = Byte::kEnd;
-    bytes[' '].kind = bytes['\t'].kind = bytes['\n'].kind = Byte::kSpace;
+    bytes[0].kind = Byte::End;
+    bytes[' '].kind = bytes['\t'].kind = bytes['\n'].kind = Byte::Space;
     for (unsigned c = 0; c < 26; ++c) {
-        bytes['a' + c].kind = bytes['A' + c].kind = Byte::kLetter;
+        bytes['a' + c].kind = bytes['A' + c].kind = Byte::Letter;
         bytes['a' + c].continuesName = bytes['A' + c].continuesName = true;
     }
-    bytes['_'].kind = Byte::kLetter;
+    bytes['_'].kind = Byte::Letter;
     bytes['_'].continuesName = true;
     for (unsigned c = 0; c < 10; ++c) {
-        bytes['0' + c].kind = Byte::kDigit;
+        bytes['0' + c].kind = Byte::Digit;
         bytes['0' + c].digit = static_cast<std::uint8_t>(c);
         bytes['0' + c].continuesName = true;
     }
@@ -46,10 +46,10 @@ constexpr std::array<ByteTraits, 256> kBytes = [] {
     const struct {
         unsigned char byte;
         Token token;
-    } marks[] = {{',', Token::kComma}, {'(', Token::kOpen}, {')', Token::kClose}, {'-', Token::kMinus},
-                 {'&', Token::kAnd},   {'|', Token::kOr},   {'^', Token::kXor},   {'~', Token::kTilde}};
+    } marks[] = {{',', Token::Comma}, {'(', Token::Open}, {')', Token::Close}, {'-', Token::Minus},
+                 {'&', Token::And},   {'|', Token::Or},   {'^', Token::Xor},   {'~', Token::Tilde}};
     for (const auto& mark : marks) {
-        bytes[mark.byte].kind = Byte::kPunctuation;
+        bytes[mark.byte].kind = Byte::Punctuation;
         bytes[mark.byte].token = mark.token;
     }
     return bytes;
@@ -75,7 +75,7 @@ bool Begins(const char* name, std::size_t length, const char* row) {
     for (std::size_t i = 0; i != length; ++i) {
         const unsigned difference = static_cast<unsigned char>(name[i]) ^ static_cast<unsigned char>(row[i]);
         if (difference == 0) continue;
-        const bool isLetter = Traits(name[i]).kind == Byte::kLetter && name[i] != '_';
+        const bool isLetter = Traits(name[i]).kind == Byte::Letter && name[i] != '_';
         if (difference != 0x20 || !isLetter) return false;  // also at the end of a shorter row: a name holds no NUL
     }
     return true;
@@ -85,26 +85,26 @@ class Scanner {
   public:
     Scanner(const char* text, const BitMaskConstant* table) : at_(text), table_(table) {}
 
-    /// The next token, the longest that the text allows. At the end of the text kEnd, as often as asked.
+    /// The next token, the longest that the text allows. At the end of the text Token::End, as often as asked.
     Token next() {
         for (;;) {
             const ByteTraits traits = Traits(*at_);
             switch (traits.kind) {
-                case Byte::kSpace:
+                case Byte::Space:
                     ++at_;
                     continue;
-                case Byte::kPunctuation:
+                case Byte::Punctuation:
                     ++at_;
                     return traits.token;
-                case Byte::kDigit:
+                case Byte::Digit:
                     scanNumber();
-                    return Token::kValue;
-                case Byte::kLetter:
-                    if (scanName()) return Token::kValue;
+                    return Token::Value;
+                case Byte::Letter:
+                    if (scanName()) return Token::Value;
                     continue;
-                case Byte::kEnd:
-                    return Token::kEnd;
-                case Byte::kOther:
+                case Byte::End:
+                    return Token::End;
+                case Byte::Other:
                     std::fprintf(stderr, "unexpected character: %c\n", *at_);
                     ++at_;
                     continue;
@@ -112,7 +112,7 @@ class Scanner {
         }
     }
 
-    /// The value of the last kValue.
+    /// The value of the last Token::Value.
     std::uint64_t value() const { return value_; }
 
   private:
@@ -125,7 +125,7 @@ class Scanner {
             return;
         }
         bool isOctal = *start == '0';
-        while (Traits(*at_).kind == Byte::kDigit) {
+        while (Traits(*at_).kind == Byte::Digit) {
             isOctal = isOctal && *at_ < '8';
             ++at_;
         }
@@ -165,7 +165,7 @@ class Scanner {
 // ----------------------------------------------------------------------------------------------------------- parser
 
 /// What waits for an operand to its right: a prefix operator, an open parenthesis, or a binary operator with its left
-/// operand. kEnd lies at the bottom.
+/// operand. Token::End lies at the bottom.
 struct Pending {
     Token token;
     std::uint64_t left;
@@ -180,7 +180,7 @@ static_assert(std::is_trivially_copyable_v<Pending>);
 /// Up to 800 states, which is 200 doubled twice, lie in the stack itself.
 class Stack {
   public:
-    Stack() { pending_[0] = {Token::kEnd, 0}; }
+    Stack() { pending_[0] = {Token::End, 0}; }
 
     /// Counts a symbol shifted. False when the stack is exhausted; nothing may follow then.
     bool shift() { return ++states_ != room_ || grow(); }
@@ -216,26 +216,25 @@ class Stack {
     Pending own_[kOwnRoom];  // last, and left as it is: what a text does not use costs it nothing
 };
 
-constexpr bool IsPrefix(Token token) { return token >= Token::kMinus; }
+constexpr bool IsPrefix(Token token) { return token >= Token::Minus; }
 
 /// How tightly a binary operator binds; less than the comma for what is none.
 constexpr int Precedence(Token token) { return static_cast<int>(token); }
-static_assert(Precedence(Token::kClose) < Precedence(Token::kComma) &&
-              Precedence(Token::kComma) < Precedence(Token::kOr) && Precedence(Token::kOr) < Precedence(Token::kXor) &&
-              Precedence(Token::kXor) < Precedence(Token::kAnd));
+static_assert(Precedence(Token::Close) < Precedence(Token::Comma) && Precedence(Token::Comma) < Precedence(Token::Or) &&
+              Precedence(Token::Or) < Precedence(Token::Xor) && Precedence(Token::Xor) < Precedence(Token::And));
 
 constexpr std::uint64_t Combine(Token token, std::uint64_t left, std::uint64_t right) {
     switch (token) {
-        case Token::kXor:
+        case Token::Xor:
             return left ^ right;
-        case Token::kAnd:
+        case Token::And:
             return left & right;
         default:
             return left | right;
     }
 }
 
-enum class Outcome : int { kAccepted = 0, kSyntaxError = 1, kExhausted = 2 };
+enum class Outcome : int { Accepted = 0, SyntaxError = 1, Exhausted = 2 };
 
 /// Reads the whole text. A token is asked for only when what to do depends on it, so the scanner's messages come in the
 /// order of the text and none after the message that ends the call.
@@ -244,44 +243,44 @@ Outcome Parse(Scanner& scanner, std::uint64_t& result) {
     for (;;) {
         // An operand must come, after any number of prefixes.
         Token token = scanner.next();
-        while (IsPrefix(token) || token == Token::kOpen) {
-            if (!stack.shift()) return Outcome::kExhausted;
+        while (IsPrefix(token) || token == Token::Open) {
+            if (!stack.shift()) return Outcome::Exhausted;
             stack.push(token, 0);
             token = scanner.next();
         }
-        if (token != Token::kValue) return Outcome::kSyntaxError;
-        if (!stack.shift()) return Outcome::kExhausted;
+        if (token != Token::Value) return Outcome::SyntaxError;
+        if (!stack.shift()) return Outcome::Exhausted;
         std::uint64_t operand = scanner.value();
 
         // The operand is complete; binary operators, closing parentheses or the end may come.
         for (;;) {
             while (IsPrefix(stack.top().token)) {
-                operand = stack.top().token == Token::kMinus ? 0 - operand : ~operand;
+                operand = stack.top().token == Token::Minus ? 0 - operand : ~operand;
                 stack.pop();
                 stack.reduce(1);
             }
             token = scanner.next();
-            if (token == Token::kValue || token == Token::kOpen || IsPrefix(token)) return Outcome::kSyntaxError;
+            if (token == Token::Value || token == Token::Open || IsPrefix(token)) return Outcome::SyntaxError;
 
             // What binds as tightly as the token or tighter takes the operand; before an end or ")" everything does.
-            const int precedence = std::max(Precedence(token), Precedence(Token::kComma));
+            const int precedence = std::max(Precedence(token), Precedence(Token::Comma));
             while (Precedence(stack.top().token) >= precedence) {
                 operand = Combine(stack.top().token, stack.top().left, operand);
                 stack.pop();
                 stack.reduce(2);
             }
-            if (token == Token::kEnd) {
-                if (stack.top().token != Token::kEnd) return Outcome::kSyntaxError;
+            if (token == Token::End) {
+                if (stack.top().token != Token::End) return Outcome::SyntaxError;
                 result = operand;
-                return Outcome::kAccepted;
+                return Outcome::Accepted;
             }
-            if (token != Token::kClose) break;
-            if (stack.top().token != Token::kOpen) return Outcome::kSyntaxError;
-            if (!stack.shift()) return Outcome::kExhausted;
+            if (token != Token::Close) break;
+            if (stack.top().token != Token::Open) return Outcome::SyntaxError;
+            if (!stack.shift()) return Outcome::Exhausted;
             stack.pop();
             stack.reduce(2);
         }
-        if (!stack.shift()) return Outcome::kExhausted;
+        if (!stack.shift()) return Outcome::Exhausted;
         stack.push(token, operand);
     }
 }
@@ -293,12 +292,12 @@ int EvalBitMask(uint64_t* result, const char* text, const BitMaskConstant* table
     std::uint64_t unwanted = 0;
     const Outcome outcome = Parse(scanner, result ? *result : unwanted);
     switch (outcome) {
-        case Outcome::kAccepted:
+        case Outcome::Accepted:
             break;
-        case Outcome::kSyntaxError:
+        case Outcome::SyntaxError:
             std::fputs("syntax error\n", stderr);
             break;
-        case Outcome::kExhausted:
+        case Outcome::Exhausted:
             std::fputs("memory exhausted\n", stderr);
             break;
     }

@@ -178,6 +178,9 @@ TEST(SetSystemNetBiosName, TakesOtherThanASCIIOfFewerThan512Bytes) {
     EXPECT_EQ(name(), longest);
     SetSystemNetBiosName_internal(text(longest + "\xC3\x84"));
     EXPECT_EQ(name(), longest) << "a longer one changes nothing";
+    longest += "X";
+    SetSystemNetBiosName_internal(text(longest));
+    EXPECT_EQ(name(), longest);
     SetSystemNetBiosName_internal(text(std::string(1000, 'A')));
     EXPECT_EQ(name(), std::string(1000, 'A')) << "ASCII is not copied";
 }
@@ -201,6 +204,21 @@ TEST(SetSystemNetBiosName, TakesTheHostsNameUpToItsFirstDot) {
         SetSystemNetBiosName_internal(nullptr);
         EXPECT_EQ(name(), expected);
     }
+    hostNameOfTest = nullptr;
+}
+
+TEST(SetSystemNetBiosName, TakesAHostNameOfFewerThan512Bytes) {
+    const std::string longest(511, 'X'), tooLong(512, 'X');
+    hostNameOfTest = longest.c_str();
+    SetSystemNetBiosName_internal(nullptr);
+    EXPECT_EQ(name(), longest);
+    // Some systems cut a longer one and end it with no NUL.
+    SetSystemNetBiosName_internal(CFSTR("NAME"));
+    hostNameOfTest = tooLong.c_str();
+    cutsHostNameOfTest = true;
+    SetSystemNetBiosName_internal(nullptr);
+    EXPECT_EQ(name(), longest);
+    cutsHostNameOfTest = false;
     hostNameOfTest = nullptr;
 }
 

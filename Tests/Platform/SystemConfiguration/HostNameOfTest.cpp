@@ -11,6 +11,10 @@ extern "C" __attribute__((visibility("default"))) int gethostname(char* name, si
     utsname system;
     const char* answer = hostNameOfTest;
     if (!answer && uname(&system) == 0) answer = system.nodename;
+    if (answer && cutsHostNameOfTest && std::strlen(answer) >= size) {
+        std::memcpy(name, answer, size);
+        return 0;
+    }
     if (!answer || !*answer || std::strlen(answer) >= size) {
         errno = ENAMETOOLONG;
         return -1;

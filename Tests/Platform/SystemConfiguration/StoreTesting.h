@@ -25,6 +25,8 @@
 
 /// What gethostname() answers in this program; null: what the kernel says, "": failure.
 inline std::atomic<const char*> hostNameOfTest{nullptr};
+/// Whether it cuts a name that is too long, and ends it with no NUL, instead of failing.
+inline std::atomic<bool> cutsHostNameOfTest{false};
 
 namespace StoreTesting {
 

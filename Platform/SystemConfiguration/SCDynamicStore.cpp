@@ -49,7 +49,7 @@ namespace {
 CFStringRef describeStore(const Object* object) {
     const auto* const store = static_cast<const __SCDynamicStore*>(object);
     Description description;
-    description.appendHeading("SCDynamicStore", store);
+    description.appendHeading(store);
     description.format("{name = ");
     description.append(store->name.get());
     if (store->context.copyDescription) {

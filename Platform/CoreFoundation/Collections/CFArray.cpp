@@ -137,7 +137,7 @@ CFHashCode hashArray(const Object* object) {
 CFStringRef describeArray(const Object* object) {
     const __CFArray* const array = static_cast<const __CFArray*>(object);
     Description description;
-    description.appendHeading("CFArray", array);
+    description.appendHeading(array);
     description.format("{type = %s, count = %ld, values = (\n", array->isMutable() ? "mutable-small" : "immutable",
                        array->count);
     for (CFIndex i = 0; i < array->count; ++i) {

@@ -160,7 +160,7 @@ CFHashCode hashHeap(const Object* object) {
 CFStringRef describeHeap(const Object* object) {
     const auto* const heap = static_cast<const __CFBinaryHeap*>(object);
     Description description;
-    description.appendHeading("CFBinaryHeap", heap);
+    description.appendHeading(heap);
     description.format("{count = %ld, capacity = %ld, objects = (\n", heap->count, heap->capacity);
     for (CFIndex i = 0; i < heap->count; ++i) {
         description.format("\t%ld : ", i);

@@ -144,7 +144,7 @@ CFHashCode hashVector(const Object* object) {
 CFStringRef describeVector(const Object* object) {
     const auto* const vector = static_cast<const __CFBitVector*>(object);
     Description description;
-    description.appendHeading("CFBitVector", vector);
+    description.appendHeading(vector);
     description.format("{count = %ld, capacity = %ld, objects = (\n", vector->count, vector->capacity);
     for (CFIndex line = 0; line < vector->count; line += kBits) {
         char text[kBits + 1] = {};

@@ -92,7 +92,7 @@ void finalizeTree(Object* object) noexcept { finalizeAs<__CFTree>(object); }
 CFStringRef describeTree(const Object* object) {
     const auto* const tree = static_cast<const __CFTree*>(object);
     Description description;
-    description.appendHeading("CFTree", tree);
+    description.appendHeading(tree);
     description.format("{children = %ld, context = ", tree->count);
     const auto info = Retained<const __CFString>::adopting(
         tree->context.copyDescription ? tree->context.copyDescription(tree->context.info) : nullptr);

@@ -79,7 +79,7 @@ CFStringRef describeAllocator(const Object* object) {
     const CFAllocatorContext& context = static_cast<const __CFAllocator*>(object)->context;
     const CFStringRef info = context.copyDescription ? context.copyDescription(context.info) : nullptr;
     Description description;
-    description.appendHeading("CFAllocator", object);
+    description.appendHeading(object);
     if (info) {
         description.format("{info = ");
         description.append(info);

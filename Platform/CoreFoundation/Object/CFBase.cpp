@@ -22,6 +22,12 @@ void destroy(const Object* object) noexcept {
     deallocateObject(dying, flags);
 }
 
+CFStringRef copyHeading(CFTypeRef cf) noexcept {
+    Description description;
+    description.appendHeading(cf);
+    return description.take();
+}
+
 }  // namespace
 
 namespace KXPlatform {
@@ -94,8 +100,8 @@ CFHashCode CFHash(CFTypeRef cf) {
 CFStringRef CFCopyDescription(CFTypeRef cf) {
     if (!cf) return nullptr;
     const Class& cls = *object(cf)->cls;
-    if (!cls.copyDescription) return createDescriptionHead(cf);
+    if (!cls.copyDescription) return copyHeading(cf);
     if (cls.isLeaf) return cls.copyDescription(object(cf));
     const DescribedObject described(cf);
-    return described.isByHeadOnly() ? createDescriptionHead(cf) : cls.copyDescription(object(cf));
+    return described.isByHeadOnly() ? copyHeading(cf) : cls.copyDescription(object(cf));
 }

@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 namespace KXPlatform {
@@ -18,30 +17,30 @@ void Description::format(const char* format, ...) noexcept {
     va_start(arguments, format);
     const int length = std::vsnprintf(piece, sizeof piece, format, arguments);
     va_end(arguments);
-    if (text_ && length > 0) CFStringAppendCString(text_, piece, kCFStringEncodingASCII);
+    if (!text_ || length <= 0) return;
+    const CFIndex whole = CFStringGetLength(text_) + length;
+    CFStringAppendCString(text_, piece, kCFStringEncodingASCII);
+    expect(whole);
 }
 
 void Description::append(CFStringRef text) noexcept {
     if (!text) return format("(null)");
-    if (text_) CFStringAppend(text_, text);
+    if (!text_) return;
+    const CFIndex whole = CFStringGetLength(text_) + CFStringGetLength(text);
+    CFStringAppend(text_, text);
+    expect(whole);
 }
 
-void Description::appendHeading(const char* name, CFTypeRef object) noexcept {
-    format("<%s %p [%p]>", name, object, static_cast<const void*>(CFGetAllocator(object)));
+void Description::appendHeading(CFTypeRef cf) noexcept { appendHeading(typeName(object(cf)->cls->typeID), cf); }
+
+void Description::appendHeading(const char* name, CFTypeRef cf) noexcept {
+    format("<%s %p [%p]>", name, cf, static_cast<const void*>(CFGetAllocator(cf)));
+}
+
+void Description::expect(CFIndex length) noexcept {
+    if (CFStringGetLength(text_) != length) CFRelease(std::exchange(text_, nullptr));
 }
 
 CFStringRef Description::take() noexcept { return std::exchange(text_, nullptr); }
-
-CFMutableStringRef createDescriptionHead(CFTypeRef cf) noexcept {
-    const CFMutableStringRef head = CFStringCreateMutable(kCFAllocatorSystemDefault, 0);
-    if (!head) return nullptr;
-    char text[128];
-    std::snprintf(text, sizeof text, "<%s %p [%p]>", typeName(object(cf)->cls->typeID), cf,
-                  static_cast<const void*>(CFGetAllocator(cf)));
-    CFStringAppendCString(head, text, kCFStringEncodingASCII);
-    if (CFStringGetLength(head) == static_cast<CFIndex>(std::strlen(text))) return head;
-    CFRelease(head);
-    return nullptr;
-}
 
 }  // namespace KXPlatform

@@ -8,7 +8,7 @@
 
 namespace KXPlatform {
 
-/// A text under construction. Pieces that cannot be appended for want of memory are left out.
+/// A text under construction: it becomes whole, or nothing where memory is short.
 class Description {
   public:
     Description() noexcept;
@@ -22,18 +22,19 @@ class Description {
     /// Appends `text`; null appends "(null)".
     void append(CFStringRef text) noexcept;
 
-    /// Appends "<Name 0x... [0x...]>": the object's address and that of its allocator.
-    void appendHeading(const char* name, CFTypeRef object) noexcept;
+    /// Appends "<CFNumber 0x55d0 [0x7f31]>", the head of every description: the type, the object and its allocator. The
+    /// second form is for types that go by another name.
+    void appendHeading(CFTypeRef cf) noexcept;
+    void appendHeading(const char* name, CFTypeRef cf) noexcept;
 
     /// The finished text, with a reference for the caller. Null when there was no memory.
     CFStringRef take() noexcept;
 
   private:
+    /// Drops the text unless it has become this long.
+    void expect(CFIndex length) noexcept;
+
     CFMutableStringRef text_;
 };
-
-/// "<CFNumber 0x55d0 [0x7f31]>", the head of every description: the type, the object and its allocator. The new
-/// string is mutable, for the description to be appended to. Null when there is no memory.
-CFMutableStringRef createDescriptionHead(CFTypeRef cf) noexcept;
 
 }  // namespace KXPlatform

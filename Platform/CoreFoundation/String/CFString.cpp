@@ -60,14 +60,12 @@ CFHashCode hashString(const Object* object) {
 }
 
 CFStringRef copyStringDescription(const Object* object) {
-    const CFMutableStringRef description = createDescriptionHead(object);
-    if (!description) return nullptr;
-    if (appendPrinted(description, "{contents = \"") &&
-        replaceText(description, {description->length, 0}, view(static_cast<const __CFString*>(object))) &&
-        appendPrinted(description, "\"}"))
-        return description;
-    CFRelease(description);
-    return nullptr;
+    Description description;
+    description.appendHeading(object);
+    description.format("{contents = \"");
+    description.append(static_cast<CFStringRef>(object));
+    description.format("\"}");
+    return description.take();
 }
 
 }  // namespace

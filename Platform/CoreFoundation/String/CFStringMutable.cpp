@@ -172,17 +172,6 @@ bool replaceUnits(CFMutableStringRef string, CFRange range, std::u16string_view 
     return replaceText(string, range, length > 0 ? TextView{nullptr, asUnits(units.data()), length} : view(nullptr));
 }
 
-bool appendPrinted(CFMutableStringRef target, const char* format, ...) noexcept {
-    if (!target) return false;
-    char text[256];
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int length = std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof text) return false;
-    return appendASCII(target, {text, static_cast<std::size_t>(length)});
-}
-
 }  // namespace KXPlatform
 
 CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength) {

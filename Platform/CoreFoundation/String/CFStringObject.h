@@ -135,8 +135,4 @@ inline bool replaceAllUnits(CFMutableStringRef string, std::u16string_view units
     return string && replaceUnits(string, {0, string->length}, units);
 }
 
-/// Appends what printf would write, ASCII in all its parts and less than 256 characters; nothing of what is longer. For
-/// building descriptions.
-[[gnu::format(printf, 2, 3)]] bool appendPrinted(CFMutableStringRef string, const char* format, ...) noexcept;
-
 }  // namespace KXPlatform

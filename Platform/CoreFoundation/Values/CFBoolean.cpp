@@ -17,7 +17,7 @@ CFHashCode hashBoolean(const Object* object) { return object == kCFBooleanTrue ?
 
 CFStringRef describeBoolean(const Object* object) {
     Description description;
-    description.appendHeading("CFBoolean", object);
+    description.appendHeading(object);
     description.format("{value = %s}", object == kCFBooleanTrue ? "true" : "false");
     return description.take();
 }

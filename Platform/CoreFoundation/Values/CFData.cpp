@@ -102,7 +102,7 @@ CFStringRef describeData(const Object* object) {
     const __CFData* const data = static_cast<const __CFData*>(object);
     const CFIndex capacity = data->isMutable() ? static_cast<const MutableData*>(data)->capacity : data->length;
     Description description;
-    description.appendHeading("CFData", data);
+    description.appendHeading(data);
     description.format("{length = %ld, capacity = %ld, bytes = 0x", data->length, capacity);
     for (CFIndex i = 0; i < data->length; ++i) {
         if (data->length > kWhole && i == kFirst) {

@@ -159,7 +159,7 @@ CFStringRef describeDate(const Object* object) {
     const __CFDate* const date = static_cast<const __CFDate*>(object);
     const CFGregorianDate g = CFAbsoluteTimeGetGregorianDate(date->time, nullptr);
     Description description;
-    description.appendHeading("CFDate", date);
+    description.appendHeading(date);
     description.format("{time = %04d-%02d-%02d %02d:%02d:%02d +0000}", g.year, g.month, g.day, g.hour, g.minute,
                        static_cast<int>(g.second));
     return description.take();

@@ -175,7 +175,7 @@ CFHashCode hashNumber(const Object* object) {
 CFStringRef describeNumber(const Object* object) {
     const __CFNumber* const number = static_cast<const __CFNumber*>(object);
     Description description;
-    description.appendHeading("CFNumber", number);
+    description.appendHeading(number);
     if (!number->isReal()) {
         if (number->isBeyondSInt64()) {
             description.format("{value = +%llu", static_cast<unsigned long long>(number->unsignedValue()));

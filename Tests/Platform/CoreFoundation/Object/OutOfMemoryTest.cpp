@@ -148,6 +148,22 @@ TEST_F(OutOfMemory, DescriptionsAreGivenOrNot) {
     testing::internal::GetCapturedStderr();
 }
 
+TEST_F(OutOfMemory, DescriptionsAreNeverCutShort) {
+    const auto uuid = hold(CFUUIDCreate(nullptr));
+    const auto real = Values::real(2.5);
+    const auto data = hold(CFDataCreateMutable(nullptr, 0));
+    CFDataSetLength(data, 200);
+    for (const CFTypeRef object : std::initializer_list<CFTypeRef>{uuid, real, data, wideText(), kCFNull}) {
+        const auto whole = hold(CFCopyDescription(object));
+        bool isWholeOrNone = true;
+        failEachRequest("description", [&] {
+            const auto made = hold(CFCopyDescription(object));
+            if (made && !CFEqual(made, whole)) isWholeOrNone = false;
+        });
+        EXPECT_TRUE(isWholeOrNone) << Held::utf8(whole);
+    }
+}
+
 TEST_F(OutOfMemory, PropertyListsAreReadAndWrittenOrNot) {
     const auto list = someList();
     for (const CFPropertyListFormat format : {kCFPropertyListXMLFormat_v1_0, kCFPropertyListBinaryFormat_v1_0}) {

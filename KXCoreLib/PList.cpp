@@ -358,7 +358,7 @@ const char* PListValueError::what() const noexcept { return "PListValueError"; }
 void _GetStringData(std::vector<wchar_t>& out, CFStringRef string) {
     static_assert(sizeof(wchar_t) == 4, "a wide character holds a code point");
     const CFIndex length = string ? CFStringGetLength(string) : 0;
-    out.resize(static_cast<std::size_t>(length) + 1);
+    out.resize(static_cast<std::size_t>(length));  // a character takes one unit or two
     CFIndex used = 0;
     if (length > 0) {
         CFStringGetBytes(string, CFRangeMake(0, length), kCFStringEncodingUTF32LE, 0, false,

@@ -50,6 +50,14 @@ TEST(PListNode, AKeyThatIsNoUTF8LeadsNowhere) {
     EXPECT_EQ(locationOf<PListItemMissingError>([&] { (node / "B").getValue(raw); }), L"info [/\u00FF]");
 }
 
+TEST(PListNode, OfNoListLeadsToItself) {
+    const PListNode& nowhere = PListArrayIter(nullptr).next();
+    EXPECT_EQ(&(nowhere / "A"), &nowhere);
+    EXPECT_EQ(&(nowhere / "\xFF"), &nowhere);
+    EXPECT_EQ(&(nowhere / CFSTR("A")), &nowhere);
+    EXPECT_EQ(&PListArrayIter(&nowhere).next(), &nowhere);
+}
+
 TEST(PListNode, AStepThatLeadsNowhereIsNoError) {
     const PListNavigator list(info(Dict().set("A", text("x"))));
     EXPECT_FALSE((list.root() / "B").value());

@@ -341,6 +341,8 @@ class Place:
         if cursor.kind == Kind.FIELD_DECL or cursor.kind in (Kind.VAR_DECL, Kind.PARM_DECL, Kind.CASE_STMT) and \
                 (child.kind in LITERALS or cursor.type.kind == TypeKind.CONSTANTARRAY):
             constant = True  # an extent, a width, a label, what a constant may be made of
+        if not self.function or child.extent.end.offset <= cursor.location.offset and cursor.kind == Kind.VAR_DECL:
+            constant = True
         last = self.last
         if cursor.kind in (Kind.COMPOUND_STMT, *FUNCTIONS) and child != list(cursor.get_children())[-1]:
             last = False

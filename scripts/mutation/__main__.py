@@ -97,12 +97,14 @@ def digest(paths):
     return total.hexdigest()
 
 
-def examine(component, mutants, results, presets, jobs):
-    """Finds out about all mutants of a component that nothing is known of."""
+def examine(component, mutants, results, entries, presets, jobs):
+    """Finds out about all mutants of a component that nothing is known of. Those that are listed as equivalent are tried
+    in the first build alone."""
     progress = Progress(component.name)
     folder = ROOT / "build/mutants" / component.name
     for preset in presets:
-        pending = [mutant for mutant in mutants if not results.judged(mutant, preset)]
+        pending = [mutant for mutant in mutants if not results.judged(mutant, preset)
+                   and not (preset != presets[0] and equivalents.of(entries, mutant))]
         if not pending:
             continue
         build = Build(preset)
@@ -223,7 +225,7 @@ def main():
                     if arguments.show:
                         print(f"- {mutant.before}\n+ {mutant.after}")
             continue
-        examine(component, mutants, results, PRESETS[:1] if arguments.quick else PRESETS, arguments.jobs)
+        examine(component, mutants, results, entries, PRESETS[:1] if arguments.quick else PRESETS, arguments.jobs)
         rows.append(summary(component, mutants, results, entries))
     if not rows:
         return

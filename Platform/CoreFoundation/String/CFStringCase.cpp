@@ -6,6 +6,8 @@
 #include <unicode/ustring.h>
 #include <unicode/utf16.h>
 
+#include <algorithm>
+
 using namespace KXPlatform;
 
 // No locale objects can be made on this platform: a locale is null here and stands for the root, whose rules are
@@ -57,10 +59,11 @@ std::span<char> asciiBytes(CFMutableStringRef string) noexcept {
     return {const_cast<char*>(string->text.ascii), static_cast<std::size_t>(string->length)};
 }
 
-/// Whether a word goes on behind a character. Cased letters make words; what is case-ignorable (an apostrophe, a full
-/// stop, a combining mark) lies within a word or between words, whichever it stands in; all else ends a word, digits
-/// too: "2nd-hand" becomes "2Nd-Hand", "don't" becomes "Don't".
+/// Whether a word goes on behind a character. Cased letters make words; what is case-ignorable (an apostrophe, a
+/// combining mark) lies within a word or between words, whichever it stands in; all else ends a word, a full stop and
+/// digits too: "a.b" becomes "A.B", "2nd-hand" becomes "2Nd-Hand", "don't" becomes "Don't".
 bool isInWordAfter(UChar32 c, bool wasInWord) noexcept {
+    if (c == '.') return false;
     if (u_hasBinaryProperty(c, UCHAR_CASE_IGNORABLE)) return wasInWord;
     return u_hasBinaryProperty(c, UCHAR_CASED) != 0;
 }
@@ -127,6 +130,22 @@ const UNormalizer2* normalizer(CFStringNormalizationForm form) noexcept {
     return nullptr;
 }
 
+std::u16string normalized(const UNormalizer2* form, std::u16string text);
+
+/// Compatibility composition. A half-width voicing mark becomes an ordinary one, but does not join the letter before
+/// it.
+std::u16string compatiblyComposed(const UNormalizer2* form, std::u16string text) {
+    const auto isVoicing = [](char16_t unit) { return isHalfwidthVoicing(unit); };
+    if (std::ranges::none_of(text, isVoicing)) return normalized(form, std::move(text));
+    std::u16string result;
+    for (auto start = text.cbegin(); start != text.cend();) {
+        const auto end = std::find_if(start + 1, text.cend(), isVoicing);
+        result += normalized(form, {start, end});
+        start = end;
+    }
+    return result;
+}
+
 std::u16string normalized(const UNormalizer2* form, std::u16string text) {
     orderLongMarkRuns(text);
     const auto length = static_cast<int32_t>(text.size());
@@ -170,7 +189,8 @@ void CFStringNormalize(CFMutableStringRef theString, CFStringNormalizationForm t
     // ASCII is its own normal form in all four.
     if (!isChangeable(theString) || !theString->isWide()) return;
     const UNormalizer2* const form = normalizer(theForm);
-    if (form) rewrite(theString, [form](auto text) { return normalized(form, std::move(text)); });
+    const auto apply = theForm == kCFStringNormalizationFormKC ? compatiblyComposed : normalized;
+    if (form) rewrite(theString, [form, apply](auto text) { return apply(form, std::move(text)); });
 }
 
 void CFStringFold(CFMutableStringRef theString, CFStringCompareFlags theFlags, CFLocaleRef) {

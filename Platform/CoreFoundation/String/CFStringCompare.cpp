@@ -3,6 +3,7 @@
 
 #include <unicode/ucol.h>
 #include <unicode/uloc.h>
+#include <unicode/utf16.h>
 
 #include <cstring>
 #include <string_view>
@@ -87,19 +88,43 @@ CFComparisonResult compareNumbers(FoldedReader& a, FoldedReader& b) {
     }
 }
 
-/// By the units of the folded forms, numbers by their value where `numerically` says so.
+constexpr bool isLead(int unit) noexcept { return unit >= 0xD800 && unit < 0xDC00; }
+constexpr bool isTrail(int unit) noexcept { return unit >= 0xDC00 && unit < 0xE000; }
+
+/// The code point that begins at the reader's place, or kEnd.
+int readCodePoint(FoldedReader& reader) {
+    const int unit = reader.peek();
+    if (!isLead(unit)) return unit;
+    reader.advance();
+    const int second = reader.peek();
+    return isTrail(second) ? U16_GET_SUPPLEMENTARY(unit, second) : unit;
+}
+
+/// The order of the code points that differ where the readers stand; `before` is the unit before both.
+CFComparisonResult compareCodePoints(int before, FoldedReader& a, FoldedReader& b) {
+    const bool completesA = isLead(before) && isTrail(a.peek());
+    const bool completesB = isLead(before) && isTrail(b.peek());
+    if (completesA != completesB) return completesA ? kCFCompareGreaterThan : kCFCompareLessThan;
+    return resultOf(completesA ? a.peek() - b.peek() : readCodePoint(a) - readCodePoint(b));
+}
+
+/// By the code points of the folded forms, without folding by units; numbers by their value where `numerically` says
+/// so.
 CFComparisonResult compareFolded(TextView a, TextView b, const Folding& folding, bool numerically) {
     FoldedReader left(a, folding), right(b, folding);
+    int before = FoldedReader::kEnd;
     for (;;) {
         const int x = left.peek(), y = right.peek();
         if (numerically && isDigit(x) && isDigit(y)) {
             const CFComparisonResult result = compareNumbers(left, right);
             if (result != kCFCompareEqualTo) return result;
+            before = x;
             continue;
         }
         // The end sorts before every unit.
-        if (x != y) return x < y ? kCFCompareLessThan : kCFCompareGreaterThan;
+        if (x != y) return folding.any() ? compareCodePoints(before, left, right) : resultOf(x - y);
         if (x == FoldedReader::kEnd) return kCFCompareEqualTo;
+        before = x;
         left.advance();
         right.advance();
     }

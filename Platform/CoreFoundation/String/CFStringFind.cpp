@@ -2,6 +2,7 @@
 #include "CFStringSupport.h"
 
 #include <CoreFoundation/CFArray.h>
+#include <unicode/utf16.h>
 
 #include <atomic>
 #include <cstring>
@@ -159,8 +160,9 @@ CFIndex withUnits(TextView text, TextView pattern, Work work) noexcept {
 /// Finds a pattern in a text, match after match, none overlapping the one before.
 ///
 /// A literal search goes over the text itself. A search by likeness goes over the folded forms, where a match counts
-/// when it begins and ends with whole sequences of the text: "e" is not found in "é" written as two characters, nor
-/// "s" in "ß". ASCII text needs no folded copy: folding keeps its length, and each character is a sequence.
+/// when it begins and ends with whole sequences of the text: "s" is not found in "ß", nor, under canonical folding, "e"
+/// in "é" written as two characters. ASCII text needs no folded copy: folding keeps its length, and each character is a
+/// sequence.
 class Search {
   public:
     /// May throw std::bad_alloc.
@@ -226,6 +228,10 @@ class Search {
             folder.append(text_.part(at, end - at), foldedText_);
             starts_.resize(foldedText_.size(), kNowhere);
             if (foldedText_.size() > first) starts_[first] = at;
+            // A surrogate pair may be taken apart, as it may in a literal search.
+            if (!folding.canonical && foldedText_.size() == first + 2 && U16_IS_LEAD(text_[at])) {
+                starts_[first + 1] = at + 1;
+            }
             at = end;
         }
         starts_.push_back(text_.length);

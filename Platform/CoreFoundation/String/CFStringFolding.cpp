@@ -55,9 +55,6 @@ void eachCharacter(const std::u16string& text, Handle handle) {
     }
 }
 
-constexpr UChar32 kHalfwidthVoiced = 0xFF9E;
-constexpr UChar32 kHalfwidthSemivoiced = 0xFF9F;
-
 /// Blocks in which nothing continues a sequence, so that most text is not looked up: Greek and Cyrillic letters, and
 /// the East Asian scripts from Hangul letters for old compatibility to the last Hangul syllable.
 constexpr bool isInPlainBlock(UChar32 c) noexcept {
@@ -65,10 +62,11 @@ constexpr bool isInPlainBlock(UChar32 c) noexcept {
            (c >= 0xAC00 && c <= 0xD7A3);
 }
 
+/// Of canonical folding: whether a character belongs to the sequence before it.
 bool continuesSequence(UChar32 c, const Folding& folding) noexcept {
     if (isInPlainBlock(c)) return false;
     if ((U_GET_GC_MASK(c) & U_GC_M_MASK) != 0) return true;
-    if (c == kHalfwidthVoiced || c == kHalfwidthSemivoiced) return folding.widthless;
+    if (isHalfwidthVoicing(static_cast<char32_t>(c))) return folding.widthless;
     // What composes with a character before it without being a mark: the inner letters of Hangul syllables.
     const UNormalizer2* const nfc = canonicalComposition();
     return nfc && !unorm2_hasBoundaryBefore(nfc, c);
@@ -80,13 +78,17 @@ bool isDiacritic(UChar32 c) noexcept {
     return c >= kFirstMark && u_charType(c) == U_NON_SPACING_MARK && u_getCombiningClass(c) != 0;
 }
 
+/// What diacritic folding concerns: Latin, Greek, Cyrillic and what stands among them.
+constexpr bool isOfMarkedScript(UChar32 c) noexcept { return c < 0x510 || (c >= 0x1E00 && c < 0x2000); }
+
+/// Only after such a letter is a diacritic folded away: a mark alone stays, and kana keep their voice marks.
+bool losesMarks(UChar32 c) noexcept { return isOfMarkedScript(c) && u_isalpha(c); }
+
 /// Each step puts its result into `text`; `result` is memory to work in.
 void foldWidth(std::u16string& text, std::u16string& result) {
     const UNormalizer2* const nfkc = compatibilityComposition();
-    const UNormalizer2* const nfc = canonicalComposition();
-    if (!nfkc || !nfc) return;
+    if (!nfkc) return;
     result.clear();
-    UChar32 previous = U_SENTINEL;
     eachCharacter(text, [&](UChar32 c) {
         const int type = u_getIntPropertyValue(c, UCHAR_DECOMPOSITION_TYPE);
         UChar32 ordinary = c;
@@ -97,16 +99,7 @@ void foldWidth(std::u16string& text, std::u16string& result) {
             // Every such mapping is one character.
             if (U_SUCCESS(status) && length > 0) U16_GET(mapped, 0, 0, length, ordinary);
         }
-        // A half-width voicing mark is a character of its own; the ordinary form is the voiced letter.
-        if ((c == kHalfwidthVoiced || c == kHalfwidthSemivoiced) && previous != U_SENTINEL) {
-            const UChar32 voiced = unorm2_composePair(nfc, previous, ordinary);
-            if (voiced >= 0) {
-                result.pop_back();  // every letter that takes such a mark is one unit
-                ordinary = voiced;
-            }
-        }
         append(result, ordinary);
-        previous = ordinary;
     });
     text.swap(result);
 }
@@ -145,28 +138,26 @@ void removeDiacritics(std::u16string& text, std::u16string& result) {
     const UNormalizer2* const nfd = canonicalDecomposition();
     if (!nfd) return;
     result.clear();
+    bool afterLetter = false;
     eachCharacter(text, [&](UChar32 c) {
-        char16_t parts[8];
-        UErrorCode status = U_ZERO_ERROR;
-        const int32_t length = c < 0xC0 ? -1 : unorm2_getDecomposition(nfd, c, parts, 8, &status);
-        if (length < 0 || U_FAILURE(status)) {
-            if (!isDiacritic(c)) append(result, c);
+        if (isDiacritic(c)) {
+            if (!afterLetter) append(result, c);
             return;
         }
-        // A character is taken apart only for the sake of a mark in it: a Hangul syllable stays whole.
-        const std::size_t before = result.size();
-        bool marked = false;
+        afterLetter = losesMarks(c);
+        char16_t parts[8];
+        UErrorCode status = U_ZERO_ERROR;
+        const int32_t length =
+            c < 0xC0 || !isOfMarkedScript(c) ? -1 : unorm2_getDecomposition(nfd, c, parts, 8, &status);
+        if (length < 0 || U_FAILURE(status)) {
+            append(result, c);
+            return;
+        }
         for (int32_t i = 0; i < length;) {
             UChar32 part;
             U16_NEXT(parts, i, length, part);
-            if (isDiacritic(part))
-                marked = true;
-            else
-                append(result, part);
+            if (!isDiacritic(part)) append(result, part);
         }
-        if (marked) return;
-        result.resize(before);
-        append(result, c);
     });
     text.swap(result);
 }
@@ -175,10 +166,15 @@ void removeDiacritics(std::u16string& text, std::u16string& result) {
 
 CFIndex sequenceEnd(TextView text, CFIndex start, const Folding& folding) noexcept {
     if (!text.isWide()) return start + 1;
-    CFIndex end = start + U16_LENGTH(characterAt(text, start));
+    UChar32 first = characterAt(text, start);
+    CFIndex end = start + U16_LENGTH(first);
+    if (!folding.canonical) {
+        if (folding.widthless && first >= 0xFF01 && first <= 0xFF5E) first -= 0xFF01 - '!';
+        if (!folding.unmarked || !losesMarks(first)) return end;
+    }
     while (end < text.length) {
         const UChar32 next = characterAt(text, end);
-        if (!continuesSequence(next, folding)) break;
+        if (folding.canonical ? !continuesSequence(next, folding) : !isDiacritic(next)) break;
         end += U16_LENGTH(next);
     }
     return end;

@@ -1,13 +1,15 @@
 #pragma once
 
 // Likeness of text: what "case-insensitive", "non-literal", "diacritic-insensitive" and "width-insensitive" mean for
-// comparing, finding and folding. Text is taken apart into sequences (a base character with the marks that belong to
-// it), and each sequence has one folded form; texts are alike when their folded forms are equal.
+// comparing, finding and folding. Text is taken apart into sequences, and each has one folded form; texts are alike
+// when their folded forms are equal. Under canonical folding a sequence is a base character with the marks that belong
+// to it; otherwise it is one character, with the marks after it where diacritics are folded away.
 //
 //     case         full case folding of Unicode: "ß" is like "SS"
 //     canonical    canonical decomposition: "é" is like "e" with U+0301
-//     diacritics   canonical decomposition without the non-spacing marks that attach to a base: "é" is like "e"
-//     width        the ordinary form of half-width and full-width characters: "Ａ" is like "A"
+//     diacritics   of Latin, Greek and Cyrillic (below U+0510, U+1E00 to U+1FFF), canonical decomposition without the
+//                  non-spacing marks that attach to a letter: "é" is like "e"
+//     width        the ordinary form of half-width and full-width characters, one by one: "Ａ" is like "A"
 
 #include "CFStringObject.h"
 
@@ -33,6 +35,10 @@ struct Folding {
 
 constexpr char asciiLower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 constexpr char asciiUpper(char c) noexcept { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
+
+/// The half-width voicing marks of kana: characters of their own, which join the letter before them under canonical
+/// folding only.
+constexpr bool isHalfwidthVoicing(char32_t c) noexcept { return c == 0xFF9E || c == 0xFF9F; }
 
 /// Units below this neither continue a sequence nor need a look at what stands before them.
 constexpr UniChar kFirstMark = 0x300;

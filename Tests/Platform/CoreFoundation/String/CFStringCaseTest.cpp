@@ -90,6 +90,12 @@ TEST(CFStringCase, TakesDigitsAsTheEndOfAWord) {
     EXPECT_EQ(capitalized(u"2nd \u00E9"), u"2Nd \u00C9");
 }
 
+TEST(CFStringCase, TakesAFullStopAsTheEndOfAWord) {
+    EXPECT_EQ(capitalized(u"a.b.c"), u"A.B.C");
+    EXPECT_EQ(capitalized(u"\u00E9.\u00E9 e.g. X"), u"\u00C9.\u00C9 E.G. X");
+    EXPECT_EQ(capitalized(u"a:b"), u"A:b") << "a colon does not";
+}
+
 TEST(CFStringCase, TakesApostrophesIntoAWord) {
     EXPECT_EQ(capitalized(u"don't o'NEIL"), u"Don't O'neil");
     EXPECT_EQ(capitalized(u"don\u2019t"), u"Don\u2019t");
@@ -146,6 +152,14 @@ TEST(CFStringNormalize, KnowsTheFourForms) {
     EXPECT_EQ(normalized(in, kCFStringNormalizationFormKC), u"\u00E9fi\u00E9\uAC01");
 }
 
+TEST(CFStringNormalize, JoinsNoHalfwidthVoicingMark) {
+    EXPECT_EQ(normalized(u"\uFF76\uFF9E", kCFStringNormalizationFormKC), u"\u30AB\u3099");
+    EXPECT_EQ(normalized(u"x\uFF8A\uFF9F\uFF9Fe\u0301", kCFStringNormalizationFormKC), u"x\u30CF\u309A\u309A\u00E9");
+    EXPECT_EQ(normalized(u"\uFF9E", kCFStringNormalizationFormKC), u"\u3099");
+    EXPECT_EQ(normalized(u"\u30AB\u3099", kCFStringNormalizationFormKC), u"\u30AC");
+    EXPECT_EQ(normalized(u"\uFF76\uFF9E", kCFStringNormalizationFormKD), u"\u30AB\u3099");
+}
+
 TEST(CFStringNormalize, OrdersMarks) {
     EXPECT_EQ(normalized(u"a\u0307\u0323", kCFStringNormalizationFormD), u"a\u0323\u0307");
     EXPECT_EQ(normalized(u"q\u0307\u0323", kCFStringNormalizationFormC), u"q\u0323\u0307");
@@ -183,12 +197,23 @@ TEST(CFStringFold, FoldsDiacritics) {
     EXPECT_EQ(fold(u"\u00F8 \uAC01", kCFCompareDiacriticInsensitive), u"\u00F8 \uAC01");
 }
 
+TEST(CFStringFold, FoldsDiacriticsOfLatinGreekAndCyrillicOnly) {
+    const auto folded = [](const std::u16string& text) { return fold(text, kCFCompareDiacriticInsensitive); };
+    EXPECT_EQ(folded(u"\u1F80 \u0439 \u1EA5 \u01D7"), u"\u03B1 \u0438 a U");
+    EXPECT_EQ(folded(u"\u037E \u0387 \u1FFD"), u"; \u00B7 \u00B4") << "what is the same character";
+    EXPECT_EQ(folded(u"x\u0301\u0323y a\u20D7"), u"xy a");
+    EXPECT_EQ(folded(u"\u050F\u0301 \u0510\u0301"), u"\u050F \u0510\u0301") << "the last letter concerned";
+    for (const char16_t* const kept : {u"\u0301", u" \u0301", u"1\u0301", u"\u304C", u"\u304B\u3099", u"\u05E9\u05C1",
+                                       u"\uFB1D", u"\u0626", u"\u0958", u"\u212B", u"\u00A8", u"\u00F8"})
+        EXPECT_EQ(folded(kept), kept);
+}
+
 TEST(CFStringFold, FoldsTextsThatBecomeFourTimesAsLongInBetween) {
     EXPECT_EQ(fold(std::u16string(100, u'\u1F82'), kCFCompareDiacriticInsensitive), std::u16string(100, u'\u03B1'));
 }
 
 TEST(CFStringFold, FoldsWidth) {
-    EXPECT_EQ(fold(u"\uFF21\uFF11\u3000\uFF76\uFF9E\uFFE6", kCFCompareWidthInsensitive), u"A1 \u30AC\u20A9");
+    EXPECT_EQ(fold(u"\uFF21\uFF11\u3000\uFF76\uFF9E\uFFE6", kCFCompareWidthInsensitive), u"A1 \u30AB\u3099\u20A9");
 }
 
 TEST(CFStringFold, FoldsAllTogether) {

@@ -192,7 +192,25 @@ TEST(CFStringCompare, IgnoresDiacritics) {
     EXPECT_EQ(compare(u"\u00E9", u"E", kCFCompareDiacriticInsensitive), kGreater);
     EXPECT_EQ(compare(u"\u00E9", u"E", kCFCompareDiacriticInsensitive | kCFCompareCaseInsensitive), kEqual);
     EXPECT_EQ(compare(u"\u0130", u"i", kCFCompareDiacriticInsensitive | kCFCompareCaseInsensitive), kEqual);
-    EXPECT_EQ(compare(u"\u0301", u"", kCFCompareDiacriticInsensitive), kEqual);
+    EXPECT_EQ(compare(u"\u0301", u"", kCFCompareDiacriticInsensitive), kGreater) << "a mark alone stays";
+    EXPECT_EQ(compare(u"\u304C", u"\u304B", kCFCompareDiacriticInsensitive), kGreater) << "kana keep theirs";
+    EXPECT_EQ(compare(u"e\u0301", u"e", kCFCompareDiacriticInsensitive | kCFCompareNonliteral), kEqual);
+    EXPECT_EQ(compare(u"\u304C", u"\u304B", kCFCompareDiacriticInsensitive | kCFCompareNonliteral), kGreater);
+}
+
+TEST(CFStringCompare, OrdersFoldedTextByCodePointAndOtherByUnit) {
+    const std::u16string lead(1, char16_t{0xD83D}), trail(1, char16_t{0xDE00});
+    for (const CFStringCompareFlags flags : {1u, 16u, 128u, 256u}) {
+        EXPECT_EQ(compare(u"\u00E9\uFFFD", u"\u00E9\U0001F600", flags), kLess) << flags;
+        EXPECT_EQ(compare(u"\U0001F601", u"\U0001F600", flags), kGreater) << flags;
+        EXPECT_EQ(compare(u"\U0001F600", u"\U00010400", flags), kGreater) << flags;
+        EXPECT_EQ(compare(lead + u"\uFFFD", u"\U0001F600", flags), kLess) << flags << ": half a pair is below a pair";
+        EXPECT_EQ(compare(lead + u"\uFFFD", u"\uFFFDx", flags), kLess) << flags;
+        EXPECT_EQ(compare(lead, u"\U0001F600", flags), kLess) << flags;
+        EXPECT_EQ(compare(trail, u"\uE000", flags), kLess) << flags;
+    }
+    EXPECT_EQ(compare(u"\u00E9\uFFFD", u"\u00E9\U0001F600"), kGreater);
+    EXPECT_EQ(compare(u"\u00E9\uFFFD", u"\u00E9\U0001F600", kCFCompareNumerically), kGreater);
 }
 
 TEST(CFStringCompare, TakesLettersThatOnlyLookMarkedAsTheyAre) {
@@ -204,8 +222,9 @@ TEST(CFStringCompare, TakesLettersThatOnlyLookMarkedAsTheyAre) {
 TEST(CFStringCompare, IgnoresWidth) {
     EXPECT_EQ(compare(u"\uFF21\uFF42\uFF11", u"Ab1", kCFCompareWidthInsensitive), kEqual);
     EXPECT_EQ(compare(u"\uFF76", u"\u30AB", kCFCompareWidthInsensitive), kEqual);
-    EXPECT_EQ(compare(u"\uFF76\uFF9E", u"\u30AC", kCFCompareWidthInsensitive), kEqual);
-    EXPECT_EQ(compare(u"\uFF8A\uFF9F", u"\u30D1", kCFCompareWidthInsensitive), kEqual);
+    EXPECT_EQ(compare(u"\uFF76\uFF9E", u"\u30AB\u3099", kCFCompareWidthInsensitive), kEqual);
+    EXPECT_EQ(compare(u"\uFF76\uFF9E", u"\u30AC", kCFCompareWidthInsensitive), kLess);
+    EXPECT_EQ(compare(u"\uFF8A\uFF9F", u"\u30D1", kCFCompareWidthInsensitive | kCFCompareNonliteral), kEqual);
     EXPECT_EQ(compare(u"\u3000", u" ", kCFCompareWidthInsensitive), kEqual);
     EXPECT_EQ(compare(u"\uFF21", u"a", kCFCompareWidthInsensitive), kLess);
     EXPECT_EQ(compare(u"\uFF21", u"a", kCFCompareWidthInsensitive | kCFCompareCaseInsensitive), kEqual);

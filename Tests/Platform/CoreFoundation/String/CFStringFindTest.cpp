@@ -219,13 +219,26 @@ TEST(CFStringFind, NeverMatchesAPartOfACharacter) {
     EXPECT_EQ(findIn(u"s\u00DFs", u"ss", kCFCompareCaseInsensitive), Range(1, 1));
 }
 
-TEST(CFStringFind, EndsAMatchWithAWholeComposedCharacter) {
+TEST(CFStringFind, EndsANonliteralMatchWithAWholeComposedCharacter) {
     EXPECT_EQ(findIn(u"e\u0301", u"e", kCFCompareNonliteral), kNone);
-    EXPECT_EQ(findIn(u"e\u0301", u"E", kCFCompareCaseInsensitive), kNone);
+    EXPECT_EQ(findIn(u"e\u0301", u"E", kCFCompareNonliteral | kCFCompareCaseInsensitive), kNone);
     EXPECT_EQ(findIn(u"e\u0301e", u"e", kCFCompareNonliteral), Range(2, 1));
     EXPECT_EQ(findIn(u"ee\u0301", u"e", kCFCompareNonliteral | kCFCompareBackwards), Range(0, 1));
     EXPECT_EQ(findIn(u"\u1100\u1161\u11A8", u"\uAC00", kCFCompareNonliteral), kNone);
     EXPECT_EQ(findIn(u"e\u0301", u"e", kCFCompareNonliteral | kCFCompareAnchored), kNone);
+}
+
+TEST(CFStringFind, ComparesCharactersUnlessNonliteral) {
+    for (const CFStringCompareFlags flags : {1u, 256u, 257u}) {
+        EXPECT_EQ(findIn(u"xe\u0301", u"e", flags), Range(1, 1)) << flags;
+        EXPECT_EQ(findIn(u"xe\u0301", u"\u0301", flags), Range(2, 1)) << flags << ": a mark after its base";
+        EXPECT_EQ(findIn(u"\u304B\u3099", u"\u304B", flags), Range(0, 1)) << flags;
+        EXPECT_EQ(findIn(u"e\u0301e", u"e", flags | kCFCompareBackwards), Range(2, 1)) << flags;
+        EXPECT_EQ(findIn(u"e\u0301", u"e", flags | kCFCompareAnchored), Range(0, 1)) << flags;
+    }
+    EXPECT_EQ(findIn(u"e\u0301", u"E", kCFCompareCaseInsensitive), Range(0, 1));
+    EXPECT_EQ(findIn(u"\u304B\u3099", u"\u304B", kCFCompareDiacriticInsensitive), Range(0, 1));
+    EXPECT_EQ(findIn(u"\u304B\u3099", u"\u3099", kCFCompareDiacriticInsensitive), Range(1, 1));
 }
 
 TEST(CFStringFind, IgnoresDiacriticsAndTakesThemIntoTheMatch) {
@@ -240,7 +253,11 @@ TEST(CFStringFind, IgnoresDiacriticsAndTakesThemIntoTheMatch) {
 TEST(CFStringFind, IgnoresWidth) {
     EXPECT_EQ(findIn(u"x\uFF21\uFF22", u"AB", kCFCompareWidthInsensitive), Range(1, 2));
     EXPECT_EQ(findIn(u"xAB", u"\uFF22", kCFCompareWidthInsensitive), Range(2, 1));
-    EXPECT_EQ(findIn(u"\uFF76\uFF9E\uFF77", u"\u30AC", kCFCompareWidthInsensitive), Range(0, 2));
+    EXPECT_EQ(findIn(u"x\uFF25\u0301", u"e", kCFCompareWidthInsensitive | kCFCompareDiacriticInsensitive | 1),
+              Range(1, 2));
+    EXPECT_EQ(findIn(u"\uFF76\uFF9E\uFF77", u"\u30AC", kCFCompareWidthInsensitive), kNone);
+    EXPECT_EQ(findIn(u"\uFF76\uFF9E\uFF77", u"\u30AB\u3099", kCFCompareWidthInsensitive), Range(0, 2));
+    EXPECT_EQ(findIn(u"\uFF76\uFF9E\uFF77", u"\u30AC", kCFCompareWidthInsensitive | kCFCompareNonliteral), Range(0, 2));
 }
 
 TEST(CFStringFind, SurvivesLoneSurrogates) {
@@ -248,8 +265,9 @@ TEST(CFStringFind, SurvivesLoneSurrogates) {
     for (const CFStringCompareFlags flags : {1u, 16u, 128u, 256u, 401u}) {
         EXPECT_EQ(findIn(u"\u00E9" + high, high, flags), Range(1, 1));
         EXPECT_EQ(findIn(low + u"\u00E9", low, flags), Range(0, 1));
-        // Half a character is not a match.
-        EXPECT_EQ(findIn(u"\u00E9\U0001F600", high, flags), kNone);
+        const bool isNonliteral = (flags & kCFCompareNonliteral) != 0;
+        EXPECT_EQ(findIn(u"\u00E9\U0001F600", high, flags), isNonliteral ? kNone : Range(1, 1)) << flags;
+        EXPECT_EQ(findIn(u"\u00E9\U0001F600", low, flags), isNonliteral ? kNone : Range(2, 1)) << flags;
     }
 }
 

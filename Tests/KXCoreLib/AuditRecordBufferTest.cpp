@@ -181,6 +181,10 @@ TEST(AuditRecordBuffer, ValuesAreDerivedAnewFromReadTexts) {
     record.set_device_type(10);
     record.set_schema_tag(5);
     const Bytes bytes = bytesOf(record);
+    record.set_type(4);
+    record.set_user_uuid(UUID{{2}});
+    record.set_device_type(9);
+    record.set_schema_tag(6);
     record.set_date({77, 0});
     ASSERT_NE(record.read_from_buffer(bytes, 0), AuditRecord::kNoRecord);
     EXPECT_EQ(record.get_type(), 16) << "\"asuccess\" reads as 16";
@@ -251,7 +255,12 @@ TEST(AuditRecordBuffer, RefusesARecordOfFourGigabytes) {
     record.set_information_str(place);
     Bytes bytes = {1, 2, 3};
     record.set_reason_str(place + kText - kEighth - 1);
-    EXPECT_THROW(record.append_to_buffer(bytes), std::length_error);
+    try {
+        record.append_to_buffer(bytes);
+        ADD_FAILURE() << "it was not refused";
+    } catch (const std::length_error& error) {
+        EXPECT_STREQ(error.what(), "AuditRecord::append_to_buffer");
+    }
     EXPECT_EQ(bytes, (Bytes{1, 2, 3}));
     record.set_reason_str(place + kText - kEighth);
     Deletions::largestBlock = kLargest / 2;  // which the refusal does not come to ask for
@@ -392,6 +401,20 @@ TEST(AuditRecordBuffer, IgnoresTheReservedWordAndBytesAfterTheTexts) {
     AuditRecord read;
     ASSERT_EQ(read.read_from_buffer(bytes, 0), bytes.size());
     EXPECT_EQ(textsOf(read), kTexts);
+}
+
+TEST(AuditRecordBuffer, CopiesTextsOfEveryLengthAndNothingBeforeThem) {
+    for (std::size_t length = 0; length < 150; ++length) {
+        const std::string text = "before" + std::string(length, 'x');
+        AuditRecord record;
+        record.set_sid_str("sid");
+        record.set_user_name_str(text.c_str() + 6);
+        AuditRecord read;
+        const Bytes bytes = bytesOf(record);
+        ASSERT_EQ(read.read_from_buffer(bytes, 0), bytes.size());
+        ASSERT_EQ(read.get_sid_str(), std::string("sid"));
+        ASSERT_EQ(read.get_user_name_str(), std::string(length, 'x'));
+    }
 }
 
 TEST(AuditRecordBuffer, ReadsTextsOfEveryLengthAtEveryAlignment) {
@@ -535,6 +558,10 @@ TEST(ReadCString, ATextWithoutANulBeforeTheLimitIsEmpty) {
     unsigned long position = 0;
     EXPECT_STREQ(read_c_string(bytes, position, 2), "");
     EXPECT_EQ(position, 2u);
+    const Bytes two = {'a', 0, 'c', 'd', 'e', 0};
+    position = 2;
+    EXPECT_STREQ(read_c_string(two, position, 5), "");
+    EXPECT_EQ(position, 5u);
 }
 
 TEST(ReadCString, ReadsNothingOutsideTheBufferWhateverTheNumbers) {

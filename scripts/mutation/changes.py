@@ -232,6 +232,7 @@ class Finder:
         self.add(cursor, text, place, "zero", whole=True)
 
     def literal(self, cursor, own, place):
+        place = place.copy(constant=True)  # it may be a template's argument
         if cursor.kind == Kind.INTEGER_LITERAL and re.fullmatch(r"[0-9][0-9a-fA-FxXbBuUlLzZ']*", own):
             self.add(cursor, f"({own} + 1)", place)
             if re.sub(r"[uUlLzZ']", "", own) not in ("0", "00", "0x0"):

@@ -68,17 +68,36 @@ void BackgroundThreadProxy::waitThread() {
 
 // ---- The registry
 
+namespace {
+
+/// What `work` returns. `thread` has been taken over: where there is no memory to go on with, it is disposed of.
+template <class Work>
+decltype(auto) orDispose(BackgroundThread* thread, Work work) {
+    try {
+        return work();
+    } catch (...) {
+        thread->destroy();
+        throw;
+    }
+}
+
+}  // namespace
+
 BackgroundThreadsManager::BackgroundThreadsManager() { threads.max_load_factor(1.0F); }
 
 void BackgroundThreadsManager::startBackgroundThread(const char* name, BackgroundThread* thread) {
-    const boost::intrusive_ptr<BackgroundThreadProxy> proxy(new BackgroundThreadProxy(thread, name), false);
+    const auto proxy = orDispose(thread, [&] {
+        return boost::intrusive_ptr<BackgroundThreadProxy>(new BackgroundThreadProxy(thread, name), false);
+    });
     for (;;) {
         {
             const boost::unique_lock<boost::mutex> guard(lock);
             key = name;
             if (threads.find(key) == threads.end()) {
-                proxy->startThread();
+                // Its place first: no memory for it, and there is no thread that nobody could stop. The lock hides the
+                // order.
                 threads.emplace(key, proxy);
+                proxy->startThread();
                 return;
             }
         }
@@ -119,7 +138,8 @@ void BackgroundThreadsManager::stopThreads(const std::vector<boost::intrusive_pt
 template BackgroundThreadsManager& GetSingletonInstance<BackgroundThreadsManager, int>();
 
 void StartBackgroundThread(const char* name, BackgroundThread* thread) {
-    GetSingletonInstance<BackgroundThreadsManager, int>().startBackgroundThread(name, thread);
+    auto& manager = orDispose(thread, GetSingletonInstance<BackgroundThreadsManager, int>);
+    manager.startBackgroundThread(name, thread);
 }
 
 void StopBackgroundThread(const char* name) {

@@ -8,9 +8,11 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -26,12 +28,23 @@ std::atomic<int> waits{0}, broadcasts{0};  // on conditions
 std::atomic<pthread_cond_t*> lastCondition{nullptr};
 std::atomic<pthread_mutex_t*> lastMutex{nullptr};
 
+thread_local long newsLeft = -1;  // how many requests of memory this thread is granted; below 0: all
+
 template <class Function>
 Function* systems(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace
+
+void* operator new(std::size_t size) {
+    if (newsLeft == 0) throw std::bad_alloc();
+    if (newsLeft > 0) --newsLeft;
+    if (void* const memory = std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 extern "C" int pthread_join(pthread_t thread, void** result) {
     if (joinResult != 0) return joinResult;
@@ -462,6 +475,60 @@ TEST_F(BackgroundThreads, AStopGoesToThePortThatInitWasGiven) {
         EXPECT_EQ(port.signal(), MACH_SEND_TIMED_OUT);  // one is waiting
         service.run();
     }).join();
+}
+
+// ---- No memory
+
+namespace {
+
+/// Runs `work` with 0, 1, 2... requests of memory granted to it until they are enough; `after` follows each that
+/// failed. Returns how many it took.
+template <class Work, class After>
+long refuseEachRequest(Work work, After after) {
+    for (long granted = 0;; ++granted) {
+        try {
+            newsLeft = granted;
+            work();
+            newsLeft = -1;
+            return granted;
+        } catch (const std::bad_alloc&) {
+            newsLeft = -1;
+            after();
+        }
+    }
+}
+
+}  // namespace
+
+TEST_F(BackgroundThreads, AStartWithoutMemoryDisposesOfTheServiceAndStartsNothing) {
+    { const EventPort first(0); }  // what the system needs for its first port is its own
+    const std::string name(100, 'n');
+    Service* service = new Service;
+    const long requests = refuseEachRequest([&] { StartBackgroundThread(name.c_str(), service); },
+                                            [&] {
+                                                EXPECT_EQ(Service::alive, 0);
+                                                StopBackgroundThread(name.c_str());
+                                                service = new Service;
+                                            });
+    EXPECT_GE(requests, 3);  // the proxy, its name, its place
+    EXPECT_EQ(Service::alive, 1);
+}
+
+TEST_F(BackgroundThreads, AStopWithoutMemoryStopsNothing) {
+    struct Told : Service {
+        void stop() override {
+            newsLeft = -1;  // the message itself is another matter: without memory for it the process ends
+            Service::stop();
+        }
+    };
+    const std::string name(1000, 'n');
+    start(name.c_str(), new Told);
+    EXPECT_GE(refuseEachRequest([&] { StopBackgroundThread(name.c_str()); }, [] { EXPECT_EQ(Service::alive, 1); }), 1);
+    EXPECT_EQ(Service::alive, 0);
+    start("one", new Told);
+    start("two", new Told);
+    EXPECT_GE(refuseEachRequest([] { StopBackgroundThreads(); }, [] { EXPECT_EQ(Service::alive, 2); }), 1);
+    EXPECT_EQ(Service::alive, 0);
 }
 
 // ---- Fatal ends

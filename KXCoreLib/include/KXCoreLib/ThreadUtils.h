@@ -17,7 +17,9 @@
 /// which ends; the outer run goes on and the stopper waits. A run that ends as kCFRunLoopRunStopped says so: the
 /// callback passes the stop on with CFRunLoopStop(CFRunLoopGetCurrent()).
 ///
-/// When the system refuses a thread, a port or a join, the process ends with a line in the log.
+/// When the system refuses a thread, a port, a join or the message of a stop, the process ends with a line in the log.
+/// When there is no memory for anything else, std::bad_alloc passes on: a start has then disposed of the service, and a
+/// stop has stopped nothing.
 
 #include <KXCoreLib/Atomic.h>
 #include <KXCoreLib/Export.h>

@@ -5,6 +5,8 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/unordered_set.hpp>
 
+#include <utility>
+
 namespace KXCore {
 
 using CoreFoundation::ArrayRef;
@@ -24,10 +26,12 @@ constexpr char kFile[] = "KXCoreLib/SCDynamicStore";
 /// Each client once, however many keys it has.
 using Clients = boost::unordered_set<boost::shared_ptr<SCDynamicStoreClient>>;
 
+MutableArrayRef noKeys() { return ArrayRef::createMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks); }
+
 /// Each key once; empty when there is none.
 MutableArrayRef _PrepareKeys(const Registrations& registrations) {
     if (registrations.empty()) return MutableArrayRef();
-    MutableArrayRef keys = ArrayRef::createMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
+    MutableArrayRef keys = noKeys();
     // Equal keys stand together.
     const StringRef* previous = nullptr;
     for (const auto& [key, client] : registrations) {
@@ -36,6 +40,20 @@ MutableArrayRef _PrepareKeys(const Registrations& registrations) {
     }
     return keys;
 }
+
+/// Notes for its lifetime that this thread dispatches.
+class DispatcherScope {
+  public:
+    explicit DispatcherScope(std::atomic<std::thread::id>& dispatcher) : dispatcher_(dispatcher) {
+        dispatcher_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
+    ~DispatcherScope() { dispatcher_.store(std::thread::id(), std::memory_order_relaxed); }
+    DispatcherScope(const DispatcherScope&) = delete;
+    DispatcherScope& operator=(const DispatcherScope&) = delete;
+
+  private:
+    std::atomic<std::thread::id>& dispatcher_;
+};
 
 void addClients(const Registrations& registrations, Clients& clients) {
     for (const auto& [key, client] : registrations) clients.insert(client);
@@ -59,7 +77,10 @@ void SCDynamicStoreSetup::registerKey(CFStringRef key, const boost::shared_ptr<S
 }
 
 RunLoopSourceSCDynamicStore::RunLoopSourceSCDynamicStore(const SCDynamicStoreSetup& setup)
-    : keys(setup.keys), patterns(setup.patterns), cache(DictionaryRef::createMutable(kCFAllocatorDefault, 0)) {}
+    : keys(setup.keys),
+      patterns(setup.patterns),
+      cache(DictionaryRef::createMutable(kCFAllocatorDefault, 0)),
+      arrived(noKeys()) {}
 
 RunLoopSourceSCDynamicStore::~RunLoopSourceSCDynamicStore() {
     if (runLoopSource) runLoopSource.invalidate();
@@ -118,7 +139,21 @@ DictionaryRef RunLoopSourceSCDynamicStore::copyCache() const {
 }
 
 void RunLoopSourceSCDynamicStore::dispatch(CFArrayRef changedKeys) {
+    if (dispatcher.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
+        // A client runs the loop: this thread has the lock, and serves these keys when the client has returned.
+        arrived.appendArray(changedKeys, CFRangeMake(0, CFArrayGetCount(changedKeys)));
+        return;
+    }
     const boost::unique_lock<boost::mutex> held(lock);
+    const DispatcherScope scope(dispatcher);
+    dispatchLocked(changedKeys);
+    while (arrived.getCount() > 0) {
+        const MutableArrayRef next = std::exchange(arrived, noKeys());
+        dispatchLocked(next.get());
+    }
+}
+
+void RunLoopSourceSCDynamicStore::dispatchLocked(CFArrayRef changedKeys) {
     const auto values = DictionaryRef::adopt(SCDynamicStoreCopyMultiple(getStore(), changedKeys, nullptr));
     if (!values) return;  // a store that cannot be read has no news
     Clients clients;

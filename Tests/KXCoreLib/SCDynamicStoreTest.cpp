@@ -272,6 +272,53 @@ TEST_F(DynamicStoreSource, CallsItsOwnHookAfterTheClients) {
     EXPECT_EQ(source->callsBefore, 2);
 }
 
+// The change that comes in the nested run is not lost, and its client not called until the first call has ended.
+TEST_F(DynamicStoreSource, LetsAClientRunTheLoop) {
+    const ClientPointer client = add({"a", "b"});
+    const SourcePointer source = scheduled(setup);
+    int depth = 0, deepest = 0;
+    client->action = [&] {
+        deepest = std::max(deepest, ++depth);
+        if (client->value("b") == "<none>") {
+            EXPECT_TRUE(set("b", "1"));
+            EXPECT_TRUE(session.hears("b"));
+            CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, false);
+        }
+        --depth;
+    };
+    ASSERT_TRUE(session.watch({"b"}));
+    ASSERT_TRUE(set("a", "1"));
+    EXPECT_TRUE(Session::runUntil([&] { return client->value("b") == "1"; }));
+    EXPECT_EQ(client->calls, 3) << "the first delivery, the one for a and the one for b";
+    EXPECT_EQ(deepest, 1);
+    EXPECT_EQ(source->copyCache().getCount(), 2) << "the lock was given back";
+}
+
+TEST_F(DynamicStoreSource, ServesKeysThatAClientDispatchesWhenItHasReturned) {
+    const ClientPointer client = add({"a"}), other = add({"b"});
+    const SourcePointer source = make(setup);
+    client->action = [&] {
+        source->dispatch(array({"b", "c"}));
+        EXPECT_EQ(other->calls, 1);
+    };
+    source->dispatch(array({"a"}));
+    EXPECT_EQ(other->calls, 2);
+    EXPECT_EQ(client->calls, 2);
+}
+
+TEST_F(DynamicStoreSource, KeepsWhatArrivedForLaterWhenAClientThrows) {
+    const ClientPointer client = add({"a"}), other = add({"b"});
+    const SourcePointer source = make(setup);
+    client->action = [&] {
+        source->dispatch(array({"b"}));
+        throw std::runtime_error("no");
+    };
+    EXPECT_THROW(source->dispatch(array({"a"})), std::runtime_error);
+    EXPECT_EQ(other->calls, 1);
+    source->dispatch(array({"c"}));
+    EXPECT_EQ(other->calls, 2);
+}
+
 TEST_F(DynamicStoreSource, ChangesNothingForKeysThatCannotBeRead) {
     ASSERT_TRUE(set("a", "1"));
     const ClientPointer client = add({"a"});

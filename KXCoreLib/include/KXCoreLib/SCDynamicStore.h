@@ -29,6 +29,9 @@
 #include <boost/thread/mutex.hpp>
 #include <boost/unordered_map.hpp>
 
+#include <atomic>
+#include <thread>
+
 namespace KXCore {
 
 /// Is told of the values of keys that it was registered for.
@@ -36,7 +39,8 @@ class KX_EXPORT SCDynamicStoreClient {
   public:
     /// `values` holds the current value of every key that is watched, whoever registered it, as far as the keys are in
     /// the store. It is lent for the call. The source is locked meanwhile: calling copyCache() on it from here waits
-    /// for ever.
+    /// for ever. Running the run loop from here is allowed; what the store tells of meanwhile is dispatched when the
+    /// call has returned.
     virtual void callback(CFDictionaryRef values) = 0;
 
     virtual ~SCDynamicStoreClient();
@@ -75,10 +79,12 @@ class KX_EXPORT RunLoopSourceSCDynamicStore : public RunLoopSource {
     CoreFoundation::DictionaryRef copyCache() const;
 
     /// Reads the values of these keys anew and calls every client of one of them, each once. Called by the run loop.
+    /// From a client it returns at once: the keys are served when the client has returned.
     void dispatch(CFArrayRef changedKeys);
 
   private:
     SCDynamicStoreRef getStore() const noexcept;
+    void dispatchLocked(CFArrayRef changedKeys);
 
     CoreFoundation::TypeRef store;  ///< an SCDynamicStoreRef; empty until initialize()
     CoreFoundation::RunLoopSourceRef runLoopSource;
@@ -86,6 +92,8 @@ class KX_EXPORT RunLoopSourceSCDynamicStore : public RunLoopSource {
     const SCDynamicStoreSetup::Registrations patterns;
     mutable boost::mutex lock;  ///< guards the cache, and is held while clients are called
     CoreFoundation::MutableDictionaryRef cache;
+    std::atomic<std::thread::id> dispatcher{};  ///< the thread that calls clients now
+    CoreFoundation::MutableArrayRef arrived;    ///< keys that changed while it did: the dispatcher's alone
 };
 
 /// Stands for a source without a hook of its own.

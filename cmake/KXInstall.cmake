@@ -21,6 +21,8 @@ if(NOT APPLE)
   install(DIRECTORY Platform/System/include/ Platform/CoreFoundation/include/ Platform/CoreServices/include/
                     Platform/SystemConfiguration/include/
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KXPlatform FILES_MATCHING PATTERN "*.h")
+  # Where systemd looks for it; not below an architecture's folder of libraries.
+  install(FILES Platform/SystemConfiguration/kxplatform.conf DESTINATION lib/tmpfiles.d)
 endif()
 
 install(EXPORT KXCoreLibTargets NAMESPACE KXCoreLib:: DESTINATION ${kx_package_folder})

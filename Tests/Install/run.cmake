@@ -9,6 +9,23 @@ endfunction()
 
 file(REMOVE_RECURSE "${WORK}")
 run(${CMAKE_COMMAND} --install "${BUILD}" --prefix "${WORK}/prefix")
+
+# The computer's store is made as the system starts.
+set(folders "${WORK}/prefix/lib/tmpfiles.d/kxplatform.conf")
+if(NOT EXISTS "${folders}")
+  message(FATAL_ERROR "not installed: ${folders}")
+endif()
+find_program(SYSTEMD_TMPFILES systemd-tmpfiles)
+execute_process(COMMAND id -u OUTPUT_VARIABLE user OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(SYSTEMD_TMPFILES AND user EQUAL 0)
+  file(MAKE_DIRECTORY "${WORK}/root")
+  file(CREATE_LINK /etc "${WORK}/root/etc" SYMBOLIC)  # root's name
+  run(${SYSTEMD_TMPFILES} --create "--root=${WORK}/root" "${folders}")
+  if(NOT IS_DIRECTORY "${WORK}/root/run/kxplatform/dynamic-store")
+    message(FATAL_ERROR "systemd-tmpfiles has not made the store's folder")
+  endif()
+endif()
+
 file(GLOB_RECURSE pkgconfig "${WORK}/prefix/KXCoreLib.pc" "${WORK}/prefix/*/KXCoreLib.pc")
 get_filename_component(pkgconfig "${pkgconfig}" DIRECTORY)
 set(ENV{PKG_CONFIG_PATH} "${pkgconfig}")

@@ -9,6 +9,7 @@ if(NOT APPLE)
   find_package(PkgConfig REQUIRED)
   find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
   pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
+  pkg_check_modules(RE2 REQUIRED IMPORTED_TARGET re2)
 endif()
 
 if(KX_BUILD_TESTS)

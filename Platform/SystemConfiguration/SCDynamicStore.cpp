@@ -1,23 +1,26 @@
 #include "StoreSession.h"
 
 #include "Status.h"
+#include "StoreKey.h"
+#include "StoreOutlet.h"
 
 #include "CoreFoundation/Object/Description.h"
 
 #include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFDictionary.h>
-#include <CoreFoundation/CFFileDescriptor.h>
 #include <CoreFoundation/CFPropertyList.h>
+#include <CoreFoundation/CFRunLoop.h>
 #include <SystemConfiguration/SCDynamicStore.h>
 
-#include <algorithm>
+#include <atomic>
+#include <memory>
 #include <new>
 #include <unordered_set>
 
 using namespace KXPlatform;
 
-using Operation = StoreDirectory::Operation;
+using Operation = Store::Operation;
 
 namespace {
 
@@ -32,13 +35,13 @@ const Class& storeClass() noexcept {
 }  // namespace
 
 struct __SCDynamicStore : Object {
-    __SCDynamicStore(StoreDirectory&& directory, SCDynamicStoreCallBack c) noexcept
-        : Object(storeClass()), session(std::move(directory)), callout(c) {}
+    __SCDynamicStore(std::unique_ptr<StoreSession> s, SCDynamicStoreCallBack c) noexcept
+        : Object(storeClass()), session(std::move(s)), callout(c) {}
     ~__SCDynamicStore() {
         if (context.release) context.release(context.info);
     }
 
-    mutable StoreSession session;
+    const std::unique_ptr<StoreSession> session;
     const SCDynamicStoreCallBack callout;
     SCDynamicStoreContext context{};
     Retained<const __CFString> name;
@@ -106,7 +109,7 @@ bool readPatterns(CFArrayRef array, std::vector<KeyPattern>& patterns) {
 }
 
 /// Adds a change that sets `key`; false when key or value cannot be in a store.
-bool readChange(Operation operation, CFTypeRef key, CFTypeRef value, std::vector<StoreDirectory::Change>& changes) {
+bool readChange(Operation operation, CFTypeRef key, CFTypeRef value, std::vector<Store::Change>& changes) {
     auto text = keyText(key);
     if (!text || !value) return false;
     const auto data = Retained<const __CFData>::adopting(
@@ -118,17 +121,13 @@ bool readChange(Operation operation, CFTypeRef key, CFTypeRef value, std::vector
     return true;
 }
 
-bool matchesAny(const std::vector<KeyPattern>& patterns, std::string_view key) {
-    return std::any_of(patterns.begin(), patterns.end(), [&](const KeyPattern& p) { return p.matches(key); });
-}
-
 // ---- Single keys
 
 Boolean setOne(SCDynamicStoreRef store, Operation operation, CFStringRef key, CFPropertyListRef value) noexcept {
     return answering(store, [&]() -> int {
-        std::vector<StoreDirectory::Change> changes;
+        std::vector<Store::Change> changes;
         if (!readChange(operation, key, value, changes)) return kSCStatusInvalidArgument;
-        return store->session.directory().apply(changes);
+        return store->session->store().apply(changes);
     });
 }
 
@@ -136,22 +135,61 @@ Boolean changeOne(SCDynamicStoreRef store, Operation operation, CFStringRef key)
     return answering(store, [&]() -> int {
         auto text = keyText(key);
         if (!text) return kSCStatusInvalidArgument;
-        const StoreDirectory::Change change{operation, std::move(*text)};
-        return store->session.directory().apply({&change, 1});
+        const Store::Change change{operation, std::move(*text)};
+        return store->session->store().apply({&change, 1});
     });
 }
 
 // ---- Notification
 
-/// The session's watch has news, on a thread whose run loop has one of the session's sources.
-void deliver(CFFileDescriptorRef descriptor, CFOptionFlags, void* info) {
-    const auto* const store = static_cast<SCDynamicStoreRef>(info);
-    // First, so that what happens from here on is another piece of news.
-    CFFileDescriptorEnableCallBacks(descriptor, kCFFileDescriptorReadCallBack);
+/// What a run-loop source of a session is about: its info.
+struct Notifier {
+    explicit Notifier(SCDynamicStoreRef s) : store(Retained<const __SCDynamicStore>::retaining(s)) {}
+
+    static Notifier& of(void* info) { return *static_cast<Notifier*>(info); }
+
+    const Retained<const __SCDynamicStore> store;
+    const std::shared_ptr<StoreOutlet> outlet = std::make_shared<StoreOutlet>();
+    std::atomic<int> references{1};
+};
+
+const void* retainNotifier(const void* info) {
+    Notifier::of(const_cast<void*>(info)).references.fetch_add(1, std::memory_order_relaxed);
+    return info;
+}
+
+void releaseNotifier(const void* info) {
+    Notifier& notifier = Notifier::of(const_cast<void*>(info));
+    if (notifier.references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete &notifier;
+}
+
+void schedule(void* info, CFRunLoopRef loop, CFRunLoopMode) {
+    const Notifier& notifier = Notifier::of(info);
+    try {
+        notifier.outlet->scheduled(loop);
+    } catch (const std::bad_alloc&) {
+        return;  // the loop runs the source when another of its sources has woken it
+    }
+    // What happened while no loop had the source is told now.
+    if (notifier.store->session->hasChanges()) notifier.outlet->ring();
+}
+
+void cancel(void* info, CFRunLoopRef loop, CFRunLoopMode) {
+    try {
+        Notifier::of(info).outlet->cancelled(loop);
+    } catch (const std::bad_alloc&) {
+        // Only where the loop was not counted when the source was added.
+    }
+}
+
+/// The session has news. May be run again from the callout, in a run of the loop in it: the news of then is told there.
+void deliver(void* info) {
+    const Notifier& notifier = Notifier::of(info);
+    const SCDynamicStoreRef store = notifier.store.get();
     try {
         std::vector<Retained<const __CFString>> strings;
         std::vector<const void*> keys;
-        for (const std::string& key : store->session.takeChanges()) {
+        for (const std::string& key : store->session->takeChanges()) {
             auto string = keyString(key);
             if (!string) continue;
             keys.push_back(string.get());
@@ -178,10 +216,10 @@ SCDynamicStoreRef SCDynamicStoreCreate(CFAllocatorRef allocator, CFStringRef nam
         return nullptr;
     }
     try {
-        auto directory = StoreDirectory::open();
-        if (!directory) return nullptr;
-        auto store =
-            Retained<__SCDynamicStore>::adopting(make<__SCDynamicStore>(allocator, 0, std::move(*directory), callout));
+        auto opened = Store::open();
+        if (!opened) return nullptr;
+        auto store = Retained<__SCDynamicStore>::adopting(
+            make<__SCDynamicStore>(allocator, 0, std::make_unique<StoreSession>(std::move(opened)), callout));
         if (!store ||
             (name && !(store->name = Retained<const __CFString>::adopting(CFStringCreateCopy(nullptr, name))))) {
             setStatus(kSCStatusFailed);
@@ -202,18 +240,20 @@ SCDynamicStoreRef SCDynamicStoreCreate(CFAllocatorRef allocator, CFStringRef nam
 CFRunLoopSourceRef SCDynamicStoreCreateRunLoopSource(CFAllocatorRef allocator, SCDynamicStoreRef store, CFIndex order) {
     CFRunLoopSourceRef source = nullptr;
     answering(store, [&]() -> int {
-        const int news = store->session.newsDescriptor();
-        if (news < 0) return kSCStatusFailed;
-        // The descriptor object keeps the session, the source keeps the object, and the session keeps neither.
-        const CFFileDescriptorContext context{0, const_cast<__SCDynamicStore*>(store),
-                                              [](void* info) { return const_cast<void*>(CFRetain(info)); },
-                                              [](void* info) { CFRelease(info); }, nullptr};
-        const auto descriptor = Retained<__CFFileDescriptor>::adopting(
-            CFFileDescriptorCreate(allocator, news, /*closeOnInvalidate=*/false, deliver, &context));
-        if (!descriptor) return kSCStatusFailed;
-        CFFileDescriptorEnableCallBacks(descriptor.get(), kCFFileDescriptorReadCallBack);
-        source = CFFileDescriptorCreateRunLoopSource(allocator, descriptor.get(), order);
-        return source ? kSCStatusOK : kSCStatusFailed;
+        const std::unique_ptr<Notifier, void (*)(const void*)> notifier(new Notifier(store), releaseNotifier);
+        const int status = store->session->addOutlet(notifier->outlet);
+        if (status != kSCStatusOK) return status;
+        CFRunLoopSourceContext context{};
+        context.info = notifier.get();
+        context.retain = retainNotifier;
+        context.release = releaseNotifier;
+        context.schedule = schedule;
+        context.cancel = cancel;
+        context.perform = deliver;
+        source = CFRunLoopSourceCreate(allocator, order, &context);
+        if (!source) return kSCStatusFailed;
+        notifier->outlet->setSource(source);
+        return kSCStatusOK;
     });
     return source;
 }
@@ -221,33 +261,28 @@ CFRunLoopSourceRef SCDynamicStoreCreateRunLoopSource(CFAllocatorRef allocator, S
 Boolean SCDynamicStoreSetNotificationKeys(SCDynamicStoreRef store, CFArrayRef keys, CFArrayRef patterns) {
     return answering(store, [&]() -> int {
         std::vector<std::string> keyList;
-        std::vector<KeyPattern> patternList;
-        if (!readKeys(keys, keyList) || !readPatterns(patterns, patternList)) return kSCStatusInvalidArgument;
-        return store->session.setInterest({keyList.begin(), keyList.end()}, std::move(patternList)) ? kSCStatusOK
-                                                                                                    : kSCStatusFailed;
+        StoreInterest interest;
+        if (!readKeys(keys, keyList) || !readPatterns(patterns, interest.patterns)) return kSCStatusInvalidArgument;
+        interest.keys.insert(keyList.begin(), keyList.end());
+        return store->session->setInterest(std::move(interest));
     });
 }
 
 CFDictionaryRef SCDynamicStoreCopyMultiple(SCDynamicStoreRef store, CFArrayRef keys, CFArrayRef patterns) {
     Retained<__CFDictionary> result;
     const bool done = answering(store, [&]() -> int {
-        std::vector<std::string> wanted;
+        std::vector<std::string> keyList;
         std::vector<KeyPattern> patternList;
-        if (!readKeys(keys, wanted) || !readPatterns(patterns, patternList)) return kSCStatusInvalidArgument;
-        const StoreDirectory& directory = store->session.directory();
-        const SystemNames names = readSystemNames();
-        if (!patternList.empty()) {
-            for (std::string& key : directory.keys(names)) {
-                if (matchesAny(patternList, key)) wanted.push_back(std::move(key));
-            }
-        }
+        if (!readKeys(keys, keyList) || !readPatterns(patterns, patternList)) return kSCStatusInvalidArgument;
+        std::vector<Store::Found> found;
+        const int status = store->session->store().copyValues(keyList, patternList, found);
+        if (status != kSCStatusOK) return status;
         result = Retained<__CFDictionary>::adopting(
             CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
         if (!result) return kSCStatusFailed;
-        for (const std::string& key : wanted) {
-            const auto string = keyString(key);
-            const auto value = directory.value(key, names);
-            if (string && value) CFDictionarySetValue(result.get(), string.get(), value.get());
+        for (const Store::Found& each : found) {
+            const auto string = keyString(each.key);
+            if (string) CFDictionarySetValue(result.get(), string.get(), each.value.get());
         }
         return kSCStatusOK;
     });
@@ -259,8 +294,12 @@ CFPropertyListRef SCDynamicStoreCopyValue(SCDynamicStoreRef store, CFStringRef k
     answering(store, [&]() -> int {
         const auto text = keyText(key);
         if (!text) return kSCStatusInvalidArgument;
-        value = store->session.directory().value(*text, readSystemNames());
-        return value ? kSCStatusOK : kSCStatusNoKey;
+        std::vector<Store::Found> found;
+        const int status = store->session->store().copyValues({&*text, 1}, {}, found);
+        if (status != kSCStatusOK) return status;
+        if (found.empty()) return kSCStatusNoKey;
+        value = std::move(found.front().value);
+        return kSCStatusOK;
     });
     return value.release();
 }
@@ -270,12 +309,12 @@ CFArrayRef SCDynamicStoreCopyKeyList(SCDynamicStoreRef store, CFStringRef patter
     const bool done = answering(store, [&]() -> int {
         std::vector<KeyPattern> patterns;
         if (!readPattern(pattern, patterns)) return kSCStatusInvalidArgument;
+        std::vector<std::string> keys;
+        const int status = store->session->store().listKeys(patterns.front(), keys);
+        if (status != kSCStatusOK) return status;
         result = Retained<__CFArray>::adopting(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
         if (!result) return kSCStatusFailed;
-        const StoreDirectory& directory = store->session.directory();
-        const SystemNames names = readSystemNames();
-        for (const std::string& key : directory.keys(names)) {
-            if (!matchesAny(patterns, key) || !directory.value(key, names)) continue;
+        for (const std::string& key : keys) {
             if (const auto string = keyString(key)) CFArrayAppendValue(result.get(), string.get());
         }
         return kSCStatusOK;
@@ -298,7 +337,7 @@ Boolean SCDynamicStoreSetMultiple(SCDynamicStoreRef store, CFDictionaryRef keysT
         if (!readKeys(keysToRemove, removed) || !readKeys(keysToNotify, notified)) return kSCStatusInvalidArgument;
         if (keysToSet && !isOfType(keysToSet, TypeID::Dictionary)) return kSCStatusInvalidArgument;
 
-        std::vector<StoreDirectory::Change> changes;
+        std::vector<Store::Change> changes;
         if (keysToSet) {
             std::vector<const void*> keys(static_cast<std::size_t>(CFDictionaryGetCount(keysToSet)));
             std::vector<const void*> values(keys.size());
@@ -312,7 +351,7 @@ Boolean SCDynamicStoreSetMultiple(SCDynamicStoreRef store, CFDictionaryRef keysT
         std::erase_if(changes, [&](const auto& change) { return gone.contains(change.key); });
         for (const std::string& key : gone) changes.push_back({Operation::RemoveIfThere, key});
         for (std::string& key : notified) changes.push_back({Operation::Notify, std::move(key)});
-        return changes.empty() ? int{kSCStatusOK} : store->session.directory().apply(changes);
+        return changes.empty() ? int{kSCStatusOK} : store->session->store().apply(changes);
     });
 }
 

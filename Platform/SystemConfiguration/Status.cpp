@@ -17,7 +17,23 @@ bool KXPlatform::setStatus(int status) noexcept {
 }
 
 int KXPlatform::statusOfErrno(int error) noexcept {
-    return error == EACCES || error == EPERM || error == EROFS ? kSCStatusAccessError : kSCStatusFailed;
+    switch (error) {
+        case EACCES:
+        case EPERM:
+        case EROFS:
+            return kSCStatusAccessError;
+        // These say what to do about them.
+        case EMFILE:
+        case ENFILE:
+        case ENOMEM:
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG:
+        case EAGAIN:
+            return error;
+        default:
+            return kSCStatusFailed;
+    }
 }
 
 int SCError() { return lastStatus; }

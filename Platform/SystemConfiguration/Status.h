@@ -7,7 +7,8 @@ namespace KXPlatform {
 /// Sets what SCError() answers on this thread, and returns whether it is success.
 bool setStatus(int status) noexcept;
 
-/// The status for a system call that failed with `error`.
+/// The status for a system call that failed with `error`: the number itself where the process or the system has run out
+/// of something.
 int statusOfErrno(int error) noexcept;
 
 }  // namespace KXPlatform

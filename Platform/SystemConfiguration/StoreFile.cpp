@@ -9,10 +9,24 @@
 #include <cerrno>
 
 namespace KXPlatform {
+namespace {
 
-std::optional<std::string> readPlainFile(const std::string& path, std::size_t limit, Symlinks symlinks) {
-    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | (symlinks == Symlinks::Refused ? O_NOFOLLOW : 0);
-    const Descriptor file(::open(path.c_str(), flags));
+std::string stampOf(const struct stat& status) {
+    std::string stamp;
+    for (const long long number :
+         {static_cast<long long>(status.st_dev), static_cast<long long>(status.st_ino),
+          static_cast<long long>(status.st_size), static_cast<long long>(status.st_mtim.tv_sec),
+          static_cast<long long>(status.st_mtim.tv_nsec), static_cast<long long>(status.st_ctim.tv_sec),
+          static_cast<long long>(status.st_ctim.tv_nsec)}) {
+        stamp.append(std::to_string(number)).append(" ");
+    }
+    return stamp;
+}
+
+}  // namespace
+
+std::optional<PlainFile> readPlainFile(const std::string& path, std::size_t limit) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status;
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     if (status.st_size < 0 || static_cast<std::size_t>(status.st_size) > limit) return std::nullopt;
@@ -29,7 +43,7 @@ std::optional<std::string> readPlainFile(const std::string& path, std::size_t li
     }
     if (size == bytes.size()) return std::nullopt;
     bytes.resize(size);
-    return bytes;
+    return PlainFile{std::move(bytes), stampOf(status)};
 }
 
 }  // namespace KXPlatform

@@ -1,6 +1,6 @@
 #pragma once
 
-// Reading a file that somebody else wrote, without trusting that it is one.
+// Reading a file of the system's that somebody else wrote, without trusting that it is one.
 
 #include <cstddef>
 #include <optional>
@@ -8,10 +8,15 @@
 
 namespace KXPlatform {
 
-enum class Symlinks { Refused, Followed };
+struct PlainFile {
+    std::string bytes;
+    /// Which file it was, as it was then: another text when it has been replaced or changed, even if its bytes are the
+    /// same again.
+    std::string stamp;
+};
 
-/// The bytes of a plain file of at most `limit` bytes; nothing when there is none. Neither waits (for the writer of a
-/// pipe, say) nor leaves anything open to child processes.
-std::optional<std::string> readPlainFile(const std::string& path, std::size_t limit, Symlinks symlinks);
+/// A plain file of at most `limit` bytes, links followed; nothing when there is none. Neither waits (for the writer of
+/// a pipe, say) nor leaves anything open to child processes.
+std::optional<PlainFile> readPlainFile(const std::string& path, std::size_t limit);
 
 }  // namespace KXPlatform

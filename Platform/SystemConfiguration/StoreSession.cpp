@@ -1,93 +1,123 @@
 #include "StoreSession.h"
 
+#include "StoreWatch.h"
+
+#include <SystemConfiguration/SCDynamicStore.h>
+
 #include <algorithm>
+#include <new>
+#include <utility>
 
 namespace KXPlatform {
 
-bool StoreSession::isOfInterest(const std::string& key) const {
-    return keys_.contains(key) ||
-           std::any_of(patterns_.begin(), patterns_.end(), [&](const KeyPattern& p) { return p.matches(key); });
+bool StoreInterest::includesNames() const {
+    return std::any_of(kPublishedKeys.begin(), kPublishedKeys.end(),
+                       [&](const PublishedKey& row) { return includes(row.key); });
 }
 
-bool StoreSession::openWatch() {
-    if (!watch_) {
-        auto made = std::make_unique<StoreWatch>(directory_);
-        if (!made->isOpen()) return false;
-        watch_ = std::move(made);
+StoreSession::StoreSession(std::shared_ptr<Store> store) : store_(std::move(store)) {
+    const std::lock_guard lock(Store::mutex());
+    store_->add(*this);
+}
+
+StoreSession::~StoreSession() {
+    std::shared_ptr<StoreWatch> watch;  // ends its thread when it goes, which takes the mutex
+    const std::lock_guard lock(Store::mutex());
+    store_->remove(*this);
+    watch = std::move(watch_);
+    if (watch && isListening()) watch->forgetUnwanted();
+}
+
+int StoreSession::openWatch() {
+    int status = kSCStatusOK;
+    std::shared_ptr<StoreWatch> watch = StoreWatch::shared(status);
+    if (!watch) return status;
+    const std::lock_guard lock(Store::mutex());
+    watch_.swap(watch);
+    return kSCStatusOK;
+}
+
+int StoreSession::addOutlet(const std::shared_ptr<StoreOutlet>& outlet) {
+    if (const int status = openWatch(); status != kSCStatusOK) return status;
+    const std::lock_guard lock(Store::mutex());
+    std::erase_if(outlets_, [](const auto& each) { return each.expired(); });
+    outlets_.push_back(outlet);
+    return kSCStatusOK;
+}
+
+int StoreSession::setInterest(StoreInterest interest) {
+    bool wantsNames = interest.includesNames();
+    if (!interest.isEmpty()) {
+        if (const int status = openWatch(); status != kSCStatusOK) return status;
     }
-    return true;
-}
-
-int StoreSession::newsDescriptor() {
-    const std::lock_guard lock(mutex_);
-    return openWatch() ? watch_->descriptor() : -1;
-}
-
-std::vector<std::string> StoreSession::presentKeys() const {
-    std::vector<std::string> keys = directory_.keys(names_);
-    std::erase_if(keys, [&](const std::string& key) { return !isOfInterest(key); });
-    return keys;
-}
-
-bool StoreSession::setInterest(Keys keys, std::vector<KeyPattern> patterns) {
-    const std::lock_guard lock(mutex_);
-    if (keys.empty() && patterns.empty()) {
-        if (watch_) watch_->stop();
-        keys_.clear();
-        patterns_.clear();
-        known_.clear();
-        return true;
+    Outlets due;
+    int status = kSCStatusOK;
+    {
+        const std::lock_guard lock(Store::mutex());
+        // What was so far is no news for the keys that are new.
+        if (!interest.isEmpty()) store_->refresh(due);
+        std::swap(interest, interest_);
+        std::swap(wantsNames, wantsNames_);
+        try {
+            if (!interest_.isEmpty()) {
+                status = watch_->update(due);
+            } else if (watch_) {
+                watch_->forgetUnwanted();
+            }
+        } catch (const std::bad_alloc&) {
+            status = kSCStatusFailed;
+        }
+        if (status == kSCStatusOK) {
+            std::erase_if(changes_, [&](const std::string& key) { return !interest_.includes(key); });
+            std::erase_if(changed_, [&](const std::string& key) { return !interest_.includes(key); });
+        } else {
+            std::swap(interest, interest_);
+            std::swap(wantsNames, wantsNames_);
+        }
     }
-    if (!openWatch() || !watch_->start()) return false;
-    keys_.swap(keys);
-    patterns_.swap(patterns);
-    const bool wantsNames = std::any_of(kPublishedKeys.begin(), kPublishedKeys.end(),
-                                        [&](const PublishedKey& row) { return isOfInterest(row.key); });
-    if (wantsNames && !watch_->startNames()) return false;
-    // After the watches are in place: what changes from here on is heard of.
-    names_ = readSystemNames();
-    known_.clear();
-    for (std::string& key : presentKeys()) known_.insert(std::move(key));
-    return true;
+    ring(due);
+    return status;
+}
+
+bool StoreSession::hasChanges() const {
+    const std::lock_guard lock(Store::mutex());
+    return !changes_.empty();
 }
 
 std::vector<std::string> StoreSession::takeChanges() {
-    const std::lock_guard lock(mutex_);
-    if (!watch_ || (keys_.empty() && patterns_.empty())) return {};
-    StoreWatch::News news = watch_->take();
+    Outlets due;
+    std::vector<std::string> changes;
+    {
+        const std::lock_guard lock(Store::mutex());
+        // What happened before the last of the changes is told with it, though the watch's thread has not come to it.
+        if (watch_) watch_->catchUp(due);
+        changed_.clear();
+        changes.swap(changes_);
+    }
+    ring(due);
+    return changes;
+}
 
-    std::vector<std::string> changed;
-    Keys seen;
+void StoreSession::addNews(const StoreContents::News& news, Outlets& due) {
+    if (!isListening()) return;
+    // What stops half-way for want of memory is done once more later: each step may be repeated.
     const auto add = [&](const std::string& key) {
-        if (seen.insert(key).second) changed.push_back(key);
+        if (changed_.contains(key)) return;
+        changes_.push_back(key);
+        mustRing_ = true;
+        changed_.insert(key);
     };
     for (const std::string& key : news.keys) {
-        if (!isOfInterest(key)) continue;
-        add(key);
-        if (directory_.hasFile(key)) {
-            known_.insert(key);
-        } else {
-            known_.erase(key);
-        }
+        if (interest_.includes(key)) add(key);
     }
-    if (news.names) {
-        const SystemNames before = std::exchange(names_, readSystemNames());
-        for (const PublishedKey& row : kPublishedKeys) {
-            // Where a client's value hides the published one nothing has changed.
-            const auto then = directory_.value(row.key, before), now = directory_.value(row.key, names_);
-            const bool isSame = then.get() == now.get() || (then && now && CFEqual(then.get(), now.get()));
-            if (!isSame && isOfInterest(row.key)) add(row.key);
-        }
+    if (news.isLost) {
+        for (const std::string& key : interest_.keys) add(key);
     }
-    if (news.lost) {
-        for (const std::string& key : known_) add(key);
-        known_.clear();
-        for (const std::string& key : presentKeys()) {
-            add(key);
-            known_.insert(key);
-        }
+    if (!mustRing_) return;
+    for (const auto& each : outlets_) {
+        if (auto outlet = each.lock()) due.push_back(std::move(outlet));
     }
-    return changed;
+    mustRing_ = false;
 }
 
 }  // namespace KXPlatform

@@ -1,16 +1,25 @@
 #pragma once
 
-// Hears of changes of the store's files and of what the published names come from.
+// Hears of changes of the stores and of what the published names come from, for all sessions of the process: one
+// inotify descriptor and one thread, which run while any session listens.
 //
-// One thread at a time may use an object, but for descriptor().
+// The kernel tells of a new host name through poll() on /proc/sys/kernel/hostname, and says it only once to each open
+// file: the thread waits there too.
+//
+// Guarded by the stores' mutex.
 
-#include "HostNameWatch.h"
-#include "StoreDirectory.h"
+#include "Store.h"
+#include "SystemNames.h"
+
 #include "Support/Descriptor.h"
+#include "Support/ProcessMark.h"
 
+#include <array>
 #include <memory>
 #include <string>
+#include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 struct inotify_event;
@@ -19,48 +28,74 @@ namespace KXPlatform {
 
 class StoreWatch {
   public:
-    /// What has happened since it was last asked for.
-    struct News {
-        std::vector<std::string> keys;  ///< changed, in order; one may be there several times
-        bool lost = false;              ///< the system dropped some of the news: anything may have changed
-        bool names = false;             ///< the published names may have changed
-    };
+    /// The watch of this process, begun when there is none. Null, with a status, when it cannot be. Takes the mutex.
+    static std::shared_ptr<StoreWatch> shared(int& status);
 
-    /// Watches nothing yet.
-    explicit StoreWatch(const StoreDirectory& directory);
+    /// Ends the thread: never with the mutex held, unless the watch did not begin.
+    ~StoreWatch();
+    StoreWatch(const StoreWatch&) = delete;
+    StoreWatch& operator=(const StoreWatch&) = delete;
 
-    /// False when the process has no descriptors left.
-    bool isOpen() const noexcept { return epoll_ && inotify_; }
+    // ---- With the mutex held
 
-    /// Becomes readable when there is news.
-    int descriptor() const noexcept { return epoll_.get(); }
+    /// Watches what the sessions want to hear of now; what changes from here on is heard of. Returns a status.
+    int update(Outlets& due);
 
-    /// Watches the store from now on, until stop().
-    bool start();
-    /// Watches what the names come from as well.
-    bool startNames();
-    void stop() noexcept;
+    /// Takes in what has happened so far. False when there were no means for it: the rest will be done later.
+    bool catchUp(Outlets& due);
 
-    /// The news so far. Changes that belong together are held back until all of them have been made.
-    News take();
+    /// Sessions want less than before: stops watching what nobody wants. Watches too much where memory is out.
+    void forgetUnwanted() noexcept;
+
+    /// In a child that was forked: the watch has stayed with its parent.
+    static void forget() noexcept;
 
   private:
-    enum class Folder { Values, Signals, Configuration, Samba };
+    enum class Reason { Path, Contents, Computer, NetBios };
 
-    bool watch(Folder folder, const std::string& path, std::uint32_t events);
-    bool watchStore();
-    bool watchConfiguration();
-    bool isWatching(Folder folder) const noexcept;
-    void note(const inotify_event& event, News& news);
+    /// What is of interest in a folder.
+    struct Wish {
+        std::string name;
+        Reason reason;
+    };
+    using Wishes = std::unordered_multimap<int, Wish>;  ///< by inotify's number of the folder
 
-    const StoreDirectory directory_;
+    /// What is to be looked at again.
+    struct Work {
+        bool paths = false;
+        bool stores = false;
+        std::array<bool, 2> names{};  ///< by NameKind
+
+        bool isThere() const noexcept { return paths || stores || names[0] || names[1]; }
+    };
+
+    StoreWatch() = default;
+    int begin();
+
+    int arm();
+    int armPath(const std::string& path, Wishes& wishes);
+    int armNames(Wishes& wishes);
+    int watch(const std::string& folder, const std::string& name, Reason reason, Wishes& wishes);
+    int follow(Outlets& due);
+
+    void run();
+    bool serve();
+    void compareName(NameKind kind, Outlets& due);
+    void readEvents();
+    void note(const inotify_event& event);
+
+    const ProcessMark process_;
     Descriptor inotify_;
-    std::unique_ptr<HostNameListener> hostName_;
-    Descriptor epoll_;  ///< after what it watches, so that it goes first
-    std::unordered_map<int, Folder> folders_;
-    bool started_ = false;
-    bool inBatch_ = false;
-    std::vector<std::string> batch_;  ///< changes of a batch that is not complete
+    Descriptor wake_;      ///< an eventfd: the thread is to look at hostName_ and isEnding_
+    Descriptor hostName_;  ///< stays open once names have been wanted
+    Wishes wishes_;
+    bool followsNames_ = false;
+    std::array<SystemName, 2> names_;  ///< as the sessions know them, while they are followed
+    Work work_;
+    /// What hid names whose origin has changed; to be done without the mutex.
+    std::vector<std::pair<std::weak_ptr<Store>, Store::Change>> outdated_;
+    bool isEnding_ = false;
+    std::unique_ptr<std::thread> thread_;
 };
 
 }  // namespace KXPlatform

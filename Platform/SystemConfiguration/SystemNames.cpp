@@ -88,8 +88,14 @@ std::string hostName() {
     return usable(std::string(whole.substr(0, whole.find('.'))));
 }
 
-std::string fileText(const std::string& path) {
-    return readPlainFile(path, kLargestFile, Symlinks::Followed).value_or(std::string());
+/// The name that `read` finds in a file of the system's, empty without the file; and what the two came from.
+template <class Read>
+SystemName nameFrom(const std::string& file, Read read) {
+    const auto found = readPlainFile(configurationFolder() + "/" + file, kLargestFile);
+    SystemName name;
+    name.text = read(found ? found->bytes : std::string());
+    name.origin = (found ? found->stamp : std::string()) + "\n" + name.text;
+    return name;
 }
 
 }  // namespace
@@ -136,31 +142,39 @@ std::string configurationFolder() {
     return set && *set ? set : "/etc";
 }
 
-SystemNames readSystemNames() {
-    const std::string folder = configurationFolder();
-    const std::string host = hostName();
-    SystemNames names;
-    names.computer = prettyHostName(fileText(folder + "/" + kMachineInfoFile));
-    if (names.computer.empty()) names.computer = host;
-    names.netbios = netbiosName(fileText(folder + "/" + kSambaFolder + "/" + kSambaFile), host);
-    return names;
+SystemName readSystemName(NameKind kind) {
+    if (kind == NameKind::NetBios) {
+        return nameFrom(std::string(kSambaFolder) + "/" + kSambaFile,
+                        [](const std::string& text) { return netbiosName(text, hostName()); });
+    }
+    return nameFrom(kMachineInfoFile, [](const std::string& text) {
+        std::string name = prettyHostName(text);
+        return name.empty() ? hostName() : name;
+    });
 }
 
-Retained<const __CFDictionary> publishedValue(const SystemNames& names, std::string_view key) {
+const SystemName& SystemNames::get(NameKind kind) {
+    auto& name = names_[static_cast<std::size_t>(kind)];
+    if (!name) name = readSystemName(kind);
+    return *name;
+}
+
+const PublishedKey* publishedKey(std::string_view key) noexcept {
     for (const PublishedKey& row : kPublishedKeys) {
-        if (key != row.key) continue;
-        const std::string& name = names.*row.name;
-        if (name.empty()) return {};
-        const auto entry = keyString(row.entry);
-        const auto value = keyString(name);
-        if (!entry || !value) return {};
-        const void* const entries[] = {entry.get()};
-        const void* const values[] = {value.get()};
-        return Retained<const __CFDictionary>::adopting(
-            CFDictionaryCreate(nullptr, const_cast<const void**>(entries), const_cast<const void**>(values), 1,
-                               &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+        if (key == row.key) return &row;
     }
-    return {};
+    return nullptr;
+}
+
+Retained<const __CFDictionary> publishedValue(const PublishedKey& key, const std::string& name) {
+    if (name.empty()) return {};
+    const auto entry = keyString(key.entry);
+    const auto value = keyString(name);
+    if (!entry || !value) return {};
+    const void* entries[] = {entry.get()};
+    const void* values[] = {value.get()};
+    return Retained<const __CFDictionary>::adopting(CFDictionaryCreate(
+        nullptr, entries, values, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
 }
 
 }  // namespace KXPlatform

@@ -7,37 +7,52 @@
 #include <CoreFoundation/CFDictionary.h>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace KXPlatform {
 
-/// Each in UTF-8 without control characters; empty where there is none.
-struct SystemNames {
-    std::string computer;
-    std::string netbios;
+/// A name in UTF-8 without control characters.
+struct SystemName {
+    std::string text;    ///< empty where there is none
+    std::string origin;  ///< which file it came from and as it was then: changes with the file, not only with the name
 
-    bool operator==(const SystemNames&) const = default;
+    bool operator==(const SystemName&) const = default;
+};
+
+enum class NameKind { Computer, NetBios };
+
+/// The name as it is now. Each kind is read from one file.
+SystemName readSystemName(NameKind kind);
+
+/// The names as they were when each was first asked for: a file that nobody asks for is not opened.
+class SystemNames {
+  public:
+    const SystemName& get(NameKind kind);
+
+  private:
+    std::array<std::optional<SystemName>, 2> names_;
 };
 
 /// What is published under a key: a dictionary of one entry, when the name is there.
 struct PublishedKey {
     const char* key;
     const char* entry;
-    std::string SystemNames::*name;
+    NameKind name;
 };
 
 inline constexpr std::array<PublishedKey, 3> kPublishedKeys{{
-    {"Setup:/System", "ComputerName", &SystemNames::computer},
-    {"State:/Network/NetBIOS", "RegisteredName", &SystemNames::netbios},
-    {"State:/Network/Global/SMB", "NetBIOSName", &SystemNames::netbios},
+    {"Setup:/System", "ComputerName", NameKind::Computer},
+    {"State:/Network/NetBIOS", "RegisteredName", NameKind::NetBios},
+    {"State:/Network/Global/SMB", "NetBIOSName", NameKind::NetBios},
 }};
 
-/// The names as they are now.
-SystemNames readSystemNames();
+/// Null when nothing is published under the key.
+const PublishedKey* publishedKey(std::string_view key) noexcept;
 
-/// The value published under a key; null when there is none.
-Retained<const __CFDictionary> publishedValue(const SystemNames& names, std::string_view key);
+/// The value published for a name; null without one.
+Retained<const __CFDictionary> publishedValue(const PublishedKey& key, const std::string& name);
 
 /// The folder with the files that names are read from: /etc, unless the environment variable KXPLATFORM_ETC names
 /// another.

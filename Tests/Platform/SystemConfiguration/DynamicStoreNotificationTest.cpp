@@ -6,11 +6,11 @@
 
 #include <fcntl.h>
 #include <sched.h>
-#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <csignal>
+#include <latch>
 #include <string>
 #include <thread>
 
@@ -133,46 +133,42 @@ TEST_F(DynamicStoreNotification, TellsOfChangesMadeTogetherAtOnce) {
     }
 }
 
-TEST_F(DynamicStoreNotification, HoldsChangesBackUntilTheirWriterHasEnded) {
-    ASSERT_TRUE(watch({"a", "b"}));
-    ASSERT_TRUE(session.setText("a", "1"));
-    EXPECT_EQ(allTold(), (std::vector<Told>{{"a"}}));
-    int begun[2], die[2];
-    ASSERT_EQ(pipe(begun), 0);
-    ASSERT_EQ(pipe(die), 0);
+// The callout reads what it is told of: all of one batch, whatever the writer does by then.
+TEST_F(DynamicStoreNotification, ReadsWholeBatchesWhenItIsTold) {
+    struct Reader {
+        int told = 0, torn = 0;
+        std::string last;
+    } reader;
+    SCDynamicStoreContext context{0, &reader, nullptr, nullptr, nullptr};
+    const auto callout = [](SCDynamicStoreRef told, CFArrayRef, void* info) {
+        auto& r = *static_cast<Reader*>(info);
+        const auto values = hold(SCDynamicStoreCopyMultiple(told, array({"a", "b"}), nullptr));
+        const auto value = [&](CFStringRef key) {
+            const auto* const found = static_cast<CFStringRef>(CFDictionaryGetValue(values, key));
+            return found ? Held::utf8(found) : "<none>";
+        };
+        ++r.told;
+        if (value(CFSTR("a")) != value(CFSTR("b"))) ++r.torn;
+        r.last = value(CFSTR("a"));
+    };
+    const auto other = hold(SCDynamicStoreCreate(nullptr, CFSTR(""), callout, &context));
+    ASSERT_TRUE(SCDynamicStoreSetNotificationKeys(other, array({"a", "b"}), nullptr));
+    const auto source = hold(SCDynamicStoreCreateRunLoopSource(nullptr, other, 0));
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    constexpr int kBatches = 2000;
     const pid_t writer = fork();
-    if (writer == 0) {  // the first half of two changes made as one
-        const int mark = open((store.path() + "/signals/.batch").c_str(), O_WRONLY | O_CREAT, 0600);
-        if (write(mark, "+", 1) != 1) _exit(1);
-        std::filesystem::copy(store.value("a"), store.path() + "/staging/b");
-        std::filesystem::rename(store.path() + "/staging/b", store.value("b"));
-        if (write(begun[1], "+", 1) != 1) _exit(1);
-        char byte;
-        while (read(die[0], &byte, 1) < 0) {
+    if (writer == 0) {
+        Session own;
+        for (int i = 1; i <= kBatches; ++i) {
+            const auto value = text(std::to_string(i));
+            SCDynamicStoreSetMultiple(own, dictionary({{"a", value.get()}, {"b", value.get()}}), nullptr, nullptr);
         }
-        raise(SIGKILL);
+        _exit(0);
     }
-    char byte;
-    ASSERT_EQ(read(begun[0], &byte, 1), 1);
-    EXPECT_EQ(session.read("b"), "1") << "a value is there at once";
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, false);
-    EXPECT_TRUE(session.told.empty()) << "but not told of, while the other may follow";
-    ASSERT_EQ(write(die[1], "+", 1), 1);
-    EXPECT_TRUE(session.hears("b")) << "a writer that dies is no reason to wait for ever";
+    EXPECT_TRUE(Session::runUntil([&] { return reader.last == std::to_string(kBatches); }));
     waitpid(writer, nullptr, 0);
-    for (const int each : {begun[0], begun[1], die[0], die[1]}) close(each);
-}
-
-TEST_F(DynamicStoreNotification, IgnoresThoseWhoOnlyLookAtTheMark) {
-    ASSERT_TRUE(watch({"a", "b"}));
-    ASSERT_TRUE(
-        SCDynamicStoreSetMultiple(session, dictionary({{"a", CFSTR("1")}, {"b", CFSTR("2")}}), nullptr, nullptr));
-    allTold();
-    const int look = open((store.path() + "/signals/.batch").c_str(), O_RDONLY);
-    ASSERT_GE(look, 0);
-    ASSERT_TRUE(session.setText("a", "3"));
-    EXPECT_EQ(allTold(), (std::vector<Told>{{"a"}}));
-    close(look);
+    EXPECT_EQ(reader.torn, 0);
+    CFRunLoopSourceInvalidate(source);
 }
 
 // ---- Processes, threads, run loops
@@ -234,6 +230,34 @@ TEST_F(DynamicStoreNotification, TellsNothingOnceItsSourceIsInvalid) {
     EXPECT_TRUE(session.hears("key"));
 }
 
+TEST_F(DynamicStoreNotification, MayRunTheLoopWhileItIsTold) {
+    struct Nesting {
+        Session& session;
+        int depth = 0, deepest = 0;
+        std::multiset<std::string> told;
+    } nesting{session, 0, 0, {}};
+    SCDynamicStoreContext context{0, &nesting, nullptr, nullptr, nullptr};
+    const auto callout = [](SCDynamicStoreRef, CFArrayRef keys, void* info) {
+        auto& n = *static_cast<Nesting*>(info);
+        n.told.merge(texts(keys));
+        n.deepest = std::max(n.deepest, ++n.depth);
+        if (n.depth == 1) {
+            n.session.setText("b", "1");
+            Session::runUntil([&] { return n.told.contains("b"); });
+        }
+        --n.depth;
+    };
+    const auto other = hold(SCDynamicStoreCreate(nullptr, CFSTR(""), callout, &context));
+    ASSERT_TRUE(SCDynamicStoreSetNotificationKeys(other, array({"a", "b"}), nullptr));
+    const auto source = hold(SCDynamicStoreCreateRunLoopSource(nullptr, other, 0));
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    ASSERT_TRUE(session.setText("a", "1"));
+    EXPECT_TRUE(Session::runUntil([&] { return nesting.told.contains("a"); }));
+    EXPECT_EQ(nesting.told, (std::multiset<std::string>{"a", "b"}));
+    EXPECT_EQ(nesting.deepest, 2);
+    CFRunLoopSourceInvalidate(source);
+}
+
 TEST_F(DynamicStoreNotification, MayEndItsSessionWhileItIsTold) {
     struct Ending {
         SCDynamicStoreRef store = nullptr;
@@ -264,11 +288,13 @@ TEST_F(DynamicStoreNotification, SurvivesChangesAndSessionsOfManyThreads) {
     ASSERT_TRUE(watch({}, {"key[0-9]"}));
     std::vector<std::thread> threads;
     std::atomic<int> failures{0};
+    std::latch listening(4);
     for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([i, &failures] {
+        threads.emplace_back([i, &failures, &listening] {
             Session own;
             const std::string key = "key" + std::to_string(i), next = "key" + std::to_string((i + 1) % 4);
             if (!own.watch({next})) ++failures;
+            listening.arrive_and_wait();
             for (int round = 0; round < 50; ++round) {
                 if (!own.setText(key, std::to_string(round))) ++failures;
                 if (own.read(key) != std::to_string(round)) ++failures;
@@ -306,7 +332,7 @@ TEST_F(DynamicStoreNotification, NeverShowsAPartOfAValue) {
 
 // ---- News that is lost
 
-TEST_F(DynamicStoreNotification, TellsOfAllThatMayHaveChangedWhenNewsWasDropped) {
+TEST_F(DynamicStoreNotification, MissesNothingWhenTheSystemDropsEvents) {
     std::ifstream limit("/proc/sys/fs/inotify/max_queued_events");
     long events = 0;
     ASSERT_TRUE(limit >> events);
@@ -316,18 +342,45 @@ TEST_F(DynamicStoreNotification, TellsOfAllThatMayHaveChangedWhenNewsWasDropped)
     ASSERT_TRUE(watch({"there", "gone", "never"}, {"new.*"}));
     for (long i = 0; i <= events / 2 + 1; ++i) {  // two events each, not one: equal ones in a row are joined
         for (const char* const name : {"x", "y"}) {
-            const std::string path = store.path() + "/signals/" + name;
+            const std::string path = store.path() + "/" + name;
             close(open(path.c_str(), O_WRONLY | O_CREAT, 0600));
         }
     }
-    ASSERT_TRUE(session.remove("gone"));
-    ASSERT_TRUE(session.setText("new1", "1"));
-    EXPECT_TRUE(session.hears("gone"));
-    Told all;
-    for (const Told& told : allTold()) all.insert(told.begin(), told.end());
-    EXPECT_EQ(all, (Told{"there", "gone", "new1"}));
+    ASSERT_EQ(inChild([] {
+                  Session other;
+                  return other.remove("gone") && other.setText("new1", "1") ? 0 : 1;
+              }),
+              0);
+    EXPECT_TRUE(Session::runUntil([&] {
+        Told all;
+        for (const Told& told : session.told) all.insert(told.begin(), told.end());
+        return all == Told{"gone", "new1"};
+    })) << "no more and no less";
+    session.told.clear();
     ASSERT_TRUE(session.setText("there", "2"));
     EXPECT_EQ(allTold(), (std::vector<Told>{{"there"}})) << "and of single changes afterwards";
+}
+
+// The file is replaced now and then by a shorter one.
+TEST_F(DynamicStoreNotification, MissesNothingWhenTheFileIsReplaced) {
+    ASSERT_TRUE(watch({"key", "other"}));
+    const std::string large(100000, 'x');
+    struct stat before, after;
+    ASSERT_TRUE(session.setText("filler", large));
+    ASSERT_EQ(stat(store.contents().c_str(), &before), 0);
+    const ino_t first = before.st_ino;
+    bool wasReplaced = false;
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_TRUE(session.setText("filler", large));
+        ASSERT_TRUE(session.setText(i % 2 ? "key" : "other", std::to_string(i)));
+        EXPECT_EQ(allTold(), (std::vector<Told>{{i % 2 ? "key" : "other"}}));
+        ASSERT_EQ(stat(store.contents().c_str(), &after), 0);
+        wasReplaced = wasReplaced || after.st_ino != first;
+        EXPECT_LT(after.st_size, 600000);
+    }
+    EXPECT_TRUE(wasReplaced);
+    EXPECT_EQ(session.read("key"), "19");
+    EXPECT_EQ(session.read("other"), "18");
 }
 
 TEST_F(DynamicStoreNotification, GoesOnWhenTheFoldersWereRemoved) {
@@ -447,6 +500,44 @@ TEST_F(DynamicStoreNotification, HidesWhatWasPublishedForARemovedKeyUntilThatCha
     ASSERT_TRUE(session.remove(kSystem));
     EXPECT_TRUE(SCDynamicStoreAddValue(session, text(kSystem), CFSTR("added")));
     EXPECT_EQ(session.read(kSystem), "added");
+}
+
+TEST_F(DynamicStoreNotification, ShowsARemovedKeyAgainThoughItsOriginIsAsItWas) {
+    store.setPrettyName("first");
+    store.setNetBiosName("FIRST");
+    ASSERT_TRUE(session.remove(kSystem));
+    ASSERT_TRUE(session.remove(kNetBios));
+    EXPECT_EQ(session.get(kSystem), nullptr);
+    EXPECT_EQ(session.get(kNetBios), nullptr);
+    for (const char* const name : {"second", "first"}) store.setPrettyName(name);
+    EXPECT_EQ(session.read(kSystem, "ComputerName"), "first") << "though nobody saw the other name";
+    EXPECT_EQ(session.list("Setup:.*"), (std::multiset<std::string>{kSystem}));
+    EXPECT_EQ(session.get(kNetBios), nullptr) << "whose origin is another file";
+}
+
+TEST_F(DynamicStoreNotification, ShowsARemovedKeyAgainOnceAnybodySawAnotherHostName) {
+    ASSERT_TRUE(session.remove(kSystem));
+    EXPECT_EQ(session.get(kSystem), nullptr);
+    hostNameOfTest = "other";
+    EXPECT_EQ(inChild([] {
+                  Session seer;
+                  return seer.read(kSystem, "ComputerName") == "other" ? 0 : 1;
+              }),
+              0);
+    hostNameOfTest = "host";
+    EXPECT_EQ(session.read(kSystem, "ComputerName"), "host");
+    ASSERT_TRUE(session.remove(kSystem)) << "and may be removed again";
+    EXPECT_EQ(session.get(kSystem), nullptr);
+}
+
+TEST_F(DynamicStoreNotification, TellsOfARemovedKeyThatComesBackWithItsOldName) {
+    store.setPrettyName("first");
+    ASSERT_TRUE(watch({kSystem}));
+    ASSERT_TRUE(session.remove(kSystem));
+    EXPECT_EQ(allTold(), (std::vector<Told>{{kSystem}}));
+    store.setPrettyName("first");
+    EXPECT_TRUE(session.hears(kSystem));
+    EXPECT_EQ(session.read(kSystem, "ComputerName"), "first");
 }
 
 TEST_F(DynamicStoreNotification, FollowsTheKernelsHostName) {

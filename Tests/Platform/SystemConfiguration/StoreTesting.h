@@ -18,8 +18,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -81,8 +83,8 @@ class TestStore {
 
     std::string path() const { return folder_ / "store"; }
     std::string etc() const { return folder_ / "etc"; }
-    /// The file of a key whose name is the same.
-    std::string value(const std::string& name) const { return path() + "/values/" + name; }
+    std::string contents() const { return path() + "/contents"; }
+    std::string lock() const { return path() + "/lock"; }
 
     void setPrettyName(const std::string& name) const {
         write(etc() + "/machine-info", "PRETTY_HOSTNAME=" + name + "\n");
@@ -93,6 +95,10 @@ class TestStore {
 
     static void write(const std::string& path, const std::string& content) {
         std::ofstream(path, std::ios::binary) << content;
+    }
+    static std::string read(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
   private:
@@ -201,6 +207,15 @@ int inChild(Body body) {
     while (waitpid(child, &status, 0) < 0) {
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+/// Runs `body` on a thread of its own, whose run loop nobody else has: in a child, that of the calling thread is the
+/// parent's.
+template <class Body>
+int onOwnThread(Body body) {
+    int result = 0;
+    std::thread([&] { result = body(); }).join();
+    return result;
 }
 
 }  // namespace StoreTesting

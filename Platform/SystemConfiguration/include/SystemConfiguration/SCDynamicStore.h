@@ -4,11 +4,16 @@
 ///
 /// A session (SCDynamicStoreRef) reads and changes the store, and hears of changes that any process makes to the keys
 /// it names. Sessions and their operations may be used from any thread. Functions named Create or Copy give their
-/// caller a reference to release. A function that fails answers null or false and leaves why with SCError().
+/// caller a reference to release. A function that fails returns null or false and leaves why with SCError().
 ///
-/// Keys are any text whose UTF-8 form needs no more than 255 bytes as a file name (a byte that a file name cannot hold
-/// counts three times). A value is a property list of up to 1 MiB in binary form. Patterns are extended POSIX regular
-/// expressions of up to 1024 bytes that match a key as a whole.
+/// Each call sees the store as it was at one time. Changes made together by one SCDynamicStoreSetMultiple are seen all
+/// or not at all, and told of at once, also when their writer is killed in the middle of them.
+///
+/// Reading waits for nobody. A change waits while another process changes the store.
+///
+/// Keys are any text of up to 255 bytes in UTF-8. A value is a property list of up to 1 MiB in binary form; one change
+/// takes up to 64 MiB. Patterns are extended POSIX regular expressions of up to 1024 bytes that match a key as a whole,
+/// always in linear time; back references are refused.
 ///
 /// Some keys have a value although nobody has set one: the names of the computer, as the system knows them.
 ///
@@ -17,11 +22,16 @@
 ///     "State:/Network/Global/SMB"  NetBIOSName       the same
 ///
 /// They follow their origin. A value that a client sets for such a key wins until it is removed; removing the key when
-/// no client has set it leaves it without a value until its origin changes.
+/// no client has set it leaves it without a value until its origin changes, be it to the same name.
 ///
 /// Where the store is: the folder that the environment variable KXPLATFORM_DYNAMIC_STORE names; without it the
-/// computer's one store, /run/kxplatform/dynamic-store. A user who finds none there and may not make one gets a store
-/// of the user's own, below $XDG_RUNTIME_DIR or /tmp. How it is kept: docs/dynamic-store.md.
+/// computer's one store, /run/kxplatform/dynamic-store, which root may change and everybody may read. A user other than
+/// root has a store of the user's own, below $XDG_RUNTIME_DIR or /tmp, while the computer's is missing; sessions move
+/// over when it appears. For root a store that is missing and cannot be made is empty, and changes of it fail with
+/// kSCStatusAccessError. Folders that others can put files into are refused. How it is kept: docs/dynamic-store.md.
+///
+/// A process that was forked may use the sessions of its parent to read and to change the store, and sessions of its own
+/// for everything; their parent's run-loop sources are of no use to it.
 
 #include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFBase.h>
@@ -54,12 +64,15 @@ CF_ANONYMOUS_ENUM(int){
 CF_EXPORT CFTypeID SCDynamicStoreGetTypeID(void);
 
 /// A session. `name` tells who has it (it shows in the session's description), `callout` is told of changes and may be
-/// null, as may `context`.
+/// null, as may `context`. Fails with kSCStatusInvalidArgument for a context of another version than 0, with
+/// kSCStatusAccessError where the store's folder cannot be trusted.
 CF_EXPORT SCDynamicStoreRef SCDynamicStoreCreate(CFAllocatorRef allocator, CFStringRef name,
                                                  SCDynamicStoreCallBack callout, SCDynamicStoreContext* context);
 
 /// A source that calls the session's callout on the run loops and in the modes it is added to; each change is told
-/// once. The source keeps the session.
+/// once. The source keeps the session. The callout may use the session, end it, and run the loop: what changes meanwhile
+/// is told in there. All sources of a process share one watch, a thread and up to three descriptors; where it cannot be
+/// had, SCError() is the errno value.
 CF_EXPORT CFRunLoopSourceRef SCDynamicStoreCreateRunLoopSource(CFAllocatorRef allocator, SCDynamicStoreRef store,
                                                                CFIndex order);
 
@@ -74,7 +87,7 @@ CF_EXPORT CFDictionaryRef SCDynamicStoreCopyMultiple(SCDynamicStoreRef store, CF
 /// The value of a key; kSCStatusNoKey when it has none.
 CF_EXPORT CFPropertyListRef SCDynamicStoreCopyValue(SCDynamicStoreRef store, CFStringRef key);
 
-/// The keys in the store that the pattern matches, in no particular order.
+/// The keys in the store that the pattern matches, in no particular order. Reads no values.
 CF_EXPORT CFArrayRef SCDynamicStoreCopyKeyList(SCDynamicStoreRef store, CFStringRef pattern);
 
 /// Sets the value of a key that has none; kSCStatusKeyExists when it has one.
@@ -83,8 +96,9 @@ CF_EXPORT Boolean SCDynamicStoreAddValue(SCDynamicStoreRef store, CFStringRef ke
 /// Sets the value of a key.
 CF_EXPORT Boolean SCDynamicStoreSetValue(SCDynamicStoreRef store, CFStringRef key, CFPropertyListRef value);
 
-/// Sets, removes and gives notice of any number of keys, and has it told as one change. Each argument may be null; keys
-/// to remove that are not there are left out. When it fails, nothing has been changed.
+/// Sets, removes and gives notice of any number of keys as one change, which others see whole or not at all. Each
+/// argument may be null; keys to remove that are not there are left out, and a key that is both set and removed is
+/// removed. When it fails, nothing has been changed; on a full disk SCError() is ENOSPC.
 CF_EXPORT Boolean SCDynamicStoreSetMultiple(SCDynamicStoreRef store, CFDictionaryRef keysToSet, CFArrayRef keysToRemove,
                                             CFArrayRef keysToNotify);
 

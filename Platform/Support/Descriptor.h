@@ -28,6 +28,9 @@ class Descriptor {
     /// Closes now; false when the system reports that what was written is not there.
     bool close() noexcept { return ::close(std::exchange(descriptor_, -1)) == 0; }
 
+    /// Gives the descriptor away, open.
+    int release() noexcept { return std::exchange(descriptor_, -1); }
+
   private:
     int descriptor_ = -1;
 };

@@ -1,25 +1,24 @@
 #include "Waker.h"
 
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace KXPlatform {
 
 Waker::~Waker() {
     // In a forked child the number may stand for another file by now.
-    if (fd_ >= 0 && !mark_.isInherited()) ::close(fd_);
+    if (mark_.isInherited()) fd_.release();
 }
 
 bool Waker::open() noexcept {
-    if (fd_ < 0) fd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    return fd_ >= 0;
+    if (!fd_) fd_ = Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    return static_cast<bool>(fd_);
 }
 
 void Waker::wake() noexcept {
     if (state_.exchange(kWoken, std::memory_order_acq_rel) != kAsleep || mark_.isInherited()) return;
     // The count is never read, only its changes are seen: it cannot overflow in the life of a process.
     const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(fd_, &one, sizeof one);
+    [[maybe_unused]] const auto written = ::write(fd_.get(), &one, sizeof one);
 }
 
 bool Waker::prepareSleep() noexcept {

@@ -6,6 +6,7 @@
 // A wake-up is never lost: one that comes while the thread is awake makes its next sleep return at once. A forked child
 // wakes nobody with a waker of its parent: the sleeper is the parent's thread.
 
+#include "Descriptor.h"
 #include "ProcessMark.h"
 
 #include <atomic>
@@ -29,7 +30,7 @@ class Waker {
     bool open() noexcept;
 
     /// Becomes readable when the sleeper is woken; watched edge-triggered it need not be read. -1 before open().
-    int descriptor() const noexcept { return fd_; }
+    int descriptor() const noexcept { return fd_.get(); }
 
     /// Announces a sleep; false when it has already been ended. Needs an open eventfd.
     bool prepareSleep() noexcept;
@@ -50,7 +51,7 @@ class Waker {
 
     const ProcessMark mark_;
     std::atomic<std::uint32_t> state_{kAwake};
-    int fd_ = -1;  // written before the first kAsleep is published, constant from then on
+    Descriptor fd_;  // written before the first kAsleep is published, constant from then on
 };
 
 }  // namespace KXPlatform

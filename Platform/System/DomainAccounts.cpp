@@ -1,11 +1,12 @@
 #include "DomainAccounts.h"
 
+#include "Support/Descriptor.h"
+
 #include <membership.h>
 
 #include <dlfcn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -50,14 +51,14 @@ struct Library {
 /// Whether the daemon takes connections: 0, ENOENT when there is none, else why not. The library's own "not found"
 /// does not tell an unknown account from a daemon that is not there.
 int askDaemon() noexcept {
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (fd < 0) return errno;
+    const Descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!connection) return errno;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     static_assert(sizeof kSocket <= sizeof address.sun_path);
     std::memcpy(address.sun_path, kSocket, sizeof kSocket);
-    const int error = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
-    close(fd);
+    const auto* const daemon = reinterpret_cast<const sockaddr*>(&address);
+    const int error = connect(connection.get(), daemon, sizeof address) == 0 ? 0 : errno;
     return error == ENOTDIR ? ENOENT : error;
 }
 

@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <sys/epoll.h>
-#include <unistd.h>
 
 using namespace KXPlatform;
 
@@ -47,7 +46,7 @@ namespace {
 
 void finalizeDescriptor(Object* object) noexcept {
     auto* const f = static_cast<__CFFileDescriptor*>(object);
-    if (f->valid && f->closeOnInvalidate) ::close(f->descriptor);
+    if (f->valid && f->closeOnInvalidate) Descriptor(f->descriptor).close();
     f->~__CFFileDescriptor();
 }
 
@@ -95,7 +94,7 @@ void endCall(__CFFileDescriptor& f, const DescriptorCall& call) noexcept {
         *place = call.next;
         closes = !f.calls && f.closesAfterCalls;
     }
-    if (closes) ::close(f.descriptor);
+    if (closes) Descriptor(f.descriptor).close();
 }
 
 void callOut(void* owner, CFOptionFlags types) {
@@ -126,7 +125,7 @@ void closeAfterCalls(__CFFileDescriptor& f) noexcept {
         }
         if (f.closesAfterCalls) return;
     }
-    ::close(f.descriptor);
+    Descriptor(f.descriptor).close();
 }
 
 constexpr SourceOwner kDescriptorOwner{forgetSource, nullptr, descriptorOf, interestOf, take, callOut};

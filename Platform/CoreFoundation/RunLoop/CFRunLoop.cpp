@@ -66,7 +66,8 @@ __CFRunLoop::__CFRunLoop(std::shared_ptr<Waker> w, pid_t t) noexcept
     : Object(kRunLoopClass), waker(std::move(w)), thread(t) {}
 
 __CFRunLoop::~__CFRunLoop() {
-    if (timer >= 0 && !isInherited()) ::close(timer);
+    // In a forked child the number may stand for another file by now.
+    if (isInherited()) timer.release();
 }
 
 bool __CFRunLoop::isCurrent() const noexcept { return thread == currentThread(); }

@@ -12,6 +12,7 @@
 #include "RunLoopItems.h"
 #include "TimerSchedule.h"
 
+#include "Support/Descriptor.h"
 #include "Support/ProcessMark.h"
 #include "Support/Waker.h"
 #include "System/PortTable.h"
@@ -82,7 +83,7 @@ struct Mode {
     std::mutex readyMutex;
     std::list<Watch*> ready;
 
-    int epoll = -1;         ///< changed by the loop's thread, or while no run is under way
+    Descriptor epoll;       ///< changed by the loop's thread, or while no run is under way
     bool hasTimer = false;  ///< the loop's timerfd is in the epoll
     std::uint32_t nextSerial = 1;
     std::unordered_map<int, WatchedDescriptor> descriptors;
@@ -151,7 +152,7 @@ struct __CFRunLoop : KXPlatform::Object {
     std::atomic<std::uint64_t> signals{1};        ///< counts signals to sources that this loop holds
 
     // The loop's thread alone:
-    int timer = -1;
+    KXPlatform::Descriptor timer;
     std::int64_t timerSetTo = KXPlatform::kForever;
 };
 

@@ -2,8 +2,6 @@
 
 #include <CoreFoundation/CFString.h>
 
-#include <unistd.h>
-
 using namespace KXPlatform;
 
 namespace KXPlatform {
@@ -21,7 +19,7 @@ bool Watch::makeReady() noexcept {
 
 Mode::~Mode() {
     // In a forked child the number may stand for another file by now.
-    if (epoll >= 0 && !mark.isInherited()) ::close(epoll);
+    if (mark.isInherited()) epoll.release();
 }
 
 bool Mode::hasReady() noexcept {
@@ -30,9 +28,8 @@ bool Mode::hasReady() noexcept {
 }
 
 void Mode::closeUnlessUsed() noexcept {
-    if (epoll < 0 || runs > 0 || !isEmpty()) return;
-    ::close(epoll);
-    epoll = -1;
+    if (!epoll || runs > 0 || !isEmpty()) return;
+    epoll.close();
     hasTimer = false;
 }
 

@@ -8,7 +8,6 @@
 
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
-#include <unistd.h>
 
 namespace KXPlatform {
 namespace {
@@ -57,19 +56,19 @@ void spread(WatchedDescriptor& entry, std::uint32_t events) noexcept {
 /// Brings what epoll reports of a descriptor in line with what its watches want.
 void arm(Mode& mode, int descriptor, WatchedDescriptor& entry) noexcept {
     const std::uint32_t wanted = wantedOf(entry);
-    if (wanted == entry.armed || mode.epoll < 0) return;
+    if (wanted == entry.armed || !mode.epoll) return;
     if (wanted == 0) {
-        control(mode.epoll, EPOLL_CTL_DEL, descriptor, 0, 0);
+        control(mode.epoll.get(), EPOLL_CTL_DEL, descriptor, 0, 0);
         entry.registered = false;
         entry.armed = 0;
         return;
     }
     const std::uint32_t events = wanted | EPOLLONESHOT;
     const std::uint64_t data = eventOf(descriptor, entry.serial);
-    bool done = control(mode.epoll, entry.registered ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, events, data);
+    bool done = control(mode.epoll.get(), entry.registered ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, events, data);
     // The other file that has the number now may be unknown to epoll, or known by way of another entry.
-    if (!done && errno == ENOENT) done = control(mode.epoll, EPOLL_CTL_ADD, descriptor, events, data);
-    if (!done && errno == EEXIST) done = control(mode.epoll, EPOLL_CTL_MOD, descriptor, events, data);
+    if (!done && errno == ENOENT) done = control(mode.epoll.get(), EPOLL_CTL_ADD, descriptor, events, data);
+    if (!done && errno == EEXIST) done = control(mode.epoll.get(), EPOLL_CTL_MOD, descriptor, events, data);
     if (done) {
         entry.registered = true;
         entry.armed = wanted;
@@ -87,26 +86,23 @@ void armAnew(Mode& mode, int descriptor, WatchedDescriptor& entry) noexcept {
 
 /// Makes the mode's epoll when it has none. False when the process has no descriptor left.
 bool openEpoll(__CFRunLoop& loop, Mode& mode) noexcept {
-    if (mode.epoll >= 0) return true;
+    if (mode.epoll) return true;
     if (!loop.waker->open()) return false;
-    const int made = ::epoll_create1(EPOLL_CLOEXEC);
-    if (made < 0) return false;
-    if (!control(made, EPOLL_CTL_ADD, loop.waker->descriptor(), EPOLLIN | EPOLLET, kWakerEvent)) {
-        ::close(made);
-        return false;
-    }
+    Descriptor made(::epoll_create1(EPOLL_CLOEXEC));
+    if (!made) return false;
+    if (!control(made.get(), EPOLL_CTL_ADD, loop.waker->descriptor(), EPOLLIN | EPOLLET, kWakerEvent)) return false;
     const std::lock_guard lock(loop.mutex);
-    mode.epoll = made;
+    mode.epoll = std::move(made);
     for (auto& [descriptor, entry] : mode.descriptors) arm(mode, descriptor, entry);
     return true;
 }
 
 /// Sets the loop's timer so that the mode's epoll reports it at `until`. False when there is no descriptor for it.
 bool setTimer(__CFRunLoop& loop, Mode& mode, std::int64_t until) noexcept {
-    if (loop.timer < 0) loop.timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    if (loop.timer < 0) return false;
+    if (!loop.timer) loop.timer = Descriptor(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+    if (!loop.timer) return false;
     if (!mode.hasTimer) {
-        mode.hasTimer = control(mode.epoll, EPOLL_CTL_ADD, loop.timer, EPOLLIN | EPOLLET, kTimerEvent);
+        mode.hasTimer = control(mode.epoll.get(), EPOLL_CTL_ADD, loop.timer.get(), EPOLLIN | EPOLLET, kTimerEvent);
         if (!mode.hasTimer) return false;
     }
     if (loop.timerSetTo == until) return true;
@@ -114,7 +110,7 @@ bool setTimer(__CFRunLoop& loop, Mode& mode, std::int64_t until) noexcept {
     itimerspec setting{};
     setting.it_value.tv_sec = static_cast<time_t>(until / kSecond);
     setting.it_value.tv_nsec = static_cast<long>(until % kSecond);
-    if (::timerfd_settime(loop.timer, TFD_TIMER_ABSTIME, &setting, nullptr) != 0) return false;
+    if (::timerfd_settime(loop.timer.get(), TFD_TIMER_ABSTIME, &setting, nullptr) != 0) return false;
     loop.timerSetTo = until;
     return true;
 }
@@ -159,7 +155,7 @@ void waitForEvents(__CFRunLoop& loop, Mode& mode, std::int64_t until) noexcept {
     if (until != kForever && !setTimer(loop, mode, until)) timeout = millisecondsUntil(until, start);
     std::array<epoll_event, kEvents> events;
     if (!loop.waker->prepareSleep()) return pollDescriptors(loop, mode);
-    const int count = ::epoll_wait(mode.epoll, events.data(), kEvents, timeout);
+    const int count = ::epoll_wait(mode.epoll.get(), events.data(), kEvents, timeout);
     loop.waker->finishSleep();
     take(loop, mode, events.data(), count);
 }
@@ -171,7 +167,7 @@ void pollDescriptors(__CFRunLoop& loop, Mode& mode) noexcept {
     }
     if (!openEpoll(loop, mode)) return;
     std::array<epoll_event, kEvents> events;
-    take(loop, mode, events.data(), ::epoll_wait(mode.epoll, events.data(), kEvents, 0));
+    take(loop, mode, events.data(), ::epoll_wait(mode.epoll.get(), events.data(), kEvents, 0));
 }
 
 void beginWatch(Mode& mode, Watch& watch) {
@@ -198,7 +194,7 @@ void endWatch(Mode& mode, Watch& watch) noexcept {
     WatchedDescriptor& entry = found->second;
     std::erase(entry.watches, &watch);
     if (!entry.watches.empty()) return arm(mode, descriptor, entry);
-    if (entry.registered) control(mode.epoll, EPOLL_CTL_DEL, descriptor, 0, 0);
+    if (entry.registered) control(mode.epoll.get(), EPOLL_CTL_DEL, descriptor, 0, 0);
     mode.descriptors.erase(found);
 }
 

@@ -20,13 +20,13 @@ constexpr BitMaskConstant kAccessNames[] = {{"read", Read}, {"write", Write}, {"
 
 std::string narrow(const std::wstring& text) {
     std::string utf8;
-    IConv(IConv::WideToUTF8)(text, utf8);
+    IConv{IConv::WideToUTF8}(text, utf8);
     return utf8;
 }
 
 std::wstring wide(const char* text) {
     std::wstring result;
-    IConv(IConv::UTF8ToWide)(std::string(text), result);
+    IConv{IConv::UTF8ToWide}(std::string(text), result);
     return result;
 }
 

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
 #include <cstring>
 #include <string>
@@ -398,6 +399,96 @@ TEST_F(OutOfMemory, PortsAreMadeOrNot) {
         if (descriptor) CFFileDescriptorInvalidate(descriptor);
         close(pipes[1]);
     });
+}
+
+TEST_F(OutOfMemory, AnItemComesToAllOfTheCommonModesOrToNone) {
+    const CFRunLoopRef loop = CFRunLoopGetCurrent();
+    const CFStringRef other = CFSTR("another common mode");
+    CFRunLoopAddCommonMode(loop, other);
+    int scheduled = 0;
+    CFRunLoopSourceContext context{};
+    context.info = &scheduled;
+    context.schedule = [](void* info, CFRunLoopRef, CFRunLoopMode) { ++*static_cast<int*>(info); };
+    context.cancel = [](void* info, CFRunLoopRef, CFRunLoopMode) { --*static_cast<int*>(info); };
+    const auto source = hold(CFRunLoopSourceCreate(nullptr, 0, &context));
+    const auto timer = hold(CFRunLoopTimerCreate(nullptr, 0, 0, 0, 0, nullptr, nullptr));
+    failEachRequest("item", [&] {
+        CFRunLoopAddSource(loop, source, kCFRunLoopCommonModes);
+        CFRunLoopAddTimer(loop, timer, kCFRunLoopCommonModes);
+        const bool holdsSource = CFRunLoopContainsSource(loop, source, kCFRunLoopCommonModes);
+        const bool holdsTimer = CFRunLoopContainsTimer(loop, timer, kCFRunLoopCommonModes);
+        for (const CFStringRef mode : {kCFRunLoopDefaultMode, other}) {
+            EXPECT_EQ(CFRunLoopContainsSource(loop, source, mode), holdsSource);
+            EXPECT_EQ(CFRunLoopContainsTimer(loop, timer, mode), holdsTimer);
+        }
+        EXPECT_EQ(scheduled, holdsSource ? 2 : 0);
+        EXPECT_EQ(CFGetRetainCount(timer), holdsTimer ? 2 : 1);
+        CFRunLoopRemoveSource(loop, source, kCFRunLoopCommonModes);
+        CFRunLoopRemoveTimer(loop, timer, kCFRunLoopCommonModes);
+        EXPECT_EQ(scheduled, 0);
+        EXPECT_EQ(CFGetRetainCount(source), 1);
+        EXPECT_EQ(CFGetRetainCount(timer), 1);
+    });
+}
+
+TEST_F(OutOfMemory, AModeBecomesCommonForAllItemsOrForNone) {
+    const CFRunLoopRef loop = CFRunLoopGetCurrent();
+    const auto source = [] {
+        CFRunLoopSourceContext context{};
+        return hold(CFRunLoopSourceCreate(nullptr, 0, &context));
+    };
+    const auto first = source(), second = source(), there = source();
+    CFRunLoopAddSource(loop, first, kCFRunLoopCommonModes);
+    CFRunLoopAddSource(loop, second, kCFRunLoopCommonModes);
+    CFRunLoopAddSource(loop, there, kCFRunLoopCommonModes);
+    for (long allowed = 0;; ++allowed) {
+        const auto mode = hold(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("mode %ld"), allowed));
+        CFRunLoopAddSource(loop, there, mode);
+        FailingMalloc::begin(allowed, false);
+        CFRunLoopAddCommonMode(loop, mode);
+        const bool failed = FailingMalloc::end();
+        EXPECT_EQ(CFRunLoopContainsSource(loop, first, mode), !failed) << allowed;
+        EXPECT_EQ(CFRunLoopContainsSource(loop, second, mode), !failed) << allowed;
+        EXPECT_TRUE(CFRunLoopContainsSource(loop, there, mode));
+        if (!failed) break;
+    }
+    for (const auto& each : {first.get(), second.get(), there.get()}) {
+        CFRunLoopSourceInvalidate(each);
+        EXPECT_EQ(CFGetRetainCount(each), 1);
+    }
+}
+
+TEST_F(OutOfMemory, ALoopServesAndEndsWithoutMemory) {
+    std::atomic<int> calls{0};
+    bool failed = false;
+    std::thread([&] {
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        CFRunLoopSourceContext context{};
+        context.info = &calls;
+        context.perform = [](void* info) { ++*static_cast<std::atomic<int>*>(info); };
+        context.cancel = [](void* info, CFRunLoopRef, CFRunLoopMode) { ++*static_cast<std::atomic<int>*>(info); };
+        const auto source = hold(CFRunLoopSourceCreate(nullptr, 0, &context));
+        CFRunLoopTimerContext timerContext{0, &calls, nullptr, nullptr, nullptr};
+        const auto call = [](CFRunLoopTimerRef, void* info) { ++*static_cast<std::atomic<int>*>(info); };
+        const auto timer = hold(CFRunLoopTimerCreate(nullptr, 0, 0, 0, 0, call, &timerContext));
+        CFRunLoopObserverContext observerContext{0, &calls, nullptr, nullptr, nullptr};
+        const auto tell = [](CFRunLoopObserverRef, CFRunLoopActivity, void* info) {
+            ++*static_cast<std::atomic<int>*>(info);
+        };
+        const auto observer = hold(CFRunLoopObserverCreate(nullptr, kCFRunLoopExit, true, 0, tell, &observerContext));
+        CFRunLoopAddSource(loop, source, kCFRunLoopCommonModes);
+        CFRunLoopAddTimer(loop, timer, kCFRunLoopDefaultMode);
+        CFRunLoopAddObserver(loop, observer, kCFRunLoopDefaultMode);
+        CFRunLoopSourceSignal(source);
+        FailingMalloc::begin(0, true);
+        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, false);
+        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.0001, false);
+        failed = FailingMalloc::end();
+        EXPECT_EQ(calls, 4);  // the source, the timer, and the exits of two runs
+        FailingMalloc::begin(0, true);
+    }).join();
+    EXPECT_FALSE(failed) << "a run asks for no memory";
+    EXPECT_EQ(calls, 5);  // the source has left the ended loop
 }
 
 TEST_F(OutOfMemory, AccountsAreFoundOrNot) {

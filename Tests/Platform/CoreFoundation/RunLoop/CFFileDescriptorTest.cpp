@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -412,7 +413,7 @@ TEST(CFFileDescriptor, ALoopWithNothingToDoSleeps) {
 }
 
 TEST(CFFileDescriptor, IsInvalidatedWhileThreadsWhoseLoopsHoldItEnd) {
-    for (int round = 0; round < 100; ++round) {
+    for (int round = 0; round < 200; ++round) {
         const Pair pair;
         std::atomic<int> held{0};
         const CFFileDescriptorContext context{0, &held,
@@ -427,13 +428,20 @@ TEST(CFFileDescriptor, IsInvalidatedWhileThreadsWhoseLoopsHoldItEnd) {
         std::atomic<bool> scheduled{false};
         std::thread ending([&] {
             const CFRunLoopRef loop = CFRunLoopGetCurrent();
-            for (const CFStringRef mode : {CFSTR("second"), CFSTR("third"), CFSTR("fourth")}) {
+            // In many modes: as the thread ends, the source leaves one after the other.
+            for (int i = 0; i < 20; ++i) {
+                const CFStringRef mode = CFStringCreateWithFormat(nullptr, nullptr, CFSTR("mode %d"), i);
                 CFRunLoopAddCommonMode(loop, mode);
+                CFRelease(mode);
             }
             CFRunLoopAddSource(loop, source, kCFRunLoopCommonModes);
             scheduled = true;
         });
         while (!scheduled) std::this_thread::yield();
+        // At another moment of the thread's end in every round.
+        const auto start = std::chrono::steady_clock::now();
+        while (std::chrono::steady_clock::now() - start < std::chrono::microseconds(round)) {
+        }
         CFFileDescriptorInvalidate(object);
         CFRelease(source);
         CFRelease(object);

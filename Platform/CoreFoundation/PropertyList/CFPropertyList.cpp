@@ -89,7 +89,12 @@ CFPropertyListRef readData(CFAllocatorRef allocator, CFDataRef data, CFOptionFla
 }
 
 /// There are no streams to read from or write to yet, so that none can be given.
-PropertyListFault noStream(CFIndex code) { return {"There is no stream", code}; }
+template <class Error>
+void reportNoStream(CFIndex code, Error* error) noexcept {
+    std::optional<PropertyListFault> fault;
+    guarded(fault, code, [&]() -> CFTypeRef { throw PropertyListFault{"There is no stream", code}; });
+    report(fault, error);
+}
 
 // ---- Writing
 
@@ -308,24 +313,24 @@ Boolean CFPropertyListIsValid(CFPropertyListRef plist, CFPropertyListFormat form
 
 CFPropertyListRef CFPropertyListCreateWithStream(CFAllocatorRef, CFReadStreamRef, CFIndex, CFOptionFlags,
                                                  CFPropertyListFormat*, CFErrorRef* error) {
-    report(noStream(kCFPropertyListReadStreamError), error);
+    reportNoStream(kCFPropertyListReadStreamError, error);
     return nullptr;
 }
 
 CFPropertyListRef CFPropertyListCreateFromStream(CFAllocatorRef, CFReadStreamRef, CFIndex, CFOptionFlags,
                                                  CFPropertyListFormat*, CFStringRef* errorString) {
-    report(noStream(kCFPropertyListReadStreamError), errorString);
+    reportNoStream(kCFPropertyListReadStreamError, errorString);
     return nullptr;
 }
 
 CFIndex CFPropertyListWrite(CFPropertyListRef, CFWriteStreamRef, CFPropertyListFormat, CFOptionFlags,
                             CFErrorRef* error) {
-    report(noStream(kCFPropertyListWriteStreamError), error);
+    reportNoStream(kCFPropertyListWriteStreamError, error);
     return 0;
 }
 
 CFIndex CFPropertyListWriteToStream(CFPropertyListRef, CFWriteStreamRef, CFPropertyListFormat,
                                     CFStringRef* errorString) {
-    report(noStream(kCFPropertyListWriteStreamError), errorString);
+    reportNoStream(kCFPropertyListWriteStreamError, errorString);
     return 0;
 }

@@ -37,14 +37,19 @@ Function* systems(const char* name) {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
-    if (newsLeft == 0) throw std::bad_alloc();
+// Not inline: the compiler would take malloc and delete, or new and free, for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (newsLeft == 0) return nullptr;
     if (newsLeft > 0) --newsLeft;
-    if (void* const memory = std::malloc(size)) return memory;
+    return std::malloc(size);
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    if (void* const memory = operator new(size, std::nothrow)) return memory;
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 extern "C" int pthread_join(pthread_t thread, void** result) {
     if (joinResult != 0) return joinResult;

@@ -43,7 +43,6 @@ class AccountInfoCache {
     static std::size_t hashOf(const UUID& uuid) noexcept;
 
     struct HashByUUID {
-        std::size_t operator()(const AccountInfo2& account) const noexcept { return hashOf(account.getUUID()); }
         std::size_t operator()(const UUID& uuid) const noexcept { return hashOf(uuid); }
     };
     struct UUIDOf {

@@ -260,6 +260,11 @@ TEST_F(AccountInfoTest, AFailingClockCountsAsZeroAndIsReported) {
     testClock = -1;
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(AccountInfo::get(userUUID(kAliceID)), kept) << "at second 0 nothing has expired";
+    const AccountPtr atZero = AccountInfo::get(groupUUID(kAliceID));
+    testClock = kTwelveHours - 1;
+    EXPECT_EQ(AccountInfo::get(groupUUID(kAliceID)), atZero);
+    testClock = kTwelveHours;
+    EXPECT_NE(AccountInfo::get(groupUUID(kAliceID)), atZero);
     testClock = time;
     EXPECT_NE(::testing::internal::GetCapturedStderr().find(": gettimeofday(): "), std::string::npos);
 }

@@ -59,7 +59,7 @@ CF_EXPORT CFComparisonResult CFDateCompare(CFDateRef theDate, CFDateRef otherDat
 
 // ---- The calendar
 
-/// Whether those fields that `unitFlags` names hold what they may; the year from 1.
+/// Whether those fields that `unitFlags` names hold what they may; the year from 1, days to 31 if a unit is missing.
 CF_EXPORT Boolean CFGregorianDateIsValid(CFGregorianDate gdate, CFOptionFlags unitFlags);
 /// The time of a date. Fields out of range roll over: month 13 is January of the next year, day 0 the last of the month
 /// before.
@@ -76,7 +76,7 @@ CF_EXPORT CFGregorianUnits CFAbsoluteTimeGetDifferenceAsGregorianUnits(CFAbsolut
 CF_EXPORT SInt32 CFAbsoluteTimeGetDayOfWeek(CFAbsoluteTime at, CFTimeZoneRef tz);
 /// 1 to 366.
 CF_EXPORT SInt32 CFAbsoluteTimeGetDayOfYear(CFAbsoluteTime at, CFTimeZoneRef tz);
-/// 1 to 53, by ISO 8601: a week belongs to the year of its Thursday.
+/// 1 to 53, by ISO 8601 (a week belongs to the year of its Thursday), but January days of the year before are in 53.
 CF_EXPORT SInt32 CFAbsoluteTimeGetWeekOfYear(CFAbsoluteTime at, CFTimeZoneRef tz);
 
 CF_EXTERN_C_END

@@ -47,8 +47,8 @@ CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theT
 CF_EXPORT CFNumberType CFNumberGetType(CFNumberRef number);
 CF_EXPORT CFIndex CFNumberGetByteSize(CFNumberRef number);
 CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
-/// Writes the value as `theType` to `valuePtr`: the nearest there is, with a fraction cut off. True when the value
-/// survives the way there and back.
+/// Writes the value as `theType` to `valuePtr`: the low bits of an integer, the nearest value of a real, its fraction
+/// cut off. True when the value survives the way there and back; eight bits hold -128 to 255.
 CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
 /// `context` is ignored.
 CF_EXPORT CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void* context);

@@ -174,11 +174,11 @@ CF_EXPORT ConstStringPtr CFStringGetPascalStringPtr(CFStringRef theString, CFStr
 CF_EXPORT const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding);
 CF_EXPORT const UniChar* CFStringGetCharactersPtr(CFStringRef theString);
 
-/// Converts the units of `range` from the first on until they end, `maxBufLen` bytes are full or the encoding lacks a
-/// character; returns the number of units converted and puts the number of bytes into `usedBufLen` unless that is null.
-/// A `lossByte` other than 0 is written for each character that the encoding lacks. A character is never split. Without
-/// a buffer, or with room for 0 bytes, only counts. An external representation in UTF-16 or UTF-32 of no fixed order
-/// begins with a mark.
+/// Converts the units of `range` until they end, `maxBufLen` bytes are full or the encoding lacks a character; returns
+/// how many units that was, the bytes in `usedBufLen` unless null. A `lossByte` other than 0 is written for what the
+/// encoding lacks: for each half of a surrogate pair in 8-bit encodings, never for half a pair in UTF-8. No character
+/// is split otherwise. Without a buffer only counts, with room for 0 bytes too, but in UTF-16 and UTF-32 takes none.
+/// An external representation in UTF-16 or UTF-32 of no fixed order begins with a mark.
 ///
 ///     CFIndex size = 0;  // the bytes that the whole text takes in UTF-8
 ///     CFStringGetBytes(text, CFRangeMake(0, CFStringGetLength(text)), kCFStringEncodingUTF8, '?', false, NULL, 0,

@@ -73,6 +73,7 @@ std::string roomOf(const std::string& path) {
 
 /// The floor whose interface is included by `<name>`; empty for what is none of the platform's.
 std::string floorOf(const std::string& name) {
+    if (name == "pthread.h") return "";  // the C library's, with one function more
     for (const char* const floor : {"System", "CoreFoundation", "CoreServices", "SystemConfiguration"})
         if (fs::exists(platform() / floor / "include" / name)) return floor;
     return "";

@@ -1,7 +1,10 @@
+#include "CFCharacterSetObject.h"
 #include "CFStringFolding.h"
 #include "CFStringSupport.h"
 
 #include <CoreFoundation/CFArray.h>
+#include <unicode/utf16.h>
+
 #include <unicode/utf16.h>
 
 #include <atomic>
@@ -389,8 +392,32 @@ Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix) {
                                    kCFCompareAnchored | kCFCompareBackwards, nullptr);
 }
 
-Boolean CFStringFindCharacterFromSet(CFStringRef, CFCharacterSetRef, CFRange, CFStringCompareFlags, CFRange*) {
-    // Nothing makes a character set on this platform: the set is null and holds no character.
+Boolean CFStringFindCharacterFromSet(CFStringRef theString, CFCharacterSetRef theSet, CFRange rangeToSearch,
+                                     CFStringCompareFlags searchOptions, CFRange* result) {
+    const __CFCharacterSet* const set = characterSet(theSet);
+    if (!isOfType(theString, TypeID::String) || !set || !isWithin(rangeToSearch, theString->length)) return false;
+    const TextView text = view(theString);
+    const bool backwards = (searchOptions & kCFCompareBackwards) != 0;
+    const bool anchored = (searchOptions & kCFCompareAnchored) != 0;
+    const CFIndex begin = rangeToSearch.location, end = begin + rangeToSearch.length;
+    for (CFIndex at = backwards ? end : begin; backwards ? at > begin : at < end;) {
+        UChar32 c;
+        CFIndex start = at, stop = at;
+        if (!text.isWide()) {
+            backwards ? --start : ++stop;
+            c = text[start];
+        } else if (backwards) {
+            U16_PREV(text.wide, begin, start, c);
+        } else {
+            U16_NEXT(text.wide, stop, end, c);
+        }
+        if (set->contains(c)) {
+            if (result) *result = {start, stop - start};
+            return true;
+        }
+        if (anchored) return false;
+        at = backwards ? start : stop;
+    }
     return false;
 }
 

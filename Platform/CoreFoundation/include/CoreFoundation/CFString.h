@@ -236,6 +236,9 @@ CF_EXPORT Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix);
 CF_EXPORT Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix);
 /// The character with its combining marks that the unit at `theIndex` is part of.
 CF_EXPORT CFRange CFStringGetRangeOfComposedCharactersAtIndex(CFStringRef theString, CFIndex theIndex);
+/// Whether the range has a character that is a member of `theSet`: the first, or the last with kCFCompareBackwards;
+/// with kCFCompareAnchored only the one at that end is looked at. Other options have no effect. Its range, of one or
+/// two units, goes to `result`, unless that is null.
 CF_EXPORT Boolean CFStringFindCharacterFromSet(CFStringRef theString, CFCharacterSetRef theSet, CFRange rangeToSearch,
                                                CFStringCompareFlags searchOptions, CFRange* result);
 

@@ -33,6 +33,12 @@ bool membershipFails = false;
 bool namesFail = false;
 bool textsOfSIDsFail = false;
 
+/// What a function that fails may leave where its result would be.
+int failWithRubbish(unsigned char* uuid) {
+    std::memset(uuid, 0xEE, sizeof(uuid_t));
+    return EIO;
+}
+
 template <class Function>
 Function* next(Function*, const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -43,16 +49,20 @@ Function* next(Function*, const char* name) {
 extern "C" {
 
 __attribute__((visibility("default"))) int mbr_uid_to_uuid(uid_t uid, uuid_t uuid) {
-    return membershipFails ? EIO : next(mbr_uid_to_uuid, "mbr_uid_to_uuid")(uid, uuid);
+    return membershipFails ? failWithRubbish(uuid) : next(mbr_uid_to_uuid, "mbr_uid_to_uuid")(uid, uuid);
 }
 __attribute__((visibility("default"))) int mbr_gid_to_uuid(gid_t gid, uuid_t uuid) {
-    return membershipFails ? EIO : next(mbr_gid_to_uuid, "mbr_gid_to_uuid")(gid, uuid);
+    return membershipFails ? failWithRubbish(uuid) : next(mbr_gid_to_uuid, "mbr_gid_to_uuid")(gid, uuid);
 }
 __attribute__((visibility("default"))) int mbr_sid_to_uuid(const nt_sid_t* sid, uuid_t uuid) {
-    return membershipFails ? EIO : next(mbr_sid_to_uuid, "mbr_sid_to_uuid")(sid, uuid);
+    return membershipFails ? failWithRubbish(uuid) : next(mbr_sid_to_uuid, "mbr_sid_to_uuid")(sid, uuid);
 }
 __attribute__((visibility("default"))) int mbr_sid_to_string(const nt_sid_t* sid, char* text) {
-    return textsOfSIDsFail ? EINVAL : next(mbr_sid_to_string, "mbr_sid_to_string")(sid, text);
+    if (textsOfSIDsFail) {
+        std::strcpy(text, "rubbish");
+        return EINVAL;
+    }
+    return next(mbr_sid_to_string, "mbr_sid_to_string")(sid, text);
 }
 __attribute__((visibility("default"))) int getpwnam_r(const char* name, passwd* entry, char* room, size_t size,
                                                       passwd** found) {
@@ -309,6 +319,11 @@ TEST_F(CustomACLTest, ReadingAgainReplacesTheEntries) {
     EXPECT_TRUE(CustomACL::parse(acl, "bob:allow:2", kNames, InitModeStrict));
     ASSERT_EQ(acl.getEntries().size(), 1u);
     EXPECT_EQ(acl.getEntries()[0].uuid, kBob);
+    const PListNavigator navigator(
+        PListAndInfo{list({entry(text("deny"), "UserName", text("alice"), number(4))}), L""});
+    EXPECT_TRUE(CustomACL::read(acl, navigator.root(), kNames, InitModeStrict));
+    ASSERT_EQ(acl.getEntries().size(), 1u);
+    EXPECT_EQ(acl.getEntries()[0].uuid, kAlice);
 }
 
 TEST_F(CustomACLTest, ATextLeavesTheCountOfUnresolvedEntriesAsItIs) {
@@ -363,14 +378,14 @@ TEST_F(CustomACLTest, ANameWithoutAUUIDIsRefused) {
     const std::string ofGroup = refused("%staff:allow:1");
     const int errorOfGroup = errno;
     CustomACL tolerant;
-    said([&] { tolerant = parsed("alice:allow:1", InitModeTolerant); });
+    said([&] { tolerant = parsed("alice:allow:1/%staff:allow:1/S-1-22-1-70001:allow:1", InitModeTolerant); });
     membershipFails = false;
     EXPECT_EQ(ofUser, "mbr_uid_to_uuid (alice)\n");
     EXPECT_EQ(ofGroup, "mbr_gid_to_uuid (staff)\n");
     EXPECT_EQ(errorOfUser, EIO);
     EXPECT_EQ(errorOfGroup, EIO);
-    ASSERT_EQ(tolerant.getEntries().size(), 1u);
-    EXPECT_TRUE(tolerant.getEntries()[0].uuid.isNull());
+    ASSERT_EQ(tolerant.getEntries().size(), 3u);
+    for (const CustomACE& each : tolerant.getEntries()) EXPECT_TRUE(each.uuid.isNull());
 }
 
 TEST_F(CustomACLTest, ALongNameIsJustUnknown) {

@@ -97,9 +97,10 @@ def digest(paths):
     return total.hexdigest()
 
 
-def examine(component, mutants, results, entries, presets, jobs):
+def examine(component, mutants, results, entries, quick, jobs):
     """Finds out about all mutants of a component that nothing is known of. Those that are listed as equivalent are tried
     in the first build alone."""
+    presets = PRESETS[:1] if quick else PRESETS
     progress = Progress(component.name)
     folder = ROOT / "build/mutants" / component.name
     for preset in presets:
@@ -155,7 +156,8 @@ def examine(component, mutants, results, entries, presets, jobs):
                 shutil.rmtree(place, ignore_errors=True)
 
         survivors = 0
-        for kind, some, way in (("", reached, by_switch), (" that need a program of their own", alone, by_itself)):
+        ways = [("", reached, by_switch), (" that need a program of their own", alone, by_itself)]
+        for kind, some, way in ways[:1] if quick else ways:
             with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
                 futures = {pool.submit(way, mutant): mutant for mutant in some}
                 for count, future in enumerate(concurrent.futures.as_completed(futures), 1):
@@ -171,13 +173,16 @@ def examine(component, mutants, results, entries, presets, jobs):
 
 def summary(component, mutants, results, entries):
     """Prints the survivors that are not listed, and returns the counts."""
-    caught = listed = 0
+    caught = listed = unknown = 0
     survivors = []
     catchers, surviving = {}, set()  # of entries: of one text there may be several mutants
     compiled = 0
     for mutant in mutants:
         found = results.get(mutant)
-        if found is None or found["state"] == "does not compile":
+        if found is None:
+            unknown += 1
+            continue
+        if found["state"] == "does not compile":
             continue
         compiled += 1
         entry = equivalents.of(entries, mutant)
@@ -196,7 +201,7 @@ def summary(component, mutants, results, entries):
     for mutant, state in survivors:
         print(f"\n{mutant.path}:{mutant.line}: {state}, in {mutant.function or 'no function'} ({component.name} {mutant.number})")
         print(f"- {mutant.before}\n+ {mutant.after}")
-    return component.name, compiled, caught, listed, len(survivors)
+    return component.name, compiled, caught, listed, len(survivors), unknown
 
 
 def main():
@@ -225,7 +230,7 @@ def main():
                     if arguments.show:
                         print(f"- {mutant.before}\n+ {mutant.after}")
             continue
-        examine(component, mutants, results, entries, PRESETS[:1] if arguments.quick else PRESETS, arguments.jobs)
+        examine(component, mutants, results, entries, arguments.quick, arguments.jobs)
         rows.append(summary(component, mutants, results, entries))
     if not rows:
         return
@@ -233,8 +238,8 @@ def main():
     for entry in entries.values():
         if entry.path in files and not entry.used:
             print(f"{equivalents.PATH.name}:{entry.line}: there is no such mutant any more")
-    rows.append(("all", *(sum(row[column] for row in rows) for column in range(1, 5))))
-    print(f"\n{'component':<28}{'mutants':>9}{'caught':>9}{'listed':>9}{'survive':>9}")
+    rows.append(("all", *(sum(row[column] for row in rows) for column in range(1, 6))))
+    print(f"\n{'component':<28}{'mutants':>9}{'caught':>9}{'listed':>9}{'survive':>9}{'not run':>9}")
     for row in rows:
         print(f"{row[0]:<28}" + "".join(f"{number:>9}" for number in row[1:]))
     sys.exit(rows[-1][4] > 0)

@@ -209,6 +209,19 @@ int inChild(Body body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+/// ThreadSanitizer does not follow threads that a forked process starts.
+#if defined(__SANITIZE_THREAD__)
+inline constexpr bool kForkedMayStartThreads = false;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+inline constexpr bool kForkedMayStartThreads = false;
+#else
+inline constexpr bool kForkedMayStartThreads = true;
+#endif
+#else
+inline constexpr bool kForkedMayStartThreads = true;
+#endif
+
 /// Runs `body` on a thread of its own, whose run loop nobody else has: in a child, that of the calling thread is the
 /// parent's.
 template <class Body>

@@ -320,6 +320,15 @@ template <class From, class To, CharacterRange range>
     return true;
 }
 
+/// Copies the unit that comes next, which is plain ASCII.
+template <class From, class To>
+[[gnu::always_inline]] inline void convertPlain(Input& in, Output& out) noexcept {
+    const typename To::Unit plain = in.at[0];
+    std::memcpy(out.at, &plain, sizeof plain);
+    in.at += sizeof(typename From::Unit);
+    out.at += sizeof plain;
+}
+
 /// Converts character by character until something stops it, and leaves `input` and `output` exactly there. What of the
 /// output is beyond that, it may have used.
 template <class From, class To>
@@ -335,30 +344,35 @@ Stop convertText(Input& input, Output& output) noexcept {
     for (;;) {
         // So many characters need no look at either end.
         std::size_t sure = std::min(in.left(), out.room()) / kLongestCharacter;
-        while (sure >= kPlainBlock) {
-            const std::size_t count = plainUnits<Unit>(in.at);
-            convertPlainBlock<Unit, typename To::Unit>(in.at, out.at);
-            in.at += count * sizeof(Unit);
-            out.at += count * sizeof(typename To::Unit);
-            sure -= count;
-            if (count == kPlainBlock) continue;
+        bool isWrong = false;
+        while (sure != 0 && !isWrong) {
+            if (sure >= kPlainBlock) {
+                const std::size_t count = plainUnits<Unit>(in.at);
+                convertPlainBlock<Unit, typename To::Unit>(in.at, out.at);
+                in.at += count * sizeof(Unit);
+                out.at += count * sizeof(typename To::Unit);
+                sure -= count;
+                if (count == kPlainBlock) continue;
+            }
             // Other characters come in runs too, with a blank here and there that is not worth a block.
-            bool isWrong = false;
             while (sure != 0) {
                 if (isPlain<Unit>(in.at)) {
-                    const typename To::Unit plain = in.at[0];
-                    std::memcpy(out.at, &plain, sizeof plain);
-                    out.at += sizeof plain;
-                    in.at += sizeof(Unit);
-                    --sure;
-                    if (sure == 0 || isPlain<Unit>(in.at)) break;
+                    convertPlain<From, To>(in, out);
+                    if (--sure == 0) break;
+                    if (isPlain<Unit>(in.at)) {
+                        if (sure >= kPlainBlock) break;
+                        continue;
+                    }
                 }
                 isWrong = !convertRun<From, To, CharacterRange::From80>(in, out, sure) &&
                           !convertRun<From, To, CharacterRange::From800>(in, out, sure) &&
                           !convertRun<From, To, CharacterRange::From10000>(in, out, sure);
                 if (isWrong) break;
             }
-            if (isWrong) break;
+        }
+        // Near an end.
+        while (in.left() >= sizeof(Unit) && out.room() >= sizeof(typename To::Unit) && isPlain<Unit>(in.at)) {
+            convertPlain<From, To>(in, out);
         }
         if (in.left() == 0) return stopped(Stop::UsedUp);
         char32_t c;

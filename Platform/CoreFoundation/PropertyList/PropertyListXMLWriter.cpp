@@ -224,7 +224,24 @@ class XMLWriter {
             const UniChar* const pieceEnd = end - from > kPiece ? from + kPiece : end;
             char* to = room((static_cast<std::size_t>(pieceEnd - from) + 1) * kLongestEscape);
             const char* const start = to;
-            while (from < pieceEnd) to = putCharacter(from, end, to);
+            while (from < pieceEnd) {
+                const UniChar unit = *from++;
+                if (unit < 0x80) {
+                    to = putASCII(unit, to);
+                    continue;
+                }
+                // An escape has room, and so has what is written beyond a character.
+                auto* const bytes = reinterpret_cast<unsigned char*>(to);
+                if (unit < 0x800) {
+                    UTF8Text::encodeAs<CharacterRange::From80>(unit, bytes);
+                    to += UTF8Text::kLength<CharacterRange::From80>;
+                } else if (!isSurrogate(unit)) {
+                    UTF8Text::encodeAs<CharacterRange::From800>(unit, bytes);
+                    to += UTF8Text::kLength<CharacterRange::From800>;
+                } else {
+                    to += UTF8Text::encode(characterOf(unit, from, end), bytes);
+                }
+            }
             out_.extend(static_cast<std::size_t>(to - start));
         }
     }
@@ -236,15 +253,12 @@ class XMLWriter {
         return to;
     }
 
-    /// The character of one or two units at `from`, which moves behind it.
-    static char* putCharacter(const UniChar*& from, const UniChar* end, char* to) {
-        if (*from < 0x80) return putASCII(*from++, to);
-        char32_t c;
-        const auto* const units = reinterpret_cast<const unsigned char*>(from);
-        const int length = UTF16LEText::decode(units, static_cast<std::size_t>(end - from) * sizeof(UniChar), c);
-        if (length <= 0) throwWriteFault("A string in the list holds half of a surrogate pair, which XML cannot hold");
-        from += static_cast<std::size_t>(length) / sizeof(UniChar);
-        return to + UTF8Text::encode(c, reinterpret_cast<unsigned char*>(to));
+    /// The character of a lead and the trail at `from`, which moves behind it.
+    static char32_t characterOf(UniChar lead, const UniChar*& from, const UniChar* end) {
+        if (!isLeadSurrogate(lead) || from == end || !isTrailSurrogate(*from)) {
+            throwWriteFault("A string in the list holds half of a surrogate pair, which XML cannot hold");
+        }
+        return ofSurrogates(lead, *from++);
     }
 
     void writeNumber(CFNumberRef number, std::size_t indent) {

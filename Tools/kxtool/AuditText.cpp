@@ -1,5 +1,6 @@
 #include "AuditText.h"
 
+#include <KXCoreLib/CoreFoundation/StringRef.h>
 #include <fmt/format.h>
 #include <strings.h>
 
@@ -15,6 +16,7 @@
 namespace kxtool {
 
 using KXCore::AuditRecord;
+using KXCore::CoreFoundation::StringRef;
 
 namespace {
 
@@ -56,24 +58,19 @@ std::array<Number, 4> NumbersOf(const AuditRecord& record) {
 
 // ---- Escapes
 
+bool IsUTF8(std::string_view text) {
+    return !!StringRef::adopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
+                                                      static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+}
+
 /// The length of the UTF-8 character that `text` begins with; 0 when it begins with none.
 std::size_t CharacterLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) -> unsigned {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
-    };
-    const unsigned lead = byte(0);
-    const std::size_t length = lead < 0x80   ? 1
-                               : lead < 0xC2 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                               : lead < 0xF5 ? 4
-                                             : 0;
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) return 0;
+    if (static_cast<unsigned char>(text[0]) < 0x80) return 1;
+    // No character begins with another.
+    for (std::size_t length = 2; length <= std::min<std::size_t>(text.size(), 4); ++length) {
+        if (IsUTF8(text.substr(0, length))) return length;
     }
-    const bool isOverlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
-    const bool isNoScalar = (lead == 0xED && byte(1) > 0x9F) || (lead == 0xF4 && byte(1) > 0x8F);
-    return isOverlong || isNoScalar ? 0 : length;
+    return 0;
 }
 
 /// Whether a terminal or a reader of lines would take the character for more than a character.

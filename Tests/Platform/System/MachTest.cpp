@@ -308,6 +308,43 @@ TEST(MachMessage, ArrivesAsSentWithItsPortsExchanged) {
     EXPECT_FALSE(statusOf(reply).mps_srights);
 }
 
+TEST(MachMessage, SaysByWhichRightItCame) {
+    const Port port;
+    const auto bitsOf = [&](mach_msg_type_name_t kind) {
+        mach_msg_header_t message{kind, 0, port, 0, 0, 0};
+        EXPECT_EQ(mach_msg(&message, MACH_SEND_MSG | MACH_SEND_TIMEOUT, 24, 0, 0, 0, 0), MACH_MSG_SUCCESS);
+        message = {};
+        EXPECT_EQ(receiveFrom(port, message), MACH_MSG_SUCCESS);
+        EXPECT_EQ(message.msgh_size, 24u) << "the sender's field says nothing";
+        EXPECT_EQ(message.msgh_remote_port, 0u);
+        return message.msgh_bits;
+    };
+    ASSERT_EQ(mach_port_insert_right(mach_task_self(), port, port, MACH_MSG_TYPE_MAKE_SEND), KERN_SUCCESS);
+    const mach_port_mscount_t made = statusOf(port).mps_mscount;
+    EXPECT_EQ(bitsOf(MACH_MSG_TYPE_MAKE_SEND_ONCE), MACH_MSGH_BITS(0u, unsigned{MACH_MSG_TYPE_MOVE_SEND_ONCE}));
+    EXPECT_EQ(bitsOf(MACH_MSG_TYPE_COPY_SEND), MACH_MSGH_BITS(0u, unsigned{MACH_MSG_TYPE_MOVE_SEND}));
+    EXPECT_EQ(statusOf(port).mps_mscount, made) << "neither makes a right to send";
+    EXPECT_TRUE(statusOf(port).mps_srights) << "neither uses one up";
+    EXPECT_EQ(bitsOf(MACH_MSG_TYPE_MAKE_SEND), MACH_MSGH_BITS(0u, unsigned{MACH_MSG_TYPE_MOVE_SEND}));
+    EXPECT_EQ(statusOf(port).mps_mscount, made + 1);
+    EXPECT_EQ(bitsOf(MACH_MSG_TYPE_MOVE_SEND), MACH_MSGH_BITS(0u, unsigned{MACH_MSG_TYPE_MOVE_SEND}));
+    EXPECT_FALSE(statusOf(port).mps_srights) << "the sender gave it away";
+}
+
+TEST(MachMessage, ATimeOutOfZeroDoesNotWait) {
+    const Port port;
+    mach_port_limits_t one{.mpl_qlimit = 1};
+    ASSERT_EQ(mach_port_set_attributes(mach_task_self(), port, MACH_PORT_LIMITS_INFO,
+                                       reinterpret_cast<mach_port_info_t>(&one), MACH_PORT_LIMITS_INFO_COUNT),
+              KERN_SUCCESS);
+    mach_msg_header_t message{MACH_MSG_TYPE_MAKE_SEND, 24, port, 0, 0, 1};
+    EXPECT_EQ(mach_msg(&message, MACH_SEND_MSG | MACH_SEND_TIMEOUT, 24, 0, 0, 0, 0), MACH_MSG_SUCCESS);
+    EXPECT_EQ(mach_msg(&message, MACH_SEND_MSG | MACH_SEND_TIMEOUT, 24, 0, 0, 0, 0), MACH_SEND_TIMED_OUT);
+    EXPECT_EQ(statusOf(port).mps_msgcount, 1u);
+    EXPECT_EQ(receiveFrom(port, message), MACH_MSG_SUCCESS);
+    EXPECT_EQ(mach_msg(&message, MACH_RCV_MSG | MACH_RCV_TIMEOUT, 0, 24, port, 0, 0), MACH_RCV_TIMED_OUT);
+}
+
 TEST(MachMessage, OneCallSendsAndReceives) {
     const Port port;
     Text both;

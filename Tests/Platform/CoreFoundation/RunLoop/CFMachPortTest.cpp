@@ -143,6 +143,25 @@ TEST(CFMachPort, OfItsOwnIsAPortThatEndsWithIt) {
     EXPECT_EQ(inbox.held, 0);
 }
 
+TEST(CFMachPort, OfItsOwnLeavesNoRightsToItsPort) {
+    for (const bool invalidates : {false, true}) {
+        const CFMachPortRef port = CFMachPortCreate(nullptr, nullptr, nullptr, nullptr);
+        const mach_port_t name = CFMachPortGetPort(port);
+        EXPECT_EQ(mach_port_mod_refs(mach_task_self(), name, MACH_PORT_RIGHT_SEND, 3), KERN_SUCCESS)
+            << "it has a right to send to begin with";
+        if (invalidates) {
+            CFMachPortInvalidate(port);
+        } else {
+            CFRetain(port);
+            CFRelease(port);
+            EXPECT_TRUE(lives(name));
+            CFRelease(port);
+        }
+        EXPECT_EQ(mach_port_deallocate(mach_task_self(), name), KERN_INVALID_NAME);
+        if (invalidates) CFRelease(port);
+    }
+}
+
 TEST(CFMachPort, OfACallersPortLeavesThePortAlone) {
     Inbox inbox;
     const mach_port_t name = newPort();
@@ -291,6 +310,22 @@ TEST(CFMachPort, IsInvalidOnceItsPortHasDied) {
     mach_port_deallocate(mach_task_self(), unwatched);
     EXPECT_FALSE(CFMachPortIsValid(port));
     EXPECT_EQ(other.held, 0);
+    CFRelease(port);
+}
+
+TEST(CFMachPort, WhosePortDiedBeforeItIsScheduledIsInvalidatedByItsLoop) {
+    Inbox inbox;
+    const mach_port_t name = newPort();
+    CFMachPortContext context = inbox.context();
+    const CFMachPortRef port = CFMachPortCreateWithPort(nullptr, name, Inbox::take, &context, nullptr);
+    CFMachPortSetInvalidationCallBack(port, Inbox::end);
+    const CFRunLoopSourceRef source = CFMachPortCreateRunLoopSource(nullptr, port, 0);
+    mach_port_deallocate(mach_task_self(), name);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, false), kCFRunLoopRunFinished);
+    EXPECT_EQ(inbox.invalidated, 1);
+    EXPECT_EQ(inbox.held, 0);
+    CFRelease(source);
     CFRelease(port);
 }
 
@@ -477,7 +512,7 @@ TEST(CFMachPort, SurvivesNullArguments) {
 
 // ---- Version 1 sources of a caller's own
 
-TEST(CFRunLoopSource, OfVersion1AnswersByTheMessageItReturns) {
+TEST(CFRunLoopSource, OfVersion1RepliesByTheMessageItReturns) {
     struct Server {
         mach_port_t port;
         static mach_port_t getPort(void* info) { return static_cast<Server*>(info)->port; }
@@ -504,6 +539,19 @@ TEST(CFRunLoopSource, OfVersion1AnswersByTheMessageItReturns) {
     EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
     ASSERT_EQ(mach_msg(&message, MACH_RCV_MSG | MACH_RCV_TIMEOUT, 0, 24, client, 0, 0), MACH_MSG_SUCCESS);
     EXPECT_EQ(message.msgh_id, 42);
+    // A reply that finds its port full is lost: the loop does not wait for who asked.
+    mach_port_limits_t one{.mpl_qlimit = 1};
+    ASSERT_EQ(mach_port_set_attributes(mach_task_self(), client, MACH_PORT_LIMITS_INFO,
+                                       reinterpret_cast<mach_port_info_t>(&one), MACH_PORT_LIMITS_INFO_COUNT),
+              KERN_SUCCESS);
+    for (const mach_msg_id_t id : {1, 2}) {
+        message = {MACH_MSGH_BITS(MACH_MSG_TYPE_MAKE_SEND, MACH_MSG_TYPE_MAKE_SEND), 24, server.port, client, 0, id};
+        ASSERT_EQ(mach_msg(&message, MACH_SEND_MSG, 24, 0, 0, 0, 0), MACH_MSG_SUCCESS);
+        EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kSoon, true), kCFRunLoopRunHandledSource);
+    }
+    ASSERT_EQ(mach_msg(&message, MACH_RCV_MSG | MACH_RCV_TIMEOUT, 0, 24, client, 0, 0), MACH_MSG_SUCCESS);
+    EXPECT_EQ(message.msgh_id, 2) << "the reply to the first";
+    EXPECT_EQ(mach_msg(&message, MACH_RCV_MSG | MACH_RCV_TIMEOUT, 0, 24, client, 0, 0), MACH_RCV_TIMED_OUT);
     CFRunLoopSourceSignal(source);  // for sources that are signalled by hand only
     EXPECT_EQ(runOnce(), kCFRunLoopRunTimedOut);
     CFRunLoopSourceInvalidate(source);

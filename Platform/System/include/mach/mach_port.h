@@ -2,12 +2,16 @@
 
 /// Ports: queues of messages known in the whole process by a number, their name.
 ///
+/// They work inside one process only. No call carries a port, a right or a message to another process: a name means
+/// nothing there, or another port. A forked child has copies of its parent's ports, with the messages that waited at
+/// that moment, and what either of the two sends from then on stays with the sender.
+///
 /// A name stands for rights that the process holds: one to receive, and any number of counted ones to send. It ends
 /// with the last of them, and its number is not given out again until very many others have been, so a name kept too
 /// long is recognised as stale. When the right to receive goes, waiting messages are lost, and a name that still counts
 /// rights to send is dead: it can only be released.
 ///
-/// Every call may be made from any thread. `task` is mach_task_self(); with another the calls answer
+/// Every call may be made from any thread. `task` is mach_task_self(); with another the calls return
 /// MACH_SEND_INVALID_DEST. A name that stands for nothing is KERN_INVALID_NAME, one that lacks the right in question
 /// KERN_INVALID_RIGHT, a null pointer KERN_INVALID_ARGUMENT.
 
@@ -26,7 +30,7 @@ extern "C" {
 KX_MACH_EXPORT kern_return_t mach_port_allocate(ipc_space_t task, mach_port_right_t right, mach_port_name_t* name);
 
 /// Gives up one right to send, or what a dead name counts; where none is left it gives up the right to receive, and
-/// with it the port. (A kernel keeps the right to receive apart and answers KERN_INVALID_RIGHT. Here the call that ends
+/// with it the port. (A kernel keeps the right to receive apart and returns KERN_INVALID_RIGHT. Here the call that ends
 /// anybody's hold on a name also frees the port behind it: who made it and let it go has nothing to leak.)
 KX_MACH_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
 

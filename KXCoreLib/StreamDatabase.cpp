@@ -125,7 +125,7 @@ bool Patience::wait() noexcept {
     // Most locks are held for a commit's few milliseconds, some for a slow disk's hundreds.
     constexpr int delays[] = {1, 2, 5, 10, 15, 20, 25, 25, 25, 50, 50, 100};
     if (waited_ >= kPatience) return false;
-    const int delay = delays[std::min<std::size_t>(tries_++, std::size(delays) - 1)];
+    const int delay = delays[std::min(tries_++, std::size(delays) - 1)];
     sqlite3_sleep(delay);
     // What was asked for counts, not the clock: a process that was stopped meanwhile still tries again.
     waited_ += delay;

@@ -111,7 +111,7 @@ class Patience {
     bool wait() noexcept;
 
   private:
-    int tries_ = 0;
+    std::size_t tries_ = 0;
     int waited_ = 0;
 };
 

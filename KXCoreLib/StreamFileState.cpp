@@ -13,8 +13,8 @@ namespace {
 
 using Lock = StreamFileState::Lock;
 
-// The bytes that SQLite locks on every system (https://www.sqlite.org/src/file/src/os.h): one to announce that readers
-// shall stay out, one for the writer, and some that each reader shares and a commit takes alone.
+// The bytes that SQLite locks on every system (https://www.sqlite.org/src/file/src/os.h): one for a commit, which keeps
+// new readers out until it is done, one for the writer, and some that each reader shares.
 constexpr off_t kPendingByte = 0x40000000;
 constexpr off_t kReservedByte = kPendingByte + 1;
 constexpr off_t kSharedFirst = kPendingByte + 2;
@@ -39,10 +39,9 @@ void setLock(StreamFileState& state, int file) {
         state.lock = lock;
         state.holder = by.l_pid;
     };
-    if (shared.l_type == F_WRLCK) return found(Lock::Exclusive, shared);
     if (pending.l_type == F_WRLCK) return found(Lock::Exclusive, pending);
     if (reserved.l_type == F_WRLCK) return found(Lock::Writing, reserved);
-    if (shared.l_type == F_RDLCK) return found(Lock::Reading, shared);
+    if (shared.l_type != F_UNLCK) return found(Lock::Reading, shared);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Looking at stream files of every kind, from outside the library and beside it.
 
+#include "InsteadOfSleeping.h"
 #include "StreamFileState.h"
 #include "StreamFixture.h"
 #include "StreamFollower.h"
@@ -82,11 +83,18 @@ class StreamInspectorTest : public Stream {
         storage->closeStorage();
     }
 
+    static std::filesystem::file_status status(const std::string& file) {
+        std::error_code ignored;
+        return std::filesystem::status(file, ignored);
+    }
+
     /// Every file of the folder with its content: for what must not change.
     std::vector<std::pair<std::string, std::string>> everything() const {
         std::vector<std::pair<std::string, std::string>> files;
         for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
-            files.emplace_back(entry.path().string(), entry.is_regular_file() ? contentOf(entry.path()) : "");
+            files.emplace_back(entry.path().string(), status(entry.path()).type() == std::filesystem::file_type::regular
+                                                          ? contentOf(entry.path())
+                                                          : "");
         }
         std::sort(files.begin(), files.end());
         return files;
@@ -108,7 +116,7 @@ class StreamInspectorTest : public Stream {
         const StreamFileState state = stateOfStreamFile(file);
         EXPECT_EQ(state.fault, kind);
         EXPECT_EQ(state.reason, reason);
-        EXPECT_EQ(state.exists, kind != Kind::Missing);
+        EXPECT_EQ(state.exists, std::filesystem::exists(status(file)));
         EXPECT_FALSE(state.isStream());
         EXPECT_EQ(everything(), before);
     }
@@ -141,6 +149,10 @@ TEST_F(StreamInspectorTest, TellsApartWhatIsNoStreamAndChangesNothing) {
     expectFault(folder.write("cut", "SQLite format 3\0..."s), Kind::NotAStream,
                 "not a stream: the file is cut off in its header");
 
+    expectFault(folder / "text/below", Kind::Missing, "Not a directory");
+    std::filesystem::create_symlink(folder / "circle", folder / "circle");
+    expectFault(folder / "circle", Kind::Failed, "Too many levels of symbolic links");
+
     execute("CREATE TABLE other (x)");
     expectFault(path, Kind::NotAStream, "not a stream: a database without the table stream01");
     execute("CREATE VIEW stream01 AS SELECT 1 AS id, 2 AS attributes");
@@ -171,11 +183,46 @@ TEST_F(StreamInspectorTest, TellsAChangeThatADeadProcessLeftUnfinished) {
 
 TEST_F(StreamInspectorTest, TellsWhatTheSystemRefuses) {
     make(1);
+    const auto refusal = [this](auto open) -> std::string {
+        try {
+            open();
+        } catch (const StreamError& error) {
+            return error.kind() == Kind::NotAllowed ? error.what() : "another kind";
+        }
+        return "";
+    };
+    chmod(folder.path().c_str(), 0755);
     const pid_t child = fork();
     if (child == 0) {
+        if (geteuid() != 0) _exit(0);  // the owner may do all of this
+        chmod(path.c_str(), 0644);
+        if (setresuid(65534, 65534, 65534) != 0) _exit(2);
+        if (refusal([&] { StreamInspector{path}; }) != "") _exit(3);
+        if (refusal([&] { StreamMaintenance{path}; }) != path + ": Permission denied") _exit(4);
+        if (refusal([&] { StreamInspector{path}.copyTo(folder / "copy"); }) != folder / "copy: Permission denied")
+            _exit(5);
+        if (setresuid(65534, 0, 0) == 0) _exit(6);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+
+    const pid_t second = fork();
+    if (second == 0) {
+        if (geteuid() != 0) _exit(0);
+        chmod(path.c_str(), 0666);
+        if (setresuid(65534, 65534, 65534) != 0) _exit(2);
+        const std::string words = path + ": its folder cannot be written to: Permission denied";
+        _exit(refusal([&] { StreamMaintenance{path}; }) == words ? 0 : 1);
+    }
+    waitpid(second, &status, 0);
+    EXPECT_EQ(status, 0);
+
+    const pid_t third = fork();
+    if (third == 0) {
+        if (geteuid() != 0) _exit(0);
         chmod(path.c_str(), 0600);
-        chmod(folder.path().c_str(), 0755);
-        if (geteuid() != 0) _exit(0);  // the owner may always read
         if (setresuid(65534, 65534, 65534) != 0) _exit(2);
         const StreamFileState state = stateOfStreamFile(path);
         _exit(state.fault == Kind::NotAllowed && state.reason == "Permission denied" && state.exists &&
@@ -183,9 +230,67 @@ TEST_F(StreamInspectorTest, TellsWhatTheSystemRefuses) {
                   ? 0
                   : 1);
     }
+    waitpid(third, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(StreamInspectorTest, TakesANameThatMeansSomethingElseToSQLiteForAFile) {
+    make(3);
+    std::filesystem::copy_file(path, folder / ":memory:");
+    const pid_t child = fork();
+    if (child == 0) {
+        if (chdir(folder.path().c_str()) != 0) _exit(2);
+        _exit(StreamInspector(":memory:").lastID() == 3 && stateOfStreamFile(":memory:").isStream() ? 0 : 1);
+    }
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
+}
+
+TEST_F(StreamInspectorTest, WaitsForALockedFile) {
+    make(3);
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    const auto lock = [other] {
+        ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    };
+    int waits = 0;
+    const InsteadOfSleeping commit([&] {
+        ++waits;
+        sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
+    });
+    const StreamInspector inspector(path);
+    lock();
+    EXPECT_EQ(inspector.lastID(), 3);
+    EXPECT_EQ(waits, 1);
+    lock();
+    EXPECT_EQ(inspector.count(1, 3), 3);
+    EXPECT_EQ(waits, 2);
+    sqlite3_close(other);
+}
+
+TEST_F(StreamInspectorTest, LeavesNoFileOpen) {
+    make(3);
+    folder.write("text", "text");
+    folder.write("empty", "");
+    const auto openFiles = [] {
+        const std::filesystem::directory_iterator files("/proc/self/fd");
+        return std::distance(begin(files), end(files));
+    };
+    const auto look = [&](const std::string& copy) {
+        StreamInspector(path).copyTo(folder / copy);
+        EXPECT_TRUE(stateOfStreamFile(path).isStream());
+        EXPECT_FALSE(stateOfStreamFile(folder / "text").isStream());
+        EXPECT_THROW(StreamInspector(path).copyTo(folder / "text"), StreamError);
+        EXPECT_FALSE(StreamMaintenance::hasRoom(path));
+        StreamMaintenance::makeTable(folder / "empty");
+        StreamMaintenance(path).compact();
+    };
+    look("first");  // what is opened once and for all
+    const auto before = openFiles();
+    look("second");
+    look("third");
+    EXPECT_EQ(openFiles(), before);
 }
 
 TEST_F(StreamInspectorTest, TellsOwnerModeSizeAndLink) {
@@ -195,7 +300,12 @@ TEST_F(StreamInspectorTest, TellsOwnerModeSizeAndLink) {
     EXPECT_TRUE(state.isStream());
     EXPECT_EQ(state.reason, "");
     EXPECT_EQ(state.owner, geteuid());
+    EXPECT_EQ(state.group, getegid());
     EXPECT_EQ(state.mode, static_cast<mode_t>(S_IFREG | 0640));
+    if (geteuid() == 0 && chown(path.c_str(), 1234, 5678) == 0) {
+        EXPECT_EQ(stateOfStreamFile(path).owner, 1234u);
+        EXPECT_EQ(stateOfStreamFile(path).group, 5678u);
+    }
     EXPECT_EQ(state.size, static_cast<long long>(std::filesystem::file_size(path)));
     EXPECT_FALSE(state.isLink);
     EXPECT_EQ(state.lock, Lock::None);
@@ -291,6 +401,36 @@ TEST_F(StreamInspectorTest, LocksTheFileForNobodyWhileAnItemIsVisited) {
     EXPECT_EQ(visits, 1002);
 }
 
+TEST_F(StreamInspectorTest, ReadsNoMoreThanSomeMegabytesAtATime) {
+    make(0);
+    execute("INSERT INTO stream01 (attributes) VALUES (zeroblob(600000)), (zeroblob(600000)), (zeroblob(600000))");
+    const StreamInspector inspector(path);
+    std::vector<std::size_t> sizes;
+    inspector.visit(Order::Ascending, std::nullopt, [&](StreamItem&& item) {
+        sizes.push_back(item.bytes.size());
+        if (item.id == 1) execute("UPDATE stream01 SET attributes = 'changed meanwhile'");
+        return true;
+    });
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{600000, 600000, 17}));
+}
+
+TEST_F(StreamInspectorTest, EndsWhereIDsOfAForeignTableDoNotGoOn) {
+    for (const auto& [order, from] : {std::pair(Order::Ascending, 1), std::pair(Order::Descending, -1)}) {
+        execute(
+            "DROP TABLE IF EXISTS stream01; CREATE TABLE stream01 (id REAL, attributes BLOB);"
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 600)"
+            "INSERT INTO stream01 SELECT " +
+            std::to_string(from) + " * (1 + i / 1000.0), 'x' FROM n");
+        try {
+            visited(StreamInspector(path), order, from);
+            ADD_FAILURE() << "it goes round in circles";
+        } catch (const StreamError& error) {
+            EXPECT_EQ(error.kind(), Kind::Damaged);
+            EXPECT_EQ(error.reason(), "its ids do not go on in whole numbers");
+        }
+    }
+}
+
 TEST_F(StreamInspectorTest, VisitsWhatStandsBeforeADamagedPlaceFromEitherEnd) {
     make(1000);
     {
@@ -347,18 +487,29 @@ TEST_F(StreamInspectorTest, AHoldKeepsWritersFromCommitting) {
     sqlite3_close(other);
 }
 
+TEST_F(StreamInspectorTest, AHoldThatIsRefusedLeavesNothingBehind) {
+    make(3);
+    const StreamInspector inspector(path, 0ms);
+    {
+        const Holder holder(path, "BEGIN EXCLUSIVE");
+        EXPECT_THROW(StreamInspector::Hold{inspector}, StreamError);
+    }
+    const StreamInspector::Hold hold(inspector);
+    EXPECT_EQ(inspector.lastID(), 3);
+}
+
 // ---- Copies
 
 TEST_F(StreamInspectorTest, CopiesTheStreamWithTheRightsOfItsFile) {
     make(5000);
-    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0640), 0);
     const auto before = contentOf(path);
     StreamInspector(path).copyTo(folder / "copy");
     EXPECT_EQ(contentOf(path), before);
     const StreamInspector copy(folder / "copy");
     EXPECT_EQ(visited(copy, Order::Ascending).size(), 5000u);
     EXPECT_EQ(copy.item(4711), StreamInspector(path).item(4711));
-    EXPECT_EQ(stateOfStreamFile(folder / "copy").mode & 0777, 0600u);
+    EXPECT_EQ(stateOfStreamFile(folder / "copy").mode & 0777, 0640u);
     EXPECT_FALSE(std::filesystem::exists(folder / "copy-journal"));
 }
 
@@ -366,9 +517,52 @@ TEST_F(StreamInspectorTest, CopiesOverNothingAndLeavesNothingHalfDone) {
     make(3);
     const StreamInspector inspector(path);
     const std::string there = folder.write("there", "somebody's");
-    EXPECT_THROW(inspector.copyTo(there), StreamError);
+    try {
+        inspector.copyTo(there);
+        ADD_FAILURE() << "it was copied";
+    } catch (const StreamError& error) {
+        EXPECT_EQ(error.kind(), Kind::Failed);
+        EXPECT_EQ(std::string(error.what()), there + ": File exists");
+    }
     EXPECT_EQ(contentOf(there), "somebody's");
     EXPECT_THROW(inspector.copyTo(folder / "no/copy"), StreamError);
+}
+
+TEST_F(StreamInspectorTest, CopiesOneMomentOfAStreamThatIsWrittenMeanwhile) {
+    make(20);
+    execute("UPDATE stream01 SET attributes = zeroblob(200000)");  // some thousand pages
+    const pid_t writer = fork();
+    if (writer == 0) {
+        // All items change in one transaction, over and over.
+        sqlite3* database = nullptr;
+        sqlite3_open(path.c_str(), &database);
+        sqlite3_busy_timeout(database, 10000);
+        sqlite3_exec(database, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
+        for (int i = 1;; ++i) {
+            const std::string sql = "UPDATE stream01 SET attributes = " + std::to_string(i) + " || zeroblob(1000)";
+            if (sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) _exit(1);
+        }
+    }
+    const StreamInspector inspector(path);
+    for (int i = 0; i < 5; ++i) {
+        const std::string name = folder / ("copy" + std::to_string(i));
+        inspector.copyTo(name);
+        const StreamInspector copy(name);
+        EXPECT_EQ(copy.count(1, 20), 20);
+        for (long long id = 2; id <= 20; ++id) EXPECT_EQ(copy.item(id), copy.item(1));
+    }
+    kill(writer, SIGKILL);
+    int status = 0;
+    waitpid(writer, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "the writer was kept from writing";
+}
+
+TEST_F(StreamInspectorTest, LeavesNoCopyOfADamagedStream) {
+    make(1000);
+    const StreamInspector inspector(path);
+    std::filesystem::resize_file(path, 3 * 4096);
+    EXPECT_THROW(inspector.copyTo(folder / "copy"), StreamError);
+    EXPECT_FALSE(std::filesystem::exists(folder / "copy"));
 }
 
 TEST_F(StreamInspectorTest, LeavesNoCopyOfAStreamThatIsLocked) {

@@ -117,19 +117,20 @@ class Workshop:
         """Links a test program with the library's objects in the library's place. `changed`: {object: file to take}."""
         arguments = list(self.build.link_command(test))
         library = self.build.link_command(self.component.library)
+        is_library = re.compile(rf"(^|/)lib{self.component.library}\.(so[.0-9]*|a)$").search
         own = {self.build.compilations[name][1] for name in self.objects_of(test)}
         objects, others = [], []
         for word in library:
             if word in self.build.compilations:
                 if self.build.compilations[word][1] not in own:
                     (objects if word in changed else others).append(str(changed.get(word, word)))
-            elif re.search(r"\.so[.0-9]*$|\.a$", word) and not word.startswith("-") and word != library[library.index("-o") + 1]:
+            elif re.search(r"\.so[.0-9]*$|\.a$", word) and not word.startswith("-") and not is_library(word):
                 others.append(word)
             elif re.match(r"-l|-Wl,-rpath", word):
                 others.append(word)
         linked = []
         for word in arguments:
-            if re.search(rf"(^|/)lib{self.component.library}\.so[.0-9]*$", word):
+            if is_library(word):
                 linked += others
             else:
                 linked.append(str(changed.get(word, word)))

@@ -86,7 +86,7 @@ class Build:
     def link_command(self, target):
         """The command that links a target, and the files and libraries in it, as arguments."""
         line = [line for line in self.ninja("-t", "commands", target).splitlines()
-                if re.search(rf" -o \S*/(?:lib)?{target}(\.so\S*)? ", line)][-1]
+                if re.search(rf" (?:-o|qc) \S*/(?:lib)?{target}(\.so\S*|\.a)? ", line)][-1]
         line = re.sub(r"^: && | && :.*$", "", line)
         arguments = shlex.split(line)
         return arguments[1:] if "ccache" in arguments[0] else arguments

@@ -762,7 +762,7 @@ TEST_F(CustomACLDeathTest, AListOfTooManyEntriesEndsTheProcess) {
     // The entries are room that no memory stands behind, but for the first, which decides.
     void* const room = mmap(nullptr, kTooMany * sizeof(CustomACE), PROT_READ | PROT_WRITE,
                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    ASSERT_NE(room, MAP_FAILED);
+    if (room == MAP_FAILED) GTEST_SKIP() << "no such room here, as under valgrind";
     auto* const first = new (room) CustomACE{CustomACETypeDeny, 0, 1, kAlice};
     const auto check = [first](std::size_t count) {
         // A vector made of its three pointers, and never destroyed: none could be filled.

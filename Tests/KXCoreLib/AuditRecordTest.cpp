@@ -607,6 +607,24 @@ TEST(AuditRecord, ADateIsCopiedOnceItWasSetOrAskedFor) {
     EXPECT_EQ(target.get_date().tv_sec, 78) << "in either form";
 }
 
+TEST(AuditRecord, AFreshRecordHasNoDateToCopy) {
+    AuditRecord record;
+    record.set_date({77, 0});
+    record = AuditRecord();
+    EXPECT_EQ(record.get_date().tv_sec, 77);
+}
+
+TEST(AuditRecord, ADeviceTypeIsAValueOrATextWhicheverWasSetLast) {
+    AuditRecord record;
+    record.set_device_type(AuditDeviceTypeUSBPort);
+    EXPECT_EQ(record.get_device_type(), AuditDeviceTypeUSBPort);
+    EXPECT_EQ(AuditRecord(record).get_device_type(), AuditDeviceTypeUSBPort);
+    record.set_device_type_str("Floppy");
+    EXPECT_EQ(record.get_device_type(), AuditDeviceTypeFloppy);
+    record.set_device_type_str("no such device");
+    EXPECT_EQ(record.get_device_type(), AuditDeviceTypeUnknown);
+}
+
 TEST(AuditRecord, SelfAssignmentChangesNothing) {
     AuditRecord record;
     record.set_date({0, 5000});

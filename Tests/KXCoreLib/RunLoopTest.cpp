@@ -145,6 +145,7 @@ TEST_F(RunLoopSources, ATimerWithAnIntervalFiresAgain) {
     };
     EXPECT_EQ(run(kSoon), kCFRunLoopRunStopped);
     EXPECT_EQ(timer->calls, 3);
+    EXPECT_TRUE(CFRunLoopTimerDoesRepeat(timer->getTimer()));
 }
 
 TEST_F(RunLoopSources, ATimerWithANegativeIntervalFiresOnce) {
@@ -297,11 +298,15 @@ TEST_F(RunLoopSources, InitializingTwiceMakesNothingNew) {
     const auto event = make<Event>(port);
     Event::initialize(event);
     const CFMachPortRef object = event->getMachPort();
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(CFMachPortGetPort(object), port.getPort());
     Event::initialize(event);
     EXPECT_EQ(event->getMachPort(), object);
 
     const MachPort messages(0);
     const auto source = scheduled<Port>(messages);
+    ASSERT_NE(source->getMachPort(), nullptr);
+    EXPECT_EQ(CFMachPortGetPort(source->getMachPort()), messages.getPort());
     Port::initialize(source);
     kx_send_notification_msg(messages.getPort());
     EXPECT_EQ(run(kSoon), kCFRunLoopRunHandledSource);

@@ -47,7 +47,7 @@ struct Info {
 /// Something that loops hold, one of each kind.
 class Item {
   public:
-    explicit Item(Info& info) : info_(info) {
+    explicit Item(Info& info) {
         CFRunLoopSourceContext context{};
         context.info = &info;
         context.retain = Info::retain;
@@ -156,7 +156,6 @@ class Item {
   private:
     static constexpr std::uint64_t kOne = 1;
 
-    Info& info_;
     CFRunLoopSourceRef source_ = nullptr;
     CFRunLoopTimerRef once_ = nullptr;
     CFRunLoopTimerRef repeating_ = nullptr;

@@ -79,12 +79,10 @@ TEST_F(DynamicStoreFile, ShowsWholeBatchesWhereverItIsCutShort) {
 TEST_F(DynamicStoreFile, ShowsWholeBatchesWhateverByteIsWrong) {
     const std::string whole = writeAll();
     for (std::size_t at = 0; at < whole.size(); ++at) {
-        for (const int bits : {1, 0x80, 0xFF}) {
-            std::string damaged = whole;
-            damaged[at] = static_cast<char>(damaged[at] ^ bits);
-            replace(damaged);
-            EXPECT_TRUE(isAState(all())) << at << " " << all();
-        }
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ 1 << at % 8);
+        replace(damaged);
+        EXPECT_TRUE(isAState(all())) << at << " " << all();
         if (at % 11 != 0) continue;
         ASSERT_TRUE(session.setText("a", "new")) << at;
         EXPECT_EQ(session.read("a"), "new");

@@ -318,7 +318,7 @@ TEST_F(DynamicStoreNotification, NeverShowsAPartOfAValue) {
     ASSERT_TRUE(session.setText("key", first));
     std::atomic<bool> done{false};
     std::thread writer([&] {
-        for (int i = 0; i < 200; ++i) session.setText("key", i % 2 ? first : second);
+        for (int i = 0; i < 60; ++i) session.setText("key", i % 2 ? first : second);
         done = true;
     });
     int torn = 0;

@@ -85,7 +85,7 @@ TEST_F(DynamicStoreProcesses, ShowWholeBatchesToEachOther) {
     const pid_t writer = fork();
     if (writer == 0) {
         Session own;
-        for (int i = 0; i < 600; ++i) setAll(own, static_cast<char>('a' + i % 26));
+        for (int i = 0; i < 200; ++i) setAll(own, static_cast<char>('a' + i % 26));
         _exit(setAll(own, '!') ? 0 : 1);
     }
     std::string seen;
@@ -112,7 +112,7 @@ TEST_F(DynamicStoreProcesses, ShowWholeBatchesToTheirThreads) {
     std::atomic<bool> done{false};
     std::thread writer([&] {
         Session own;
-        for (int i = 0; i < 300; ++i) setAll(own, static_cast<char>('a' + i % 26));
+        for (int i = 0; i < 100; ++i) setAll(own, static_cast<char>('a' + i % 26));
         done = true;
     });
     int torn = 0;

@@ -44,7 +44,7 @@ TEST(DynamicStoreInterface, HasTheValuesOfThePlatform) {
 
 TEST_F(DynamicStore, IsAnObjectOfItsOwnType) {
     EXPECT_EQ(CFGetTypeID(session), SCDynamicStoreGetTypeID());
-    EXPECT_EQ(Held::utf8(CFCopyTypeIDDescription(SCDynamicStoreGetTypeID())), "SCDynamicStore");
+    EXPECT_EQ(Held::utf8(hold(CFCopyTypeIDDescription(SCDynamicStoreGetTypeID()))), "SCDynamicStore");
     EXPECT_NE(Held::utf8(hold(CFCopyDescription(session))).find("name = test"), std::string::npos);
 }
 

@@ -1,3 +1,4 @@
+#include "Platform/CoreFoundation/NullArguments.h"
 #include "Platform/CoreFoundation/Values.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -301,7 +302,20 @@ TEST(CFCharacterSet, DescribesItself) {
     EXPECT_EQ(description(set), heading("CFCharacterSet", set) + "{immutable, members = 2}");
 }
 
-TEST(CFCharacterSet, LeavesNullAndForeignObjectsAlone) {
+TEST(CFCharacterSet, SurvivesNullArgumentsAndForeignObjects) {
+    using namespace NullArguments;
+    attack([](CFRange range) {
+        take(CFCharacterSetCreateWithCharactersInRange(nullptr, range));
+        const auto changing = hold(CFCharacterSetCreateMutable(nullptr));
+        CFCharacterSetAddCharactersInRange(changing, range);
+        CFCharacterSetRemoveCharactersInRange(changing, range);
+        CFCharacterSetHasMemberInPlane(changing, range.location);
+        EXPECT_TRUE(CFEqual(changing, setOf(CFRange{0, 0})));
+    });
+    for (const CFIndex number : kIndexes) {
+        const auto predefined = CFCharacterSetGetPredefined(static_cast<CFCharacterSetPredefinedSet>(number));
+        EXPECT_EQ(predefined != nullptr, number >= 1 && number <= 15);
+    }
     const auto foreign = reinterpret_cast<CFMutableCharacterSetRef>(const_cast<__CFString*>(CFSTR("x")));
     const auto set = setOf(u"a");
     for (const CFMutableCharacterSetRef bad : {static_cast<CFMutableCharacterSetRef>(nullptr), foreign}) {

@@ -131,6 +131,9 @@ class KX_EXPORT RunLoopSourceMachPort : public RunLoopSource {
     void unscheduleFromRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int depth) override;
     virtual void callback() = 0;
 
+    /// The platform's object, borrowed; null until initialize().
+    CFMachPortRef getMachPort() const noexcept { return machPort_.get(); }
+
   protected:
     ~RunLoopSourceMachPort();
 

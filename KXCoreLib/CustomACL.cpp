@@ -55,7 +55,7 @@ bool parseMask(const char* text, const BitMaskConstant* table, std::uint32_t& ma
     return true;
 }
 
-/// Ends the text at the first `separator` and answers what follows it; null when there is none.
+/// Ends the text at the first `separator` and returns what follows it; null when there is none.
 char* cut(char* text, char separator) noexcept {
     char* const at = std::strchr(text, separator);
     if (!at) return nullptr;

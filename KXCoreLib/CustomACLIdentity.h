@@ -8,8 +8,8 @@
 
 namespace KXCore {
 
-/// Each sets the entry's uuid and answers true. What cannot be resolved is reported on the standard error stream,
-/// leaves a null uuid, and answers whether `mode` is tolerant. A SID's failure is also kept in the entry's status.
+/// Each sets the entry's uuid and returns true. What cannot be resolved is reported on the standard error stream,
+/// leaves a null uuid, and returns whether `mode` is tolerant. A SID's failure is also kept in the entry's status.
 bool _SetCustomACEUUIDFromNTSID(CustomACE& entry, const nt_sid_t* sid, InitMode mode);
 bool _SetCustomACEUUIDFromGroupName(CustomACE& entry, const char* name, InitMode mode);
 bool _SetCustomACEUUIDFromUserName(CustomACE& entry, const char* name, InitMode mode);

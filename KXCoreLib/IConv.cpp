@@ -50,7 +50,7 @@ const Encodings& encodingsOf(IConv::StockCvtSetup setup) {
 iconv_t open(const Encodings& encodings) {
     if (!encodings.to || !encodings.from) throw IConvOpenError();
     const iconv_t handle = iconv_open((std::string(encodings.to) + "//IGNORE").c_str(), encodings.from);
-    // The failure that iconv_open is defined to answer.
+    // The failure that iconv_open is defined to return.
     if (handle == reinterpret_cast<iconv_t>(-1)) throw IConvOpenError();  // NOLINT(performance-no-int-to-ptr)
     int discard = 1;
     iconvctl(handle, ICONV_SET_DISCARD_ILSEQ, &discard);
@@ -58,7 +58,7 @@ iconv_t open(const Encodings& encodings) {
 }
 
 /// Converts what it can of [data, data + length) into the sink, through the output buffer once, and returns how much
-/// of the input that was. That alone tells progress: what the call answers is not looked at.
+/// of the input that was. That alone tells progress: what the call returns is not looked at.
 std::size_t convert(iconv_t handle, const unsigned char* data, std::size_t length, const IConvSink& sink) {
     alignas(std::max_align_t) unsigned char buffer[kOutputBytes];
     // The call takes its input as not constant, and leaves it alone.

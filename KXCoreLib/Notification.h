@@ -6,7 +6,7 @@
 
 namespace KXCore {
 
-/// Makes the queue of a port hold one message; the kernel's answer.
+/// Makes the queue of a port hold one message; returns the kernel's status.
 inline kern_return_t LimitToOneMessage(mach_port_t port) noexcept {
     mach_port_limits limits{};
     limits.mpl_qlimit = 1;
@@ -14,8 +14,8 @@ inline kern_return_t LimitToOneMessage(mach_port_t port) noexcept {
                                     reinterpret_cast<mach_port_info_t>(&limits), MACH_PORT_LIMITS_INFO_COUNT);
 }
 
-/// Sends a bare header, without waiting for room; the kernel's answer. A right to send is made for it from the right to
-/// receive, which this task holds.
+/// Sends a bare header, without waiting for room; returns the kernel's status. A right to send is made for it from the
+/// right to receive, which this task holds.
 inline kern_return_t SendNotification(mach_port_t port) noexcept {
     mach_msg_header_t message{};
     message.msgh_bits = MACH_MSGH_BITS(MACH_MSG_TYPE_MAKE_SEND, 0u);

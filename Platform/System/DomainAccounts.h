@@ -7,7 +7,7 @@
 
 namespace KXPlatform {
 
-/// Each answers 0; ENOENT where the account is none of a domain's, or there is no SSSD; or another error number when
+/// Each returns 0; ENOENT where the account is none of a domain's, or there is no SSSD; or another error number when
 /// SSSD is there and does not answer, which may pass. They block for a second at most. Any thread.
 int domainSIDOfUser(uid_t uid, std::string& sid);
 int domainSIDOfGroup(gid_t gid, std::string& sid);

@@ -23,7 +23,7 @@ class StoreOutlet {
     /// The source this is for, before it is given to anybody.
     void setSource(CFRunLoopSourceRef source) noexcept { source_ = source; }
 
-    /// The source has been added to a mode of `loop`, or taken out of one: the run loop's call-backs.
+    /// The source has been added to a mode of `loop`, or taken out of one: the run loop's callbacks.
     void scheduled(CFRunLoopRef loop);
     void cancelled(CFRunLoopRef loop);
 

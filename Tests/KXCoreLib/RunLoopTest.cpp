@@ -483,7 +483,7 @@ TEST_F(RunLoopSources, BridgesAreCountedByTheContextFunctionsOfEitherSignature) 
 TEST_F(RunLoopSources, AnExceptionPassesOnAndTheSourceLivesOn) {
     const EventPort port(0);
     const Pipe pipe;
-    const auto fail = [] { throw std::runtime_error("from a call-back"); };
+    const auto fail = [] { throw std::runtime_error("from a callback"); };
     const auto timer = scheduled<Timer>(inTime(-1), 1000.0);
     timer->action = fail;
     EXPECT_THROW(run(), std::runtime_error);
@@ -509,7 +509,7 @@ TEST_F(RunLoopSources, AnExceptionFromASourceThatEndsInItsCallEndsItToo) {
     auto event = scheduled<Event>(port);
     event->action = [&event] {
         event.reset();
-        throw std::runtime_error("from a call-back");
+        throw std::runtime_error("from a callback");
     };
     port.signal();
     EXPECT_THROW(run(kSoon), std::runtime_error);

@@ -123,7 +123,7 @@ class KX_EXPORT atomic_invalidateable_ref_impl {
     /// The target, with a reference added that the caller gives up; null once the reference is invalid.
     atomic_refcounted* get_pointer() const noexcept;
 
-    /// From now on get_pointer() answers null. The reference to the target is given up here, or by the last thread that
+    /// From now on get_pointer() returns null. The reference to the target is given up here, or by the last thread that
     /// is inside get_pointer() at this moment when it leaves.
     void invalidate() noexcept;
 

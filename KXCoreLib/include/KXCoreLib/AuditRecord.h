@@ -173,7 +173,7 @@ class KX_EXPORT AuditRecord {
     void append_to_buffer(std::vector<unsigned char>& buffer) const;
 
     /// Fills the record from the one that starts at `offset`, and returns the offset just past it, where the next one
-    /// starts. Any bytes may be given: where no whole record starts, the answer is kNoRecord and the record is as it
+    /// starts. Any bytes may be given: where no whole record starts, kNoRecord is returned and the record is as it
     /// was.
     ///
     /// The record's texts then point into `buffer`, which must stay alive and unchanged while they are used. Values

@@ -61,7 +61,7 @@ class KX_EXPORT CustomACL {
     /// Reads `text` into `acl`, whose entries are replaced. A null text makes an unrestricted list, which grants
     /// everything; an empty one a list without entries. `table` may be null: then masks have no names.
     ///
-    /// Answers false, after a line on the standard error stream, at the first entry that is wrong; the entries before
+    /// Returns false, after a line on the standard error stream, at the first entry that is wrong; the entries before
     /// it stay in the list.
     static bool parse(CustomACL& acl, const char* text, const BitMaskConstant* table, InitMode mode);
 
@@ -69,7 +69,7 @@ class KX_EXPORT CustomACL {
     ///
     /// Throws PListValueError with the place of what is malformed, PListUnexpectedTypeError where a name is no text. A
     /// text with a NUL or half of a surrogate pair is malformed, as a name it is nobody's.
-    /// Answers false where an identity cannot be resolved in strict mode, or a text is wrong.
+    /// Returns false where an identity cannot be resolved in strict mode, or a text is wrong.
     static bool read(CustomACL& acl, const PListNode& node, const BitMaskConstant* table, InitMode mode);
 
     /// Whether `user` holds every bit of `requested`. Entries are visited in order: one that allows grants its bits for

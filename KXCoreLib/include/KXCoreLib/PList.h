@@ -10,7 +10,7 @@
 ///
 /// A step that leads nowhere is no error: only asking for a value is. A required value that is missing, of another type
 /// or not convertible throws an error that names the place, for example
-/// "/etc/agent.plist [/Devices/Item_0{Name=USB}/Permissions]"; an optional one answers false and leaves the output as
+/// "/etc/agent.plist [/Devices/Item_0{Name=USB}/Permissions]"; an optional one returns false and leaves the output as
 /// it was.
 ///
 /// A navigator owns a reference to the list and every node taken from it: nodes and iterators are valid while it lives,
@@ -47,7 +47,7 @@ struct PListAndInfo {
 
 /// What a request does when it cannot be met. Any value but Required stands for optional.
 enum class ItemKind : int {
-    Optional = 1,  ///< answers false
+    Optional = 1,  ///< returns false
     Required = 2,  ///< throws
 };
 

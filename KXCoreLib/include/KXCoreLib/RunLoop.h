@@ -206,7 +206,7 @@ void cf_release_callback(void* info) {
     intrusive_ptr_release(static_cast<const B*>(info));
 }
 
-/// What every platform call-back does with its info: calls the source, if it still lives, and keeps it alive meanwhile.
+/// What every platform callback does with its info: calls the source, if it still lives, and keeps it alive meanwhile.
 /// The last pointer to the source may be the one given up here.
 template <class T>
 void call_bridged_source(const void* info) {

@@ -85,7 +85,7 @@ class KX_EXPORT StreamStorage : boost::noncopyable {
     /// Deletes every item up to `id` and commits, appends included; nothing when `id` is 0. The storage must be open.
     void discardItemsWithIDLessThanOrEqualTo(unsigned long long id);
 
-    /// Quota and age are not enforced: both answer 0, "none".
+    /// Quota and age are not enforced: both return 0, "none".
     unsigned long long getIDOfLastItemExceedingStorageQuota(long long quota);
     unsigned long long getIDOfLastExpiredItem(double time);
 

@@ -50,7 +50,7 @@ KX_EXPORT void intrusive_ptr_release(const NetBiosName* name) noexcept;
 /// only while the updater is scheduled on a run loop. Any thread.
 KX_EXPORT boost::intrusive_ptr<NetBiosName> GetSystemNetBiosName();
 
-/// Whether `name` is the object that GetSystemNetBiosName() answers now. Takes no lock and no reference; `name`, which
+/// Whether `name` is the object that GetSystemNetBiosName() returns now. Takes no lock and no reference; `name`, which
 /// the caller must hold, is compared and not looked into. Any thread.
 KX_EXPORT bool SystemNetBiosNameIs(const NetBiosName* name) noexcept;
 

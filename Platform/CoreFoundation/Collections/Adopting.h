@@ -8,7 +8,7 @@
 
 namespace KXPlatform {
 
-/// An array of the type call-backs that takes over one reference to each of `count` objects. Null, with nothing taken,
+/// An array of the type callbacks that takes over one reference to each of `count` objects. Null, with nothing taken,
 /// when there is no memory.
 CFArrayRef createArrayAdopting(CFAllocatorRef allocator, const CFTypeRef* values, CFIndex count) noexcept;
 

@@ -13,7 +13,7 @@
 
 using namespace KXPlatform;
 
-// An immutable array is one block: the object, its own call-backs if it needs them, and the values. The values of a
+// An immutable array is one block: the object, its own callbacks if it needs them, and the values. The values of a
 // mutable array stand in a buffer with room at both ends, so that what is added or removed near either end moves
 // little.
 
@@ -218,7 +218,7 @@ MutableArray* createMutable(CFAllocatorRef allocator, CFIndex capacity, const Ca
     return array;
 }
 
-/// Replaces `range`, which lies within the array, by `newCount` values. The array is whole whenever a call-back runs:
+/// Replaces `range`, which lies within the array, by `newCount` values. The array is whole whenever a callback runs:
 /// the new values are retained before, the old ones released after it has changed.
 void replace(MutableArray* array, CFRange range, const void* const* newValues, CFIndex newCount) noexcept {
     if (newCount > kMaximumCount) return;
@@ -227,7 +227,7 @@ void replace(MutableArray* array, CFRange range, const void* const* newValues, C
     if (!kept || !old) return;
     retainAll(array, newValues, newCount, kept.get());
     const CFIndex growth = newCount - range.length;
-    // A call-back may have changed the array, which it must not: then nothing else happens.
+    // A callback may have changed the array, which it must not: then nothing else happens.
     if (!isWithin(range, array->count) || (growth > 0 && !array->openGap(range.location + range.length, growth))) {
         releaseAll(array, kept.get(), newCount);
         return;

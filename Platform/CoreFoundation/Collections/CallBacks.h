@@ -1,6 +1,6 @@
 #pragma once
 
-// What a collection does with the values it holds: the five call-backs that arrays, dictionaries and sets share.
+// What a collection does with the values it holds: the five callbacks that arrays, dictionaries and sets share.
 
 #include "CoreFoundation/Object/Object.h"
 
@@ -9,7 +9,7 @@
 
 namespace KXPlatform {
 
-/// The call-backs of one kind of value. Each may be null: values are then not counted, compared and hashed by their
+/// The callbacks of one kind of value. Each may be null: values are then not counted, compared and hashed by their
 /// addresses, and described by them.
 struct CallBacks {
     const void* (*retain)(CFAllocatorRef, const void*);
@@ -25,7 +25,7 @@ extern const CallBacks kPointerCallBacks;     ///< all null
 extern const CallBacks kObjectCallBacks;      ///< CFRetain, CFRelease, CFCopyDescription, CFEqual, CFHash
 extern const CallBacks kCopyStringCallBacks;  ///< the same, but what is kept is a copy of the string given
 
-/// The call-backs that a caller of an exported function gave, null ones included.
+/// The callbacks that a caller of an exported function gave, null ones included.
 template <class Exported>
 CallBacks gather(const Exported* given) noexcept {
     if (!given) return kPointerCallBacks;
@@ -38,7 +38,7 @@ CallBacks gather(const Exported* given) noexcept {
     return gathered;
 }
 
-/// The constant table with the same call-backs, or null: a collection of such values must keep a copy of its own.
+/// The constant table with the same callbacks, or null: a collection of such values must keep a copy of its own.
 inline const CallBacks* wellKnown(const CallBacks& callBacks) noexcept {
     for (const CallBacks* const known : {&kObjectCallBacks, &kPointerCallBacks, &kCopyStringCallBacks})
         if (callBacks == *known) return known;
@@ -59,7 +59,7 @@ inline const CallBacks* placeCallBacks(const CallBacks& callBacks, std::byte*& p
     return copy;
 }
 
-// ---- What the call-backs do, with the common cases decided without a call
+// ---- What the callbacks do, with the common cases decided without a call
 
 /// What `owner` is to keep for `value`: mostly `value` itself.
 inline const void* retainValue(const CallBacks* callBacks, CFTypeRef owner, const void* value) noexcept {
@@ -96,7 +96,7 @@ inline CFHashCode hashOf(const CallBacks* callBacks, const void* value) noexcept
 
 class Description;
 
-/// Appends the description of `value`, as its call-back gives it.
+/// Appends the description of `value`, as its callback gives it.
 void describeValue(Description& description, const CallBacks* callBacks, const void* value) noexcept;
 
 }  // namespace KXPlatform

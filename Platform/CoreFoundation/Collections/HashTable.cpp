@@ -305,7 +305,7 @@ bool HashTable::equal(const Object* object1, const Object* object2) {
     const ComparedLevel level;
     if (level.isTooDeep()) return false;
     for (std::uint32_t entry = 0; entry < a->count; ++entry) {
-        // Hashes of equal call-backs are equal: the kept one serves.
+        // Hashes of equal callbacks are equal: the kept one serves.
         const std::uint32_t other = b->find(a->keys[entry], a->hashes()[entry]);
         if (other == kNone) return false;
         if (a->valueCallBacks && !areEqual(a->valueCallBacks, a->values()[entry], b->values()[other])) return false;

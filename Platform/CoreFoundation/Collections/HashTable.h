@@ -19,7 +19,7 @@ namespace KXPlatform {
 ///     keys[capacity] values[capacity] hashes[capacity] slots[2^slotBits]
 ///
 /// An immutable table lies in one piece with its object. A mutable one grows its block, which never moves an entry to
-/// another number. No call-back runs while the table is not whole; a call-back may look at the table, not change it.
+/// another number. No callback runs while the table is not whole; a callback may look at the table, not change it.
 struct HashTable : Object {
     enum class Kind { Immutable, Mutable };
     enum class Values { Described, Counts };
@@ -35,7 +35,7 @@ struct HashTable : Object {
     static HashTable* create(CFAllocatorRef allocator, const Class& cls, Kind kind, CFIndex capacity,
                              const CallBacks& keys, const CallBacks* values) noexcept;
 
-    /// The same entries in a new object, retained by its call-backs.
+    /// The same entries in a new object, retained by its callbacks.
     static HashTable* createCopy(CFAllocatorRef allocator, Kind kind, CFIndex capacity,
                                  const HashTable* source) noexcept;
 
@@ -47,7 +47,7 @@ struct HashTable : Object {
     /// For Class::finalize.
     static void finalize(Object* object) noexcept;
 
-    /// Whether two tables hold equal keys with equal values, compared by the same call-backs.
+    /// Whether two tables hold equal keys with equal values, compared by the same callbacks.
     static bool equal(const Object* object1, const Object* object2);
 
     /// For Class::hash: the count, which is what equal tables surely share.
@@ -89,7 +89,7 @@ struct HashTable : Object {
     std::uint32_t repeated = 0;  ///< of a bag, what its counts add up to beyond 1 each
 
   private:
-    /// Spreads a call-back's hash, which may be a small number or an address: the highest bits name the slot.
+    /// Spreads a callback's hash, which may be a small number or an address: the highest bits name the slot.
     static std::uint32_t mix(CFHashCode hash) noexcept {
         std::uint64_t h = hash;
         h = (h ^ (h >> 32)) * 0x9E3779B97F4A7C15u;

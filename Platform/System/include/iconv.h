@@ -11,7 +11,7 @@
 //
 // Dropping. A target name may end in "//IGNORE", and iconvctl can ask for the same: invalid input is then dropped by
 // the unit of its encoding (a byte; two or four in UTF-16 and UTF-32) and characters that the target cannot represent
-// are dropped whole, without a word and without stopping. "//TRANSLIT" replaces what the target lacks by what is like
+// are silently dropped whole, and the conversion goes on. "//TRANSLIT" replaces what the target lacks by what is like
 // it.
 //
 // A handle serves one thread at a time; separate handles are independent.

@@ -2,13 +2,13 @@
 
 /// Ordered collections of pointer-sized values.
 ///
-/// An array owns its values: it retains each by its call-backs when it takes it and releases it when it gives it up;
+/// An array owns its values: it retains each by its callbacks when it takes it and releases it when it gives it up;
 /// what its functions hand out is borrowed and good for as long as the array holds it. Any number of threads may read
-/// an array that nobody changes; an array that changes belongs to one thread at a time. A call-back may look at the
+/// an array that nobody changes; an array that changes belongs to one thread at a time. A callback may look at the
 /// array, not change it.
 ///
 /// Nothing here fails loudly: an index or range outside the array, an array that is null or none, or a change to an
-/// immutable array has no effect and answers null, 0, false or kCFNotFound.
+/// immutable array has no effect and returns null, 0, false or kCFNotFound.
 
 #include <CoreFoundation/CFBase.h>
 
@@ -43,7 +43,7 @@ CF_EXPORT CFTypeID CFArrayGetTypeID(void);
 /// when the count is negative or there is no memory.
 CF_EXPORT CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex numValues,
                                    const CFArrayCallBacks* callBacks);
-/// An immutable array of the same values and call-backs; the array itself, retained, where it is immutable already.
+/// An immutable array of the same values and callbacks; the array itself, retained, where it is immutable already.
 CF_EXPORT CFArrayRef CFArrayCreateCopy(CFAllocatorRef allocator, CFArrayRef theArray);
 /// An empty array. `capacity` is a hint of how many values will come, 0 none.
 CF_EXPORT CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
@@ -53,7 +53,7 @@ CF_EXPORT CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef allocator, C
 // ---- Reading
 
 CF_EXPORT CFIndex CFArrayGetCount(CFArrayRef theArray);
-/// How many values of the range are equal to `value` by the `equal` call-back.
+/// How many values of the range are equal to `value` by the `equal` callback.
 CF_EXPORT CFIndex CFArrayGetCountOfValue(CFArrayRef theArray, CFRange range, const void* value);
 CF_EXPORT Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void* value);
 CF_EXPORT const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx);

@@ -81,7 +81,7 @@ CF_ENUM_TYPE(CFIndex, CFComparisonResult){
 
 typedef CFComparisonResult (*CFComparatorFunction)(const void*, const void*, void*);
 
-/// What a search answers that found nothing.
+/// What a search returns that found nothing.
 CF_EXPORT const CFIndex kCFNotFound;
 
 /// A run of `length` items that starts at `location`.
@@ -116,7 +116,7 @@ typedef void* (*CFAllocatorReallocateCallBack)(void*, CFIndex, CFOptionFlags, vo
 typedef void (*CFAllocatorDeallocateCallBack)(void*, void*);
 typedef CFIndex (*CFAllocatorPreferredSizeCallBack)(CFIndex, CFOptionFlags, void*);
 
-/// The call-backs of an allocator, each given `info` last. `allocate` is required; the others may be null.
+/// The callbacks of an allocator, each given `info` last. `allocate` is required; the others may be null.
 typedef struct CFAllocatorContext {
     CFIndex version;
     void* info;

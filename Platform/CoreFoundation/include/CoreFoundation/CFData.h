@@ -6,7 +6,7 @@
 /// pointer to the bytes is borrowed: it is good until the data changes or ends.
 ///
 /// Nothing here fails loudly: a range outside the data, a negative length, data that is null or none, or a change to
-/// immutable data has no effect and answers null, 0 or { kCFNotFound, 0 }.
+/// immutable data has no effect and returns null, 0 or { kCFNotFound, 0 }.
 
 #include <CoreFoundation/CFBase.h>
 

@@ -2,13 +2,13 @@
 
 /// Hashed collections of keys with their values.
 ///
-/// A dictionary owns its keys and values: it retains each by its call-backs when it takes it and releases it when it
+/// A dictionary owns its keys and values: it retains each by its callbacks when it takes it and releases it when it
 /// gives it up; what its functions hand out is borrowed and good for as long as the dictionary holds it. Any number of
-/// threads may read a dictionary that nobody changes; one that changes belongs to one thread at a time. A call-back may
+/// threads may read a dictionary that nobody changes; one that changes belongs to one thread at a time. A callback may
 /// look at the dictionary, not change it. A key must not change its hash while it is in.
 ///
 /// Nothing here fails loudly: a dictionary that is null or none, or a change to an immutable one, has no effect and
-/// answers null, 0 or false.
+/// returns null, 0 or false.
 
 #include <CoreFoundation/CFBase.h>
 
@@ -55,12 +55,12 @@ CF_EXPORT const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 // ---- Creating
 
 CF_EXPORT CFTypeID CFDictionaryGetTypeID(void);
-/// An immutable dictionary of `numValues` pairs, with its own copies of the call-backs (null: plain pointers). Of equal
+/// An immutable dictionary of `numValues` pairs, with its own copies of the callbacks (null: plain pointers). Of equal
 /// keys the first stays. Null when the count is negative or there is no memory.
 CF_EXPORT CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
                                              CFIndex numValues, const CFDictionaryKeyCallBacks* keyCallBacks,
                                              const CFDictionaryValueCallBacks* valueCallBacks);
-/// An immutable dictionary of the same pairs and call-backs; the dictionary itself, retained, where it is immutable
+/// An immutable dictionary of the same pairs and callbacks; the dictionary itself, retained, where it is immutable
 /// already.
 CF_EXPORT CFDictionaryRef CFDictionaryCreateCopy(CFAllocatorRef allocator, CFDictionaryRef theDict);
 /// An empty dictionary. `capacity` is a hint of how many pairs will come, 0 none.

@@ -3,7 +3,7 @@
 /// Numbers and the two booleans.
 ///
 /// Both are immutable: any number of threads may use them. Small integers, NaN, the infinities and the booleans exist
-/// once and are never freed. Functions given null, or an object that is no number, answer 0 or false.
+/// once and are never freed. Functions given null, or an object that is no number, return 0 or false.
 ///
 /// Numbers are equal, and hash alike, by value: 1 is 1.0. In order stand the negative numbers with -0.0 as the
 /// greatest, then NaN, which is equal to itself, then 0 and up. Integers and floating point are compared without

@@ -52,7 +52,7 @@ CF_EXPORT CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef allocato
 /// Whether `plist` holds only types that `format` can hold, no deeper than a list may be.
 CF_EXPORT Boolean CFPropertyListIsValid(CFPropertyListRef plist, CFPropertyListFormat format);
 /// Streams do not exist yet: the only stream that can be given is null, and this and the other functions that take one
-/// answer that failure (kCFPropertyListReadStreamError or kCFPropertyListWriteStreamError).
+/// return that failure (kCFPropertyListReadStreamError or kCFPropertyListWriteStreamError).
 CF_EXPORT CFIndex CFPropertyListWriteToStream(CFPropertyListRef propertyList, CFWriteStreamRef stream,
                                               CFPropertyListFormat format, CFStringRef* errorString);
 CF_EXPORT CFPropertyListRef CFPropertyListCreateFromStream(CFAllocatorRef allocator, CFReadStreamRef stream,

@@ -2,9 +2,9 @@
 
 /// Hashed collections of distinct values.
 ///
-/// A set owns its values: it retains each by its call-backs when it takes it and releases it when it gives it up; what
+/// A set owns its values: it retains each by its callbacks when it takes it and releases it when it gives it up; what
 /// its functions hand out is borrowed and good for as long as the set holds it. Any number of threads may read a set
-/// that nobody changes; one that changes belongs to one thread at a time. A call-back may look at the set, not change
+/// that nobody changes; one that changes belongs to one thread at a time. A callback may look at the set, not change
 /// it. A value must not change its hash while it is in.
 ///
 /// Nothing here fails loudly: a set that is null or none, or a change to an immutable one, has no effect and answers
@@ -48,7 +48,7 @@ CF_EXPORT CFTypeID CFSetGetTypeID(void);
 /// values the first stays. Null when the count is negative or there is no memory.
 CF_EXPORT CFSetRef CFSetCreate(CFAllocatorRef allocator, const void** values, CFIndex numValues,
                                const CFSetCallBacks* callBacks);
-/// An immutable set of the same values and call-backs; the set itself, retained, where it is immutable already.
+/// An immutable set of the same values and callbacks; the set itself, retained, where it is immutable already.
 CF_EXPORT CFSetRef CFSetCreateCopy(CFAllocatorRef allocator, CFSetRef theSet);
 /// An empty set. `capacity` is a hint of how many values will come, 0 none.
 CF_EXPORT CFMutableSetRef CFSetCreateMutable(CFAllocatorRef allocator, CFIndex capacity,

@@ -7,8 +7,8 @@
 /// belongs to one thread at a time.
 ///
 /// How text is kept shows in the two direct pointers. Plain ASCII lies in 8 bits a character: CFStringGetCStringPtr
-/// answers. Any other text lies in UTF-16: CFStringGetCharactersPtr answers. A mutable string that once held other text
-/// stays in UTF-16; an empty mutable string has neither pointer.
+/// answers. Any other text lies in UTF-16: CFStringGetCharactersPtr returns it. A mutable string that once held other
+/// text stays in UTF-16; an empty mutable string has neither pointer.
 ///
 /// Failures: what cannot be made is null, what cannot be converted false or not counted; a range outside the text, a
 /// null string and bytes that are not text of their encoding are such failures, never faults. A null allocator is the

@@ -19,7 +19,7 @@ CF_ANONYMOUS_ENUM(OSType){
     gestaltSystemVersionBugFix = 0x73797333,
 };
 
-/// Puts what the system answers to `selector` into `response`, which keeps its value on failure. Any thread.
+/// Puts what the system returns for `selector` into `response`, which keeps its value on failure. Any thread.
 ///
 /// Returns noErr, gestaltUndefSelectorErr for a selector other than the three above, or paramErr for a null response.
 /// The version is fixed, 12.0.0, unless the environment variable KXPLATFORM_SYSTEM_VERSION names another when it is

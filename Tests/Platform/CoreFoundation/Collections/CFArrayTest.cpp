@@ -121,7 +121,7 @@ TEST(CFArray, MakesMutableCopies) {
     EXPECT_EQ(CFArrayCreateCopy(nullptr, nullptr), nullptr);
 }
 
-// ---- Call-backs of the caller's own
+// ---- Callbacks of the caller's own
 
 struct Log {
     int retained = 0, released = 0;

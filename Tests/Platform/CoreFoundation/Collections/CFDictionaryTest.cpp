@@ -146,7 +146,7 @@ TEST(CFDictionary, CopiesAMutableDictionaryAsItIsNow) {
     }
 }
 
-// ---- Call-backs of the caller's own
+// ---- Callbacks of the caller's own
 
 struct Counts {
     int retained = 0, released = 0, hashed = 0;

@@ -351,7 +351,7 @@ TEST(CFMachPort, ACallBackThatThrowsLosesItsMessageOnly) {
     const CFMachPortRef port = CFMachPortCreateWithPort(
         nullptr, name,
         [](CFMachPortRef, void*, CFIndex, void*) {
-            if (++calls == 1) throw std::runtime_error("from a call-back");
+            if (++calls == 1) throw std::runtime_error("from a callback");
         },
         &context, nullptr);
     const CFRunLoopSourceRef source = CFMachPortCreateRunLoopSource(nullptr, port, 0);

@@ -499,12 +499,12 @@ TEST(CFRunLoop, WakeUpsBetweenTwoSleepsAreOne) {
     });
 }
 
-// ---- What call-backs may do
+// ---- What callbacks may do
 
 TEST(CFRunLoop, AnExceptionPassesOnAndLeavesTheLoopUsable) {
     onOwnLoop([] {
         const CFRunLoopRef loop = CFRunLoopGetCurrent();
-        const auto fail = [] { throw std::runtime_error("from a call-back"); };
+        const auto fail = [] { throw std::runtime_error("from a callback"); };
         Action source, again, tick, once, watch;
         Own signalled(newSource(source, 1)), next(newSource(again, 2));
         CFRunLoopAddSource(loop, signalled, kCFRunLoopDefaultMode);
@@ -553,7 +553,7 @@ TEST(CFRunLoop, ReleasesWhatItsCallBacksGaveUpAsItEndsAPass) {
             CFAutorelease(CFRetain(object));
             CFRunLoopSourceSignal(inner);
             runOnce(CFSTR("inner"));
-            EXPECT_EQ(CFGetRetainCount(object), 2);  // an outer call-back still uses it
+            EXPECT_EQ(CFGetRetainCount(object), 2);  // an outer callback still uses it
         };
         CFRunLoopSourceSignal(source);
         runOnce();

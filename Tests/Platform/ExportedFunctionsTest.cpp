@@ -271,6 +271,10 @@ class Values {
         CFBitVectorSetCount(made, 100);
         return made;
     }
+    CFCharacterSetRef known(CFCharacterSetRef) {
+        return own(CFCharacterSetCreateWithCharactersInRange(nullptr, {'a', 3}));
+    }
+    CFMutableCharacterSetRef known(CFMutableCharacterSetRef) { return own(CFCharacterSetCreateMutable(nullptr)); }
     CFErrorRef known(CFErrorRef) { return own(newError()); }
     CFNumberRef known(CFNumberRef) {
         const double value = 100'000.5;
@@ -282,7 +286,6 @@ class Values {
     CFTreeRef known(CFTreeRef) { return own(newTree()); }
     // None of these can be made yet.
     CFLocaleRef known(CFLocaleRef) { return nullptr; }
-    CFCharacterSetRef known(CFCharacterSetRef) { return nullptr; }
     CFTimeZoneRef known(CFTimeZoneRef) { return nullptr; }
     CFReadStreamRef known(CFReadStreamRef) { return nullptr; }
     CFWriteStreamRef known(CFWriteStreamRef) { return nullptr; }

@@ -6,7 +6,9 @@ using namespace KXPlatform;
 
 namespace {
 
-CFStringRef describeNull(const Object*) { return CFSTR("<null>"); }
+CFStringRef describeNull(const Object*) {
+    return CFStringCreateWithCString(kCFAllocatorSystemDefault, "<null>", kCFStringEncodingASCII);
+}
 
 constexpr Class kNullClass{TypeID::Null, nullptr, nullptr, nullptr, describeNull};
 

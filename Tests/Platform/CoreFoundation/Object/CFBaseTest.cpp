@@ -390,7 +390,8 @@ TEST(CFBase, SurvivesNullArguments) {
     CFShow(nullptr);
     CFShowStr(nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "(null)\n(null)\n");
-    for (const CFIndex number : kIndexes) CFCopyTypeIDDescription(static_cast<CFTypeID>(number));
+    for (const CFIndex number : kIndexes)
+        if (const CFStringRef name = CFCopyTypeIDDescription(static_cast<CFTypeID>(number))) CFRelease(name);
 }
 
 TEST(CFAllocator, SurvivesNullArguments) {

@@ -171,7 +171,7 @@ bool fillUnits(const Encoding& encoding, std::span<UniChar, 256> units) noexcept
     ucnv_close(converter);
     // To ICU these are control characters; the platform has none there.
     if (encoding.number == kCFStringEncodingWindowsLatin1)
-        for (const std::size_t byte : {0x81, 0x8D, 0x8F, 0x90, 0x9D}) units[byte] = ByteTable::kNone;
+        for (const unsigned byte : {0x81u, 0x8Du, 0x8Fu, 0x90u, 0x9Du}) units[byte] = ByteTable::kNone;
     return true;
 }
 

@@ -285,8 +285,10 @@ struct Program {
             CFRunLoopRun();
         });
         while (!loop) std::this_thread::yield();
-        useItems(loop);
-        CFRunLoopSourceInvalidate(stop);  // the last that the loop runs for
+        const auto held = hold(static_cast<CFRunLoopRef>(const_cast<void*>(CFRetain(loop))));
+        useItems(held);
+        CFRunLoopSourceInvalidate(stop);  // the last that the loop runs for; only a pass of the loop notices
+        CFRunLoopWakeUp(held);
         runner.join();
     }
 };

@@ -222,6 +222,19 @@ inline constexpr bool kForkedMayStartThreads = true;
 inline constexpr bool kForkedMayStartThreads = true;
 #endif
 
+/// AddressSanitizer's malloc keeps the locks that the parent's other threads hold as it forks.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool kForkedMayAllocate = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool kForkedMayAllocate = false;
+#else
+inline constexpr bool kForkedMayAllocate = true;
+#endif
+#else
+inline constexpr bool kForkedMayAllocate = true;
+#endif
+
 /// Runs `body` on a thread of its own, whose run loop nobody else has: in a child, that of the calling thread is the
 /// parent's.
 template <class Body>

@@ -120,6 +120,7 @@ std::shared_ptr<Store> Store::open() {
     int status;
     {
         const std::lock_guard lock(stateMutex);
+        chooseConfigurationFolder();
         std::erase_if(stores(), [](const auto& entry) { return entry.second.expired(); });
         std::weak_ptr<Store>& known = stores()[name];
         store = known.lock();

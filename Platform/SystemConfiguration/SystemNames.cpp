@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstdlib>
 #include <optional>
+#include <set>
 
 namespace KXPlatform {
 namespace {
@@ -78,6 +80,9 @@ std::optional<std::string> substituted(std::string_view value, std::string_view 
     return result;
 }
 
+constexpr const char* kUsualFolder = "/etc";
+constinit std::atomic<const char*> chosenFolder{kUsualFolder};
+
 /// The host's name up to its first dot; empty when there is none.
 std::string hostName() {
     char name[512];
@@ -137,9 +142,13 @@ std::string netbiosName(std::string_view configuration, std::string_view host) {
     return usable(std::move(found));
 }
 
-std::string configurationFolder() {
+std::string configurationFolder() { return chosenFolder.load(std::memory_order_acquire); }
+
+void chooseConfigurationFolder() {
+    // Those that were chosen before stay: a thread may be reading one.
+    static auto& folders = *new std::set<std::string>;
     const char* const set = secure_getenv("KXPLATFORM_ETC");
-    return set && *set ? set : "/etc";
+    chosenFolder.store(folders.insert(set && *set ? set : kUsualFolder).first->c_str(), std::memory_order_release);
 }
 
 SystemName readSystemName(NameKind kind) {

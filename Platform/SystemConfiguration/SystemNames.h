@@ -54,9 +54,13 @@ const PublishedKey* publishedKey(std::string_view key) noexcept;
 /// The value published for a name; null without one.
 Retained<const __CFDictionary> publishedValue(const PublishedKey& key, const std::string& name);
 
-/// The folder with the files that names are read from: /etc, unless the environment variable KXPLATFORM_ETC names
-/// another.
+/// The folder with the files that names are read from: /etc, unless the environment variable KXPLATFORM_ETC named
+/// another when chooseConfigurationFolder() was called last.
 std::string configurationFolder();
+
+/// Reads that variable, on the thread of a program that opens the store: the watch's own thread must not read the
+/// environment while the program sets it. The caller holds Store::mutex().
+void chooseConfigurationFolder();
 
 /// Where in that folder they are. "samba" may itself come and go.
 inline constexpr const char* kMachineInfoFile = "machine-info";

@@ -28,9 +28,8 @@ void MessageQueue::clear() noexcept {
 }
 
 PortTable& PortTable::shared() noexcept {
-    // Never destroyed: threads may still use ports while the process exits.
-    static PortTable& table = *new PortTable;
-    return table;
+    static NeverDestroyed<PortTable> table;
+    return *table;
 }
 
 PortSlot* PortTable::slotAt(std::uint32_t number) const noexcept {
@@ -42,9 +41,10 @@ kern_return_t PortTable::allocate(mach_port_name_t& name) noexcept {
     std::uint32_t number;
     {
         const std::lock_guard lock(mutex_);
-        if (free_.size() > kKeptFree || (!free_.empty() && used_ > kNumberMask)) {
-            number = free_.front();
-            free_.pop_front();
+        if (freeCount_ > kKeptFree || (freeCount_ > 0 && used_ > kNumberMask)) {
+            number = firstFree_;
+            firstFree_ = slotAt(number)->nextFree;
+            --freeCount_;
         } else if (used_ > kNumberMask) {
             return KERN_NO_SPACE;
         } else {
@@ -103,12 +103,10 @@ void PortTable::endReceive(mach_port_name_t name, LockedPort&& port) noexcept {
 void PortTable::endName(mach_port_name_t name, LockedPort&& port) noexcept {
     port->generation = 0;
     port.lock().unlock();
+    const std::uint32_t number = name & kNumberMask;
     const std::lock_guard lock(mutex_);
-    try {
-        free_.push_back(name & kNumberMask);
-    } catch (...) {
-        // Without memory for the list the number is not used again; the name has ended all the same.
-    }
+    (freeCount_++ == 0 ? firstFree_ : slotAt(lastFree_)->nextFree) = number;
+    lastFree_ = number;
 }
 
 void PortTable::watch(mach_port_name_t name, PortWatch& watch) {

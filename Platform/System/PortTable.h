@@ -9,6 +9,7 @@
 //
 // Order of locks: a run loop's, then a slot's, then the run loop's ready list. Nobody locks two slots.
 
+#include "Support/NeverDestroyed.h"
 #include "Support/Waker.h"
 
 #include <mach/mach.h>
@@ -19,7 +20,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -73,6 +73,7 @@ struct PortSlot {
     mach_port_msgcount_t limit = MACH_PORT_QLIMIT_DEFAULT;
     MessageQueue queue;
     std::vector<PortWatch*> watches;
+    std::uint32_t nextFree = 0;  ///< the number that became free after this one; under the table's mutex
     unsigned waitingReceivers = 0;
     unsigned waitingSenders = 0;
     std::condition_variable arrival;
@@ -126,20 +127,25 @@ class PortTable {
     Received tryReceive(mach_port_name_t name) noexcept;
 
   private:
+    friend class NeverDestroyed<PortTable>;
+
     static constexpr std::uint32_t kNumberBits = 20;
     static constexpr std::uint32_t kNumberMask = (1u << kNumberBits) - 1;
     static constexpr std::uint32_t kLastGeneration =
         (1u << (32 - kNumberBits)) - 2;  // all ones would meet MACH_PORT_DEAD
     static constexpr std::uint32_t kChunk = 256;
-    static constexpr std::size_t kKeptFree = 256;  // numbers rest this long before they are used again
+    static constexpr std::uint32_t kKeptFree = 256;  // numbers rest this long before they are used again
 
-    PortTable() = default;
+    PortTable() noexcept = default;
     PortSlot* slotAt(std::uint32_t number) const noexcept;
 
     std::array<std::atomic<PortSlot*>, (1u << kNumberBits) / kChunk> chunks_{};
     std::mutex mutex_;  // of what follows; taken after no other
     std::uint32_t used_ = 1;
-    std::deque<std::uint32_t> free_;
+    // Numbers that are free, in the order in which they became so.
+    std::uint32_t firstFree_ = 0;
+    std::uint32_t lastFree_ = 0;
+    std::uint32_t freeCount_ = 0;
 };
 
 /// Gives the receiver of a message his right to send to the port that it names for replies.

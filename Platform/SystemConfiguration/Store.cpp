@@ -4,6 +4,7 @@
 #include "StoreKey.h"
 #include "StoreSession.h"
 #include "StoreWatch.h"
+#include "Support/NeverDestroyed.h"
 
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFPropertyList.h>
@@ -30,8 +31,8 @@ constexpr int kTries = 4;
 
 /// The process's stores by place, as long as a session has one.
 std::map<std::string, std::weak_ptr<Store>>& stores() {
-    static auto& all = *new std::map<std::string, std::weak_ptr<Store>>;
-    return all;
+    static NeverDestroyed<std::map<std::string, std::weak_ptr<Store>>> all;
+    return *all;
 }
 
 /// A child that is forked gets the state between two operations. Writers are not waited for, since one of them may wait

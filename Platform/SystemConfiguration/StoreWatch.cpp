@@ -1,6 +1,7 @@
 #include "StoreWatch.h"
 
 #include "Status.h"
+#include "Support/NeverDestroyed.h"
 
 #include <SystemConfiguration/SCDynamicStore.h>
 
@@ -36,8 +37,8 @@ constexpr int kRetryMilliseconds = 100;
 constexpr int kTries = 8;
 
 std::weak_ptr<StoreWatch>& current() {
-    static auto& watch = *new std::weak_ptr<StoreWatch>;
-    return watch;
+    static NeverDestroyed<std::weak_ptr<StoreWatch>> watch;
+    return *watch;
 }
 
 /// Whether an operation may succeed when it is tried again later: it ended with an errno value.

@@ -2,6 +2,7 @@
 
 #include "StoreFile.h"
 #include "StoreKey.h"
+#include "Support/NeverDestroyed.h"
 
 #include <CoreFoundation/CFString.h>
 
@@ -146,9 +147,9 @@ std::string configurationFolder() { return chosenFolder.load(std::memory_order_a
 
 void chooseConfigurationFolder() {
     // Those that were chosen before stay: a thread may be reading one.
-    static auto& folders = *new std::set<std::string>;
+    static NeverDestroyed<std::set<std::string>> folders;
     const char* const set = secure_getenv("KXPLATFORM_ETC");
-    chosenFolder.store(folders.insert(set && *set ? set : kUsualFolder).first->c_str(), std::memory_order_release);
+    chosenFolder.store((*folders).insert(set && *set ? set : kUsualFolder).first->c_str(), std::memory_order_release);
 }
 
 SystemName readSystemName(NameKind kind) {

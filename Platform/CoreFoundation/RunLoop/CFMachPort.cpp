@@ -1,4 +1,5 @@
 #include "RunLoop.h"
+#include "Support/NeverDestroyed.h"
 
 #include <CoreFoundation/CFMachPort.h>
 
@@ -38,8 +39,8 @@ namespace {
 class Registry {
   public:
     static Registry& shared() noexcept {
-        static Registry& registry = *new Registry;
-        return registry;
+        static NeverDestroyed<Registry> registry;
+        return *registry;
     }
 
     Retained<__CFMachPort> find(mach_port_t port) {

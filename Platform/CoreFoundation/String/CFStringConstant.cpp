@@ -1,4 +1,6 @@
 #include "CFStringObject.h"
+#include "Support/NeverDestroyed.h"
+#include "Support/UnicodeText.h"
 
 #include <functional>
 #include <mutex>
@@ -26,15 +28,26 @@ struct Constants {
 };
 
 Constants& constants() {
-    static Constants& all = *new Constants;
-    return all;
+    static NeverDestroyed<Constants> all;
+    return *all;
 }
 
-CFStringRef makeImmortal(const char* utf8) {
-    const CFStringRef made = CFStringCreateWithCString(kCFAllocatorSystemDefault, utf8, kCFStringEncodingUTF8);
-    // A literal that is no UTF-8 was written in some one-byte encoding; losing it altogether would help nobody.
-    const CFStringRef string =
-        made ? made : CFStringCreateWithCString(kCFAllocatorSystemDefault, utf8, kCFStringEncodingISOLatin1);
+bool isUTF8(std::string_view text) noexcept {
+    auto* at = reinterpret_cast<const unsigned char*>(text.data());
+    const auto* const end = at + text.size();
+    char32_t character;
+    while (at < end) {
+        const int length = UTF8Text::decode(at, static_cast<std::size_t>(end - at), character);
+        if (length <= 0) return false;
+        at += length;
+    }
+    return true;
+}
+
+CFStringRef makeImmortal(const char* literal) {
+    // One that is no UTF-8 was written in some one-byte encoding; losing it altogether would help nobody.
+    const CFStringRef string = CFStringCreateWithCString(
+        kCFAllocatorSystemDefault, literal, isUTF8(literal) ? kCFStringEncodingUTF8 : kCFStringEncodingISOLatin1);
     if (string) const_cast<__CFString*>(string)->flags |= Object::kImmortal;
     return string;
 }

@@ -398,13 +398,13 @@ CF_INLINE Boolean CFStringGetSurrogatePairForLongCharacter(UTF32Char character, 
 #pragma GCC diagnostic pop
 #endif
 
-/// A constant string from a literal. Costs one check after its first use; the string is never freed, and equal
-/// literals give the same object. The literal is UTF-8.
+/// A constant string from a literal. Costs two checks after its first use; the string is never freed, and equal
+/// literals give the same object. The literal is UTF-8. Null as long as there is no memory to make it.
 #ifdef __cplusplus
 #define CFSTR(literal)                                                                      \
     ([]() -> CFStringRef {                                                                  \
         static const CFStringRef kConstant__ = __CFStringMakeConstantString("" literal ""); \
-        return kConstant__;                                                                 \
+        return kConstant__ ? kConstant__ : __CFStringMakeConstantString("" literal "");        \
     }())
 #else
 #define CFSTR(literal) __CFStringMakeConstantString("" literal "")

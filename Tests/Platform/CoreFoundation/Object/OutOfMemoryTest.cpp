@@ -553,3 +553,35 @@ TEST_F(OutOfMemory, TheDynamicStoreIsReadAndChangedOrNot) {
     failEachRequest("remove", inSession([](Store store) { SCDynamicStoreRemoveValue(store, CFSTR("key")); }));
     failEachRequest("notice", inSession([](Store store) { SCDynamicStoreNotifyValue(store, CFSTR("key")); }));
 }
+
+/// Ends the process that a death test runs its statement in.
+[[noreturn]] void endWith(bool success) { _exit(success ? 0 : 1); }
+
+TEST_F(OutOfMemory, TheFirstPortOfAProcessIsRefusedAndTheNextIsMade) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";  // a process that has used no port yet
+    EXPECT_EXIT(
+        {
+            mach_port_t port = MACH_PORT_NULL;
+            FailingMalloc::begin(0, true);
+            const kern_return_t refused = mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port);
+            const CFMachPortRef none = CFMachPortCreate(nullptr, nullptr, nullptr, nullptr);
+            FailingMalloc::end();
+            endWith(refused == KERN_RESOURCE_SHORTAGE && !none &&
+                    mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port) == KERN_SUCCESS &&
+                    CFMachPortCreate(nullptr, nullptr, nullptr, nullptr));
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(OutOfMemory, AConstantThatCouldNotBeMadeIsMadeWhenItIsAskedForAgain) {
+    const auto constant = [] { return CFSTR("asked for without memory: \u00C4"); };
+    for (long allowed = 0;; ++allowed) {
+        FailingMalloc::begin(allowed, true);
+        const CFStringRef made = constant();
+        if (!FailingMalloc::end()) break;
+        EXPECT_EQ(made, nullptr) << allowed << " requests were granted";
+    }
+    const auto expected = Held::string(std::u16string(u"asked for without memory: \u00C4"));
+    EXPECT_TRUE(CFEqual(constant(), expected));
+    EXPECT_EQ(constant(), constant());
+}

@@ -284,8 +284,8 @@ class Values {
     CFDateRef known(CFDateRef) { return own(CFDateCreate(nullptr, 5)); }
     CFUUIDRef known(CFUUIDRef) { return own(CFUUIDCreate(nullptr)); }
     CFTreeRef known(CFTreeRef) { return own(newTree()); }
+    CFLocaleRef known(CFLocaleRef) { return own(CFLocaleCreate(nullptr, way_ == 0 ? CFSTR("de_DE") : CFSTR("ja_JP"))); }
     // None of these can be made yet.
-    CFLocaleRef known(CFLocaleRef) { return nullptr; }
     CFTimeZoneRef known(CFTimeZoneRef) { return nullptr; }
     CFReadStreamRef known(CFReadStreamRef) { return nullptr; }
     CFWriteStreamRef known(CFWriteStreamRef) { return nullptr; }

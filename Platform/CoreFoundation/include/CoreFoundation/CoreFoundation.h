@@ -13,6 +13,7 @@
 #include <CoreFoundation/CFDictionary.h>
 #include <CoreFoundation/CFError.h>
 #include <CoreFoundation/CFFileDescriptor.h>
+#include <CoreFoundation/CFLocale.h>
 #include <CoreFoundation/CFMachPort.h>
 #include <CoreFoundation/CFNumber.h>
 #include <CoreFoundation/CFOpaqueTypes.h>

@@ -7,8 +7,8 @@
 
 namespace KXPlatform {
 
-/// A static object that is not destroyed when the process exits, since other threads and the destructors of other static
-/// objects may still use it. It needs no memory beside its own.
+/// A static object that is not destroyed when the process exits, since other threads and the destructors of other
+/// static objects may still use it. It needs no memory beside its own.
 template <class T>
 class NeverDestroyed {
   public:

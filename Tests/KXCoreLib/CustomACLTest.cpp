@@ -1,5 +1,6 @@
 #include "NameService.h"
 #include "PropertyLists.h"
+#include "Sanitizers.h"
 
 #include <KXCoreLib/CustomACL.h>
 #include <KXCoreLib/PList.h>
@@ -338,6 +339,7 @@ TEST_F(CustomACLTest, ATextLeavesTheCountOfUnresolvedEntriesAsItIs) {
 }
 
 TEST_F(CustomACLTest, ReadsMegabytesOfEntries) {
+    SKIP_UNDER_THREAD_SANITIZER();
     std::string text;
     for (int i = 0; i < 100000; ++i) text += "S-1-22-1-" + std::to_string(i) + ":allow:1/";
     const CustomACL acl = parsed(text.c_str());
@@ -651,6 +653,7 @@ TEST_F(CustomACLTest, AWholePairIsATextLikeAnyOther) {
 }
 
 TEST_F(CustomACLTest, ReadsAListOf100000Entries) {
+    SKIP_UNDER_THREAD_SANITIZER();
     std::vector<PropertyListRef> elements;
     for (int i = 0; i < 100000; ++i) {
         elements.push_back(

@@ -1,6 +1,8 @@
 // Every encoding that the system knows, both ways, in chunks of every size: what comes out must be what the C library
 // gives in one call that is not cut anywhere.
 
+#include "Sanitizers.h"
+
 #include <KXCoreLib/IConv.h>
 
 #include <gtest/gtest.h>
@@ -257,11 +259,13 @@ int textsOf(const Encoding& encoding) { return encoding.pieces.empty() ? 0 : enc
 }  // namespace
 
 TEST(IConvEncodings, AreFound) {
+    SKIP_UNDER_THREAD_SANITIZER();
     EXPECT_GE(encodings().size(), 20U);
     EXPECT_TRUE(std::ranges::any_of(encodings(), [](const Encoding& one) { return !one.pairs.empty(); }));
 }
 
 TEST(IConvEncodings, AreWrittenAsByOneCallInChunksOfAnySize) {
+    SKIP_UNDER_THREAD_SANITIZER();
     std::mt19937 random(7);
     for (const Encoding& encoding : encodings()) {
         for (int text = 0; text < textsOf(encoding); ++text) {
@@ -274,6 +278,7 @@ TEST(IConvEncodings, AreWrittenAsByOneCallInChunksOfAnySize) {
 }
 
 TEST(IConvEncodings, AreReadAsByOneCallInChunksOfAnySize) {
+    SKIP_UNDER_THREAD_SANITIZER();
     std::mt19937 random(8);
     std::size_t read = 0;
     for (const Encoding& encoding : encodings()) {
@@ -292,6 +297,7 @@ TEST(IConvEncodings, AreReadAsByOneCallInChunksOfAnySize) {
 }
 
 TEST(IConvEncodings, AreReadAsByOneCallFromAnyBytesThatTheyHave) {
+    SKIP_UNDER_THREAD_SANITIZER();
     std::mt19937 random(9);
     for (const Encoding& encoding : encodings()) {
         const std::string bytes = randomBytes(encoding, random);

@@ -4,6 +4,7 @@
 // writes down what it is told.
 
 #include "Platform/CoreFoundation/Held.h"
+#include "Sanitizers.h"
 #include "TemporaryFolder.h"
 
 #include <SystemConfiguration/SystemConfiguration.h>
@@ -209,31 +210,8 @@ int inChild(Body body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-/// ThreadSanitizer does not follow threads that a forked process starts.
-#if defined(__SANITIZE_THREAD__)
-inline constexpr bool kForkedMayStartThreads = false;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-inline constexpr bool kForkedMayStartThreads = false;
-#else
-inline constexpr bool kForkedMayStartThreads = true;
-#endif
-#else
-inline constexpr bool kForkedMayStartThreads = true;
-#endif
-
-/// AddressSanitizer's malloc keeps the locks that the parent's other threads hold as it forks.
-#if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool kForkedMayAllocate = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-inline constexpr bool kForkedMayAllocate = false;
-#else
-inline constexpr bool kForkedMayAllocate = true;
-#endif
-#else
-inline constexpr bool kForkedMayAllocate = true;
-#endif
+using Sanitizers::kForkedMayAllocate;
+using Sanitizers::kForkedMayStartThreads;
 
 /// Runs `body` on a thread of its own, whose run loop nobody else has: in a child, that of the calling thread is the
 /// parent's.

@@ -43,6 +43,7 @@ const CFTypeID DateRef::typeID = CFDateGetTypeID();
 const CFTypeID DictionaryRef::typeID = CFDictionaryGetTypeID();
 const CFTypeID ErrorRef::typeID = CFErrorGetTypeID();
 const CFTypeID FileDescriptorRef::typeID = CFFileDescriptorGetTypeID();
+const CFTypeID LocaleRef::typeID = CFLocaleGetTypeID();
 const CFTypeID MachPortRef::typeID = CFMachPortGetTypeID();
 const CFTypeID NullRef::typeID = CFNullGetTypeID();
 const CFTypeID NumberRef::typeID = CFNumberGetTypeID();

@@ -27,6 +27,7 @@
 #include <KXCoreLib/CoreFoundation/DictionaryRef.h>
 #include <KXCoreLib/CoreFoundation/ErrorRef.h>
 #include <KXCoreLib/CoreFoundation/FileDescriptorRef.h>
+#include <KXCoreLib/CoreFoundation/LocaleRef.h>
 #include <KXCoreLib/CoreFoundation/MachPortRef.h>
 #include <KXCoreLib/CoreFoundation/NullRef.h>
 #include <KXCoreLib/CoreFoundation/NumberRef.h>

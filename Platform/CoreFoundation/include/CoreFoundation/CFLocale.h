@@ -21,6 +21,15 @@ typedef CFStringRef CFLocaleIdentifier;
 typedef CFStringRef CFLocaleKey;
 typedef CFStringRef CFCalendarIdentifier;
 typedef CFStringRef CFNotificationName;
+/// Languages and regions as classic Mac software numbered them.
+typedef SInt16 LangCode;
+typedef SInt16 RegionCode;
+
+CF_ENUM_TYPE(CFIndex, CFLocaleLanguageDirection){
+    kCFLocaleLanguageDirectionUnknown = 0,     kCFLocaleLanguageDirectionLeftToRight = 1,
+    kCFLocaleLanguageDirectionRightToLeft = 2, kCFLocaleLanguageDirectionTopToBottom = 3,
+    kCFLocaleLanguageDirectionBottomToTop = 4,
+};
 
 /// Posted by the local notification centre when the locale of the user changes.
 CF_EXPORT const CFNotificationName kCFLocaleCurrentLocaleDidChangeNotification;
@@ -78,5 +87,55 @@ CF_EXPORT CFLocaleRef CFLocaleCreate(CFAllocatorRef allocator, CFLocaleIdentifie
 CF_EXPORT CFLocaleRef CFLocaleCreateCopy(CFAllocatorRef allocator, CFLocaleRef locale);
 /// Borrowed; the canonical form of what the locale was made with.
 CF_EXPORT CFLocaleIdentifier CFLocaleGetIdentifier(CFLocaleRef locale);
+/// What the locale knows under a key, borrowed; a string where the key says nothing else. Null where it knows nothing:
+/// no country, no keyword of that name, no currency in a language without a region.
+CF_EXPORT CFTypeRef CFLocaleGetValue(CFLocaleRef locale, CFLocaleKey key);
+/// What `value`, an identifier, a language, country, script, variant, calendar, collation or currency as the key says,
+/// is called in the language of `displayLocale`: "Deutsch", "Japan". For the key of the currency's symbol, the symbol
+/// of the currency with the code `value`. Null when the language has no name of it, and for any other key.
+CF_EXPORT CFStringRef CFLocaleCopyDisplayNameForPropertyValue(CFLocaleRef displayLocale, CFLocaleKey key,
+                                                              CFStringRef value);
+
+// ---- Lists of strings
+
+/// The identifiers that there are data for, in ICU's form: "zh_Hant_TW".
+CF_EXPORT CFArrayRef CFLocaleCopyAvailableLocaleIdentifiers(void);
+/// Of ISO 639: two letters, or three where there are not two.
+CF_EXPORT CFArrayRef CFLocaleCopyISOLanguageCodes(void);
+/// Of ISO 3166, two letters.
+CF_EXPORT CFArrayRef CFLocaleCopyISOCountryCodes(void);
+/// Of ISO 4217, by the alphabet: all that ever were, or those in common use today.
+CF_EXPORT CFArrayRef CFLocaleCopyISOCurrencyCodes(void);
+CF_EXPORT CFArrayRef CFLocaleCopyCommonISOCurrencyCodes(void);
+/// The languages the user reads, best first, as tags ("de-DE"): those that LANGUAGE lists, then that of the current
+/// locale. Reads the environment.
+CF_EXPORT CFArrayRef CFLocaleCopyPreferredLanguages(void);
+
+// ---- Identifiers
+
+/// The canonical form of an identifier written in any way ("EN-us", "de_DE.UTF-8", "French"), as a language
+/// ("zh-Hant", "en-US") or as a locale ("zh-Hant_TW", "en_US").
+CF_EXPORT CFLocaleIdentifier CFLocaleCreateCanonicalLanguageIdentifierFromString(CFAllocatorRef allocator,
+                                                                                 CFStringRef localeIdentifier);
+CF_EXPORT CFLocaleIdentifier CFLocaleCreateCanonicalLocaleIdentifierFromString(CFAllocatorRef allocator,
+                                                                               CFStringRef localeIdentifier);
+/// Of the numbers of a language and a region; one of them may be -1 or stand for none. Null when both do.
+CF_EXPORT CFLocaleIdentifier CFLocaleCreateCanonicalLocaleIdentifierFromScriptManagerCodes(CFAllocatorRef allocator,
+                                                                                           LangCode lcode,
+                                                                                           RegionCode rcode);
+/// From and to the numbers that Windows has for locales (0x0409 is en_US). Null and 0 for what has none.
+CF_EXPORT CFLocaleIdentifier CFLocaleCreateLocaleIdentifierFromWindowsLocaleCode(CFAllocatorRef allocator,
+                                                                                 uint32_t lcid);
+CF_EXPORT uint32_t CFLocaleGetWindowsLocaleCodeFromLocaleIdentifier(CFLocaleIdentifier localeIdentifier);
+/// Where the characters of a line, and the lines of a page, follow each other. Unknown for an unknown language.
+CF_EXPORT CFLocaleLanguageDirection CFLocaleGetLanguageCharacterDirection(CFStringRef isoLangCode);
+CF_EXPORT CFLocaleLanguageDirection CFLocaleGetLanguageLineDirection(CFStringRef isoLangCode);
+/// "en_US@calendar=japanese" as a dictionary of strings: kCFLocaleLanguageCode = en, kCFLocaleCountryCode = US,
+/// kCFLocaleCalendarIdentifier = japanese; other keywords stand under their names.
+CF_EXPORT CFDictionaryRef CFLocaleCreateComponentsFromLocaleIdentifier(CFAllocatorRef allocator,
+                                                                       CFLocaleIdentifier localeID);
+/// The reverse. Null when a component is no string, or has characters that cannot stand in an identifier.
+CF_EXPORT CFLocaleIdentifier CFLocaleCreateLocaleIdentifierFromComponents(CFAllocatorRef allocator,
+                                                                          CFDictionaryRef dictionary);
 
 CF_EXTERN_C_END

@@ -131,6 +131,32 @@ TEST(UnicodeText, ConvertsEveryCharacter) {
     EXPECT_TRUE((convert<UTF32LEText, UTF8Text>(utf32, utf8.size()).text == utf8));
 }
 
+TEST(UnicodeText, ConvertsEveryMixtureOfLengthsInABlock) {
+    constexpr char32_t kOfLength[] = {U'a', U'\u0416', U'\u65E5'};
+    for (unsigned mixture = 0; mixture < 6561; ++mixture) {  // 3 to the power of 8
+        std::u32string block;
+        for (unsigned i = 0, rest = mixture; i < 8; ++i, rest /= 3) block += kOfLength[rest % 3] + (i & 1);
+        const Bytes utf8 = encoded<UTF8Text>(block + block);
+        ASSERT_EQ((convert<UTF16LEText, UTF8Text>(encoded<UTF16LEText>(block + block), utf8.size() + 32).text), utf8)
+            << mixture;
+    }
+}
+
+TEST(UnicodeText, ConvertsAnyLengthWithAPairAtAnyPlace) {
+    const std::u32string text =
+        U"\u041F\u0440 \u65E5a\u672C\u8A9E\u00E9\u0438\uFFFD\u07FF\u0800~\u0080\u007F\uE000\uD7FF";
+    for (std::size_t length = 0; length <= 2 * text.size(); ++length) {
+        const std::u32string part = (text + text).substr(0, length);
+        for (std::size_t place = 0; place <= length; ++place) {
+            std::u32string sample = part;
+            sample.insert(place, 1, U'\U0001F600');
+            const Bytes utf8 = encoded<UTF8Text>(sample);
+            ASSERT_EQ((convert<UTF16LEText, UTF8Text>(encoded<UTF16LEText>(sample)).text), utf8);
+            ASSERT_EQ((convert<UTF16LEText, UTF8Text>(encoded<UTF16LEText>(sample), utf8.size()).text), utf8);
+        }
+    }
+}
+
 TEST(UnicodeText, StopsAtTheLastCharacterThatFits) {
     expectExactEndsOfRoom<UTF8Text, UTF16LEText>();
     expectExactEndsOfRoom<UTF8Text, UTF32LEText>();

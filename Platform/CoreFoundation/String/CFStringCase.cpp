@@ -10,12 +10,9 @@
 
 using namespace KXPlatform;
 
-// No locale objects can be made on this platform: a locale is null here and stands for the root, whose rules are
-// those of Unicode without the exceptions of any one language.
+// A null locale stands for the root, whose rules are those of Unicode without the exceptions of any one language.
 
 namespace {
-
-constexpr const char* kRootLocale = "";
 
 using CaseMapping = int32_t(char16_t*, int32_t, const char16_t*, int32_t, const char*, UErrorCode*);
 
@@ -25,12 +22,12 @@ int32_t mapToTitle(char16_t* to, int32_t capacity, const char16_t* from, int32_t
 }
 
 /// `text` under `mapping`; unchanged where ICU fails. May throw std::bad_alloc.
-std::u16string mapped(std::u16string_view text, CaseMapping* mapping) {
+std::u16string mapped(std::u16string_view text, CaseMapping* mapping, const char* locale) {
     // A character maps to at most three units for each of its own.
     std::u16string result(text.size() * 3, u'\0');
     UErrorCode status = U_ZERO_ERROR;
     const int32_t length = mapping(result.data(), static_cast<int32_t>(result.size()), text.data(),
-                                   static_cast<int32_t>(text.size()), kRootLocale, &status);
+                                   static_cast<int32_t>(text.size()), locale, &status);
     if (U_FAILURE(status)) return std::u16string(text);
     result.resize(static_cast<std::size_t>(length));
     return result;
@@ -76,18 +73,24 @@ void capitalizeASCII(std::span<char> text) noexcept {
     }
 }
 
-/// Appends a word whose first character is to be a capital. The rest is mapped with the first character before it:
-/// a small letter's form depends on its neighbours (the two sigmas of Greek).
-void appendCapitalized(std::u16string_view word, std::u16string& result) {
-    std::size_t first = 0;
-    U16_FWD_1(word, first, word.size());
-    const std::u16string_view initial = word.substr(0, first);
-    const std::u16string lower = mapped(word, u_strToLower);
-    result += mapped(initial, mapToTitle);
-    result.append(lower, std::min(mapped(initial, u_strToLower).size(), lower.size()));
+/// The one letter of Dutch that is written with two.
+bool beginsWithIJ(std::u16string_view word) noexcept {
+    return word.size() > 1 && (word[0] == u'i' || word[0] == u'I') && (word[1] == u'j' || word[1] == u'J');
 }
 
-std::u16string capitalized(std::u16string_view text) {
+/// Appends a word whose first character is to be a capital. The rest is mapped with the first character before it:
+/// a small letter's form depends on its neighbours (the two sigmas of Greek).
+void appendCapitalized(std::u16string_view word, std::u16string& result, const char* locale) {
+    std::size_t first = 0;
+    U16_FWD_1(word, first, word.size());
+    if (isOfLanguage(locale, "nl") && beginsWithIJ(word)) first = 2;
+    const std::u16string_view initial = word.substr(0, first);
+    const std::u16string lower = mapped(word, u_strToLower, locale);
+    result += mapped(initial, mapToTitle, locale);
+    result.append(lower, std::min(mapped(initial, u_strToLower, locale).size(), lower.size()));
+}
+
+std::u16string capitalized(std::u16string_view text, const char* locale) {
     std::u16string result;
     result.reserve(text.size());
     std::size_t start = 0;  // of what has not been appended
@@ -95,7 +98,7 @@ std::u16string capitalized(std::u16string_view text) {
     const auto flush = [&](std::size_t end) {
         const std::u16string_view piece = text.substr(start, end - start);
         if (hasWord)
-            appendCapitalized(piece, result);
+            appendCapitalized(piece, result, locale);
         else
             result += piece;
         start = end;
@@ -167,21 +170,27 @@ std::u16string normalized(const UNormalizer2* form, std::u16string text) {
 
 }  // namespace
 
-void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef) {
+void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef locale) {
     if (!isChangeable(theString)) return;
-    if (theString->isWide()) return rewrite(theString, [](auto text) { return mapped(text, u_strToLower); });
+    const char* const name = icuNameOrRoot(locale);
+    if (theString->isWide() || hasDottedCapitalI(name))
+        return rewrite(theString, [name](auto text) { return mapped(text, u_strToLower, name); });
     for (char& c : asciiBytes(theString)) c = asciiLower(c);
 }
 
-void CFStringUppercase(CFMutableStringRef theString, CFLocaleRef) {
+void CFStringUppercase(CFMutableStringRef theString, CFLocaleRef locale) {
     if (!isChangeable(theString)) return;
-    if (theString->isWide()) return rewrite(theString, [](auto text) { return mapped(text, u_strToUpper); });
+    const char* const name = icuNameOrRoot(locale);
+    if (theString->isWide() || hasDottedCapitalI(name))
+        return rewrite(theString, [name](auto text) { return mapped(text, u_strToUpper, name); });
     for (char& c : asciiBytes(theString)) c = asciiUpper(c);
 }
 
-void CFStringCapitalize(CFMutableStringRef theString, CFLocaleRef) {
+void CFStringCapitalize(CFMutableStringRef theString, CFLocaleRef locale) {
     if (!isChangeable(theString)) return;
-    if (theString->isWide()) return rewrite(theString, [](auto text) { return capitalized(text); });
+    const char* const name = icuNameOrRoot(locale);
+    if (theString->isWide() || hasDottedCapitalI(name) || isOfLanguage(name, "nl"))
+        return rewrite(theString, [name](auto text) { return capitalized(text, name); });
     capitalizeASCII(asciiBytes(theString));
 }
 
@@ -193,12 +202,12 @@ void CFStringNormalize(CFMutableStringRef theString, CFStringNormalizationForm t
     if (form) rewrite(theString, [form, apply](auto text) { return apply(form, std::move(text)); });
 }
 
-void CFStringFold(CFMutableStringRef theString, CFStringCompareFlags theFlags, CFLocaleRef) {
+void CFStringFold(CFMutableStringRef theString, CFStringCompareFlags theFlags, CFLocaleRef theLocale) {
     if (!isChangeable(theString)) return;
-    Folding folding = Folding::of(theFlags);
+    Folding folding = Folding::of(theFlags, theLocale);
     folding.canonical = false;  // folding does not normalize
     if (!folding.any()) return;
-    if (theString->isWide()) {
+    if (theString->isWide() || !folding.keepsASCII()) {
         return rewrite(theString, [&folding](const std::u16string& text) {
             return folded({nullptr, asUnits(text.data()), static_cast<CFIndex>(text.size())}, folding);
         });

@@ -5,7 +5,10 @@
 #include <unicode/uloc.h>
 #include <unicode/utf16.h>
 
+#include <array>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <string_view>
 
 using namespace KXPlatform;
@@ -139,10 +142,11 @@ const char* userLocale() noexcept {
 
 /// The user's collation, made on first use and kept; comparing with it changes nothing in it, so threads share it.
 /// Null where ICU has none.
-const UCollator* makeCollator(UColAttributeValue numeric) noexcept {
+const UCollator* makeCollator(const char* locale, bool numerically) noexcept {
     UErrorCode status = U_ZERO_ERROR;
-    UCollator* const made = ucol_open(userLocale(), &status);
+    UCollator* const made = ucol_open(locale, &status);
     if (U_FAILURE(status)) return nullptr;
+    const UColAttributeValue numeric = numerically ? UCOL_ON : UCOL_OFF;
     ucol_setAttribute(made, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
     ucol_setAttribute(made, UCOL_NUMERIC_COLLATION, numeric, &status);
     return made;
@@ -150,17 +154,61 @@ const UCollator* makeCollator(UColAttributeValue numeric) noexcept {
 
 const UCollator* userCollator(bool numerically) noexcept {
     if (numerically) {
-        static const UCollator* const numeric = makeCollator(UCOL_ON);
+        static const UCollator* const numeric = makeCollator(userLocale(), true);
         return numeric;
     }
-    static const UCollator* const plain = makeCollator(UCOL_OFF);
+    static const UCollator* const plain = makeCollator(userLocale(), false);
     return plain;
 }
 
-/// In the order of the user's language. What the flags call alike is made equal before ICU sees it; ICU itself takes
+/// The collations of the locales that comparisons were made by, kept like the user's. Any thread.
+class Collators {
+  public:
+    /// Null where ICU has none, or where so many are kept that no more are made.
+    const UCollator* find(const char* locale, bool numerically) noexcept {
+        const std::lock_guard lock(mutex_);
+        for (std::size_t i = 0; i < count_; ++i)
+            if (known_[i].isNumeric == numerically && !std::strcmp(known_[i].locale, locale)) return known_[i].collator;
+        const std::size_t size = std::strlen(locale) + 1;
+        Known made{{}, numerically, nullptr};
+        if (count_ == known_.size() || size > sizeof made.locale) return nullptr;
+        made.collator = makeCollator(locale, numerically);
+        if (!made.collator) return nullptr;
+        std::memcpy(made.locale, locale, size);
+        known_[count_++] = made;
+        return made.collator;
+    }
+
+  private:
+    struct Known {
+        char locale[ULOC_FULLNAME_CAPACITY];
+        bool isNumeric;
+        const UCollator* collator;
+    };
+
+    std::mutex mutex_;
+    std::array<Known, 32> known_{};
+    std::size_t count_ = 0;
+};
+
+/// Compares with the collation of `locale`, the user's for null; `compare` is passed null where there is none.
+template <class Compare>
+CFComparisonResult withCollator(CFLocaleRef locale, bool numerically, Compare compare) {
+    const LocaleBase* const base = localeBase(locale);
+    if (!base) return compare(userCollator(numerically));
+    static Collators collators;
+    if (const UCollator* const kept = collators.find(base->icuCollation, numerically)) return compare(kept);
+    struct Closer {
+        void operator()(const UCollator* collator) const noexcept { ucol_close(const_cast<UCollator*>(collator)); }
+    };
+    const std::unique_ptr<const UCollator, Closer> made(makeCollator(base->icuCollation, numerically));
+    return compare(made.get());
+}
+
+/// In the order of a language. What the flags call alike is made equal before ICU sees it; ICU itself takes
 /// care of canonical equivalence.
-CFComparisonResult compareLocalized(TextView a, TextView b, const Folding& folding, bool numerically) {
-    const UCollator* const collator = userCollator(numerically);
+CFComparisonResult compareLocalized(const UCollator* collator, TextView a, TextView b, const Folding& folding,
+                                    bool numerically) {
     if (!collator || !fitsICU(a.length) || !fitsICU(b.length)) return compareFolded(a, b, folding, numerically);
     UErrorCode status = U_ZERO_ERROR;
     if (!a.isWide() && !b.isWide() && !folding.caseless) {
@@ -174,14 +222,18 @@ CFComparisonResult compareLocalized(TextView a, TextView b, const Folding& foldi
                                  static_cast<int32_t>(right.size())));
 }
 
-CFComparisonResult compare(TextView a, TextView b, CFStringCompareFlags options) noexcept {
-    const Folding folding = Folding::of(options);
+CFComparisonResult compare(TextView a, TextView b, CFStringCompareFlags options, CFLocaleRef locale) noexcept {
+    const Folding folding = Folding::of(options, locale);
     const bool numerically = (options & kCFCompareNumerically) != 0;
     CFComparisonResult result;
     // Where memory runs out, the literal order still is one.
     if ((options & kCFCompareLocalized) != 0)
-        result = guarded(compareLiterally(a, b), [&] { return compareLocalized(a, b, folding, numerically); });
-    else if (!a.isWide() && !b.isWide() && !numerically)
+        result = guarded(compareLiterally(a, b), [&] {
+            return withCollator(locale, numerically, [&](const UCollator* collator) {
+                return compareLocalized(collator, a, b, folding, numerically);
+            });
+        });
+    else if (!a.isWide() && !b.isWide() && !numerically && folding.keepsASCII())
         result = folding.caseless ? compareASCIICaseless(a.asciiView(), b.asciiView()) : compareLiterally(a, b);
     else if (folding.any() || numerically)
         result = guarded(compareLiterally(a, b), [&] { return compareFolded(a, b, folding, numerically); });
@@ -195,10 +247,10 @@ CFComparisonResult compare(TextView a, TextView b, CFStringCompareFlags options)
 
 CFComparisonResult CFStringCompareWithOptionsAndLocale(CFStringRef theString1, CFStringRef theString2,
                                                        CFRange rangeToCompare, CFStringCompareFlags compareOptions,
-                                                       CFLocaleRef) {
+                                                       CFLocaleRef locale) {
     // No string sorts before every string.
     if (!theString1 || !theString2) return resultOf((theString1 ? 1 : 0) - (theString2 ? 1 : 0));
-    return compare(clampedPart(view(theString1), rangeToCompare), view(theString2), compareOptions);
+    return compare(clampedPart(view(theString1), rangeToCompare), view(theString2), compareOptions, locale);
 }
 
 CFComparisonResult CFStringCompareWithOptions(CFStringRef theString1, CFStringRef theString2, CFRange rangeToCompare,

@@ -169,15 +169,14 @@ CFIndex withUnits(TextView text, TextView pattern, Work work) noexcept {
 class Search {
   public:
     /// May throw std::bad_alloc.
-    Search(TextView text, TextView pattern, CFStringCompareFlags flags)
+    Search(TextView text, TextView pattern, CFStringCompareFlags flags, const Folding& folding)
         : text_(text),
           pattern_(pattern),
           backwards_((flags & kCFCompareBackwards) != 0),
           anchored_((flags & kCFCompareAnchored) != 0) {
-        const Folding folding = Folding::of(flags);
         if (folding.any() && pattern.length > 0) {
             foldedPattern_ = folded(pattern, folding);
-            if (text.isWide()) {
+            if (text.isWide() || !folding.keepsASCII()) {
                 foldText(folding);
                 pattern_ = {nullptr, asUnits(foldedPattern_.data()), static_cast<CFIndex>(foldedPattern_.size())};
             } else {
@@ -284,7 +283,7 @@ class Search {
 /// All matches in `range` of `text`, in the order of finding, as ranges of `text`. May throw std::bad_alloc.
 std::vector<CFRange> allMatches(TextView text, TextView pattern, CFRange range, CFStringCompareFlags options) {
     const CFRange within = clamped(range, text.length);
-    Search search(text.part(within.location, within.length), pattern, options);
+    Search search(text.part(within.location, within.length), pattern, options, Folding::of(options));
     std::vector<CFRange> matches;
     while (const std::optional<CFRange> found = search.next())
         matches.push_back({found->location + within.location, found->length});
@@ -361,12 +360,14 @@ CFIndex KXPlatform::findLiterally(TextView text, CFIndex from, TextView pattern)
 }
 
 Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind, CFRange rangeToSearch,
-                                         CFStringCompareFlags searchOptions, CFLocaleRef, CFRange* result) {
+                                         CFStringCompareFlags searchOptions, CFLocaleRef locale, CFRange* result) {
     if (!theString || !stringToFind) return false;
     const TextView text = view(theString);
     const CFRange within = clamped(rangeToSearch, text.length);
     const auto found = guarded(std::optional<CFRange>{}, [&] {
-        return Search(text.part(within.location, within.length), view(stringToFind), searchOptions).next();
+        return Search(text.part(within.location, within.length), view(stringToFind), searchOptions,
+                      Folding::of(searchOptions, locale))
+            .next();
     });
     if (found && result) *result = {found->location + within.location, found->length};
     return found.has_value();

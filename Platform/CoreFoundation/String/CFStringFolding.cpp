@@ -123,12 +123,16 @@ void decompose(std::u16string& text, std::u16string& result) {
     text.swap(result);
 }
 
-void foldCase(std::u16string& text, std::u16string& result) {
+constexpr std::uint32_t caseOptions(const Folding& folding) noexcept {
+    return folding.dotted ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
+}
+
+void foldCase(std::u16string& text, std::u16string& result, const Folding& folding) {
     // A character folds to at most three units for each of its own.
     result.resize(text.size() * 3);
     UErrorCode status = U_ZERO_ERROR;
     const int32_t length = u_strFoldCase(result.data(), static_cast<int32_t>(result.size()), text.data(),
-                                         static_cast<int32_t>(text.size()), U_FOLD_CASE_DEFAULT, &status);
+                                         static_cast<int32_t>(text.size()), caseOptions(folding), &status);
     if (U_FAILURE(status)) return;
     result.resize(static_cast<std::size_t>(length));
     text.swap(result);
@@ -229,7 +233,7 @@ bool SequenceFolder::appendCharacter(TextView character, std::u16string& folded)
         int32_t length = 0;
         U16_APPEND_UNSAFE(units, length, c);
         UErrorCode status = U_ZERO_ERROR;
-        const int32_t foldedLength = u_strFoldCase(caseless, 8, units, length, U_FOLD_CASE_DEFAULT, &status);
+        const int32_t foldedLength = u_strFoldCase(caseless, 8, units, length, caseOptions(folding_), &status);
         if (U_FAILURE(status) || foldedLength <= 0) return false;
         U16_GET(caseless, 0, 0, foldedLength, c);
         if (U16_LENGTH(c) != foldedLength || !isWhole()) return false;
@@ -239,7 +243,7 @@ bool SequenceFolder::appendCharacter(TextView character, std::u16string& folded)
 }
 
 void SequenceFolder::append(TextView sequence, std::u16string& folded) {
-    if (sequence.length == 1 && sequence[0] < 0x80) {
+    if (sequence.length == 1 && sequence[0] < 0x80 && (folding_.keepsASCII() || sequence[0] != 'I')) {
         const char c = static_cast<char>(sequence[0]);
         folded.push_back(static_cast<char16_t>(folding_.caseless ? asciiLower(c) : c));
         return;
@@ -262,8 +266,10 @@ void SequenceFolder::appendUnremembered(TextView sequence, std::u16string& folde
         return;
     }
     if (folding_.widthless) foldWidth(text_, spare_);
+    // Taken apart, the Turkish capital with a dot would be the one without.
+    if (folding_.dotted) foldCase(text_, spare_, folding_);
     if (folding_.canonical) decompose(text_, spare_);
-    if (folding_.caseless) foldCase(text_, spare_);
+    if (folding_.caseless) foldCase(text_, spare_, folding_);
     // Case folding may give composed characters, or marks out of order.
     if (folding_.caseless && folding_.canonical) decompose(text_, spare_);
     if (folding_.unmarked) removeDiacritics(text_, spare_);
@@ -287,7 +293,8 @@ void FoldedReader::refill() {
     at_ = 0;
     while (index_ < text_.length) {
         const UniChar unit = text_[index_];
-        if (unit < 0x80 && (index_ + 1 == text_.length || text_[index_ + 1] < kFirstMark)) {
+        const bool isPlain = unit < 0x80 && (folding_.keepsASCII() || unit != 'I');
+        if (isPlain && (index_ + 1 == text_.length || text_[index_ + 1] < kFirstMark)) {
             const char c = static_cast<char>(unit);
             current_ = folding_.caseless ? asciiLower(c) : c;
             ++index_;

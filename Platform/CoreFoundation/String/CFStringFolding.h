@@ -5,12 +5,13 @@
 // when their folded forms are equal. Under canonical folding a sequence is a base character with the marks that belong
 // to it; otherwise it is one character, with the marks after it where diacritics are folded away.
 //
-//     case         full case folding of Unicode: "ß" is like "SS"
+//     case         full case folding of Unicode: "ß" is like "SS"; in Turkish and Azerbaijani "ı" is like "I"
 //     canonical    canonical decomposition: "é" is like "e" with U+0301
 //     diacritics   of Latin, Greek and Cyrillic (below U+0510, U+1E00 to U+1FFF), canonical decomposition without the
 //                  non-spacing marks that attach to a letter: "é" is like "e"
 //     width        the ordinary form of half-width and full-width characters, one by one: "Ａ" is like "A"
 
+#include "CFStringLocale.h"
 #include "CFStringObject.h"
 
 #include <array>
@@ -23,13 +24,18 @@ struct Folding {
     bool canonical = false;
     bool unmarked = false;
     bool widthless = false;
+    bool dotted = false;  ///< the case of i is folded as Turkish has it
 
-    static constexpr Folding of(CFStringCompareFlags flags) noexcept {
-        return {.caseless = (flags & kCFCompareCaseInsensitive) != 0,
+    static Folding of(CFStringCompareFlags flags, CFLocaleRef locale = nullptr) noexcept {
+        const bool caseless = (flags & kCFCompareCaseInsensitive) != 0;
+        return {.caseless = caseless,
                 .canonical = (flags & kCFCompareNonliteral) != 0,
                 .unmarked = (flags & kCFCompareDiacriticInsensitive) != 0,
-                .widthless = (flags & kCFCompareWidthInsensitive) != 0};
+                .widthless = (flags & kCFCompareWidthInsensitive) != 0,
+                .dotted = caseless && locale && hasDottedCapitalI(icuNameOrRoot(locale))};
     }
+    /// Whether the folded form of ASCII is ASCII, each character by itself.
+    constexpr bool keepsASCII() const noexcept { return !dotted; }
     constexpr bool any() const noexcept { return caseless || canonical || unmarked || widthless; }
 };
 

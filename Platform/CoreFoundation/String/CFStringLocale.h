@@ -30,4 +30,15 @@ inline const char* icuNameOrRoot(CFLocaleRef locale) noexcept {
     return base ? base->icuName : "";
 }
 
+/// Whether a name of ICU's is of the language `language`, which has two letters.
+inline bool isOfLanguage(const char* icuName, const char* language) noexcept {
+    return icuName[0] == language[0] && icuName[0] && icuName[1] == language[1] &&
+           (!icuName[2] || icuName[2] == '_' || icuName[2] == '@');
+}
+
+/// Whether i and I are letters of two pairs, with a dot (i and U+0130) and without (U+0131 and I).
+inline bool hasDottedCapitalI(const char* icuName) noexcept {
+    return isOfLanguage(icuName, "tr") || isOfLanguage(icuName, "az");
+}
+
 }  // namespace KXPlatform

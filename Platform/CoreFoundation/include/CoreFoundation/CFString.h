@@ -208,8 +208,9 @@ CF_EXPORT CFStringRef CFStringCreateWithFileSystemRepresentation(CFAllocatorRef 
 
 // ---- Comparing and finding
 
-/// The order of two texts by their units, or as the options say; `rangeToCompare` is of the first. A null locale is
-/// none.
+/// The order of two texts by their units, or as the options say; `rangeToCompare` is of the first. With
+/// kCFCompareLocalized the order is that of the locale, or of the user's language where it is null; in any case the
+/// locale decides what case-insensitive texts are alike.
 CF_EXPORT CFComparisonResult CFStringCompareWithOptionsAndLocale(CFStringRef theString1, CFStringRef theString2,
                                                                  CFRange rangeToCompare,
                                                                  CFStringCompareFlags compareOptions,
@@ -220,7 +221,7 @@ CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef
                                              CFStringCompareFlags compareOptions);
 
 /// Where `stringToFind` stands first (last with kCFCompareBackwards) in the range. False when nowhere; an empty text is
-/// nowhere. `result` may be null.
+/// nowhere. `result` may be null. The locale decides what case-insensitive texts are alike.
 CF_EXPORT Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind,
                                                    CFRange rangeToSearch, CFStringCompareFlags searchOptions,
                                                    CFLocaleRef locale, CFRange* result);

@@ -53,6 +53,7 @@ const CFTypeID RunLoopSourceRef::typeID = CFRunLoopSourceGetTypeID();
 const CFTypeID RunLoopTimerRef::typeID = CFRunLoopTimerGetTypeID();
 const CFTypeID SetRef::typeID = CFSetGetTypeID();
 const CFTypeID StringRef::typeID = CFStringGetTypeID();
+const CFTypeID TimeZoneRef::typeID = CFTimeZoneGetTypeID();
 const CFTypeID TreeRef::typeID = CFTreeGetTypeID();
 const CFTypeID UUIDRef::typeID = CFUUIDGetTypeID();
 

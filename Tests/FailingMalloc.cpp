@@ -49,6 +49,9 @@ bool end() {
     return state.hasFailed;
 }
 
+Pause::Pause() : wasOn_(state.isOn) { state.isOn = false; }
+Pause::~Pause() { state.isOn = wasOn_; }
+
 long blocks() { return state.blocks; }
 
 bool isAvailable() {

@@ -23,6 +23,18 @@ bool end();
 /// Blocks that the calling thread took less those that it gave back since begin().
 long blocks();
 
+/// While it lives, the calling thread's requests are neither counted nor refused.
+class Pause {
+  public:
+    Pause();
+    ~Pause();
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
+
+  private:
+    bool wasOn_;
+};
+
 namespace detail {
 
 struct Outcome {

@@ -38,6 +38,7 @@
 #include <KXCoreLib/CoreFoundation/RunLoopTimerRef.h>
 #include <KXCoreLib/CoreFoundation/SetRef.h>
 #include <KXCoreLib/CoreFoundation/StringRef.h>
+#include <KXCoreLib/CoreFoundation/TimeZoneRef.h>
 #include <KXCoreLib/CoreFoundation/TreeRef.h>
 #include <KXCoreLib/CoreFoundation/TypeRef.h>
 #include <KXCoreLib/CoreFoundation/UUIDRef.h>

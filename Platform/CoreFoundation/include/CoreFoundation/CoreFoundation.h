@@ -22,5 +22,6 @@
 #include <CoreFoundation/CFSet.h>
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFStringEncodingExt.h>
+#include <CoreFoundation/CFTimeZone.h>
 #include <CoreFoundation/CFTree.h>
 #include <CoreFoundation/CFUUID.h>

@@ -1,8 +1,10 @@
+#include "CalendarDays.h"
 #include "CoreFoundation/Object/Description.h"
 #include "CoreFoundation/Object/Hashing.h"
 #include "CoreFoundation/Object/Object.h"
 
 #include <CoreFoundation/CFDate.h>
+#include <CoreFoundation/CFTimeZone.h>
 
 #include <algorithm>
 #include <bit>
@@ -11,8 +13,8 @@
 
 using namespace KXPlatform;
 
-// Calendar dates are proleptic Gregorian ones. Time zones other than Greenwich's are not provided yet, so every zone
-// that can be given is null.
+// Calendar dates are proleptic Gregorian ones. Years, months and days are counted on the wall clock of a zone, smaller
+// units as they pass; without a zone the wall clock is Greenwich's.
 
 const CFTimeInterval kCFAbsoluteTimeIntervalSince1970 = 978307200.0;
 const CFTimeInterval kCFAbsoluteTimeIntervalSince1904 = 3061152000.0;
@@ -20,58 +22,6 @@ const CFTimeInterval kCFAbsoluteTimeIntervalSince1904 = 3061152000.0;
 namespace {
 
 constexpr double kSecondsPerDay = 86400.0;
-
-// ---- The calendar, in days since 2001-01-01
-
-constexpr std::int64_t floorDivide(std::int64_t a, std::int64_t b) noexcept { return a / b - (a % b < 0 ? 1 : 0); }
-
-constexpr bool isLeap(std::int64_t year) noexcept { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
-
-constexpr int kDaysBeforeMonth[13] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};
-
-constexpr int daysBeforeMonth(std::int64_t year, int month) noexcept {
-    return kDaysBeforeMonth[month - 1] + (month > 2 && isLeap(year) ? 1 : 0);
-}
-
-constexpr int daysInMonth(std::int64_t year, int month) noexcept {
-    return daysBeforeMonth(year, month + 1) - daysBeforeMonth(year, month);
-}
-
-constexpr std::int64_t daysBeforeYear(std::int64_t year) noexcept {
-    const std::int64_t years = year - 2001;
-    return 365 * years + floorDivide(years, 4) - floorDivide(years, 100) + floorDivide(years, 400);
-}
-
-struct CalendarDay {
-    std::int64_t year;
-    int month;
-    int day;
-};
-
-/// Since 2001 opens a cycle of 400 years, the irregular day is the last of every span here: a fourth century is longer
-/// than 36524 days, a fourth year longer than 365, by that day alone.
-constexpr CalendarDay calendarDay(std::int64_t days) noexcept {
-    const std::int64_t cycles = floorDivide(days, 146097);
-    std::int64_t rest = days - cycles * 146097;
-    const std::int64_t centuries = std::min<std::int64_t>(rest / 36524, 3);
-    rest -= centuries * 36524;
-    const std::int64_t fours = rest / 1461;
-    rest -= fours * 1461;
-    const std::int64_t years = std::min<std::int64_t>(rest / 365, 3);
-    rest -= years * 365;
-    const std::int64_t year = 2001 + 400 * cycles + 100 * centuries + 4 * fours + years;
-    int month = 1;
-    while (month < 12 && rest >= daysBeforeMonth(year, month + 1)) ++month;
-    return {year, month, static_cast<int>(rest) - daysBeforeMonth(year, month) + 1};
-}
-
-/// The day of a date whose month may lie outside its year and whose day outside its month: both roll over.
-constexpr std::int64_t dayNumber(std::int64_t year, std::int64_t month, std::int64_t day) noexcept {
-    const std::int64_t years = floorDivide(month - 1, 12);
-    year += years;
-    return daysBeforeYear(year) + daysBeforeMonth(year, static_cast<int>(month - years * 12)) + day - 1;
-}
-static_assert(dayNumber(2001, 1, 1) == 0 && dayNumber(1970, 1, 1) == -11323 && dayNumber(2000, 14, 1) == 31);
 
 // ---- Moments
 
@@ -100,29 +50,54 @@ Moment moment(CFAbsoluteTime at) noexcept {
     return {static_cast<std::int64_t>(day), second};
 }
 
-/// `at` moved by whole months; a day that the month reached does not have becomes its last.
-CFAbsoluteTime addMonths(CFAbsoluteTime at, std::int64_t months) noexcept {
-    if (months == 0) return at;
-    const std::int64_t day = moment(at).day;
+/// What the wall clock of `tz` shows at a time, and the time at which it shows something; both as if in Greenwich.
+double wallTime(CFAbsoluteTime at, CFTimeZoneRef tz) noexcept {
+    return tz ? at + CFTimeZoneGetSecondsFromGMT(tz, at) : at;
+}
+CFAbsoluteTime timeOfWall(double wall, CFTimeZoneRef tz) noexcept {
+    if (!tz) return wall;
+    return wall - offsetOfWallTime(wall, [tz](double at) { return CFTimeZoneGetSecondsFromGMT(tz, at); });
+}
+
+/// `at` moved by whole months and then days; a day that the month reached does not have becomes its last.
+CFAbsoluteTime addDays(CFAbsoluteTime at, CFTimeZoneRef tz, std::int64_t months, std::int64_t days) noexcept {
+    if (months == 0 && days == 0) return at;
+    const double wall = wallTime(at, tz);
+    const std::int64_t day = moment(wall).day;
     const CalendarDay date = calendarDay(day);
     const std::int64_t total = date.year * 12 + date.month - 1 + months;
     const std::int64_t year = floorDivide(total, 12);
     const int month = static_cast<int>(total - year * 12) + 1;
-    const std::int64_t reached = dayNumber(year, month, std::min(date.day, daysInMonth(year, month)));
-    return at + static_cast<double>(reached - day) * kSecondsPerDay;
+    const std::int64_t reached = dayNumber(year, month, std::min(date.day, daysInMonth(year, month))) + days;
+    return timeOfWall(wall + static_cast<double>(reached - day) * kSecondsPerDay, tz);
+}
+
+/// Of `steps`, which `move` takes from where a span starts, as many as do not pass `to`, on the way from `from`.
+template <class Move>
+std::int64_t withoutPassing(std::int64_t steps, CFAbsoluteTime from, CFAbsoluteTime to, Move move) noexcept {
+    if (to >= from) {
+        while (steps > 0 && move(steps) > to) --steps;
+    } else {
+        while (steps < 0 && move(steps) < to) ++steps;
+    }
+    return steps;
 }
 
 /// The most whole steps of `step` months from `from`, after `before` months, that do not pass `to`.
-std::int64_t wholeSteps(CFAbsoluteTime from, std::int64_t before, std::int64_t step, CFAbsoluteTime to) noexcept {
-    const CalendarDay first = calendarDay(moment(addMonths(from, before)).day);
-    const CalendarDay last = calendarDay(moment(to).day);
-    std::int64_t steps = ((last.year - first.year) * 12 + last.month - first.month) / step;
-    if (to >= from) {
-        while (steps > 0 && addMonths(from, before + steps * step) > to) --steps;
-    } else {
-        while (steps < 0 && addMonths(from, before + steps * step) < to) ++steps;
-    }
-    return steps;
+std::int64_t wholeSteps(CFAbsoluteTime from, CFTimeZoneRef tz, std::int64_t before, std::int64_t step,
+                        CFAbsoluteTime to) noexcept {
+    const CalendarDay first = calendarDay(moment(wallTime(addDays(from, tz, before, 0), tz)).day);
+    const CalendarDay last = calendarDay(moment(wallTime(to, tz)).day);
+    const std::int64_t steps = ((last.year - first.year) * 12 + last.month - first.month) / step;
+    return withoutPassing(steps, from, to,
+                          [&](std::int64_t taken) { return addDays(from, tz, before + taken * step, 0); });
+}
+
+/// The most whole days from `from`, after `months`, that do not pass `to`.
+std::int64_t wholeDays(CFAbsoluteTime from, CFTimeZoneRef tz, std::int64_t months, CFAbsoluteTime to) noexcept {
+    const std::int64_t first = moment(wallTime(addDays(from, tz, months, 0), tz)).day;
+    const std::int64_t days = moment(wallTime(to, tz)).day - first;
+    return withoutPassing(days, from, to, [&](std::int64_t taken) { return addDays(from, tz, months, taken); });
 }
 
 SInt32 saturated(double value) noexcept {
@@ -214,13 +189,14 @@ Boolean CFGregorianDateIsValid(CFGregorianDate gdate, CFOptionFlags unitFlags) {
     return !asks(kCFGregorianUnitsSeconds) || (gdate.second >= 0 && gdate.second < 60);
 }
 
-CFAbsoluteTime CFGregorianDateGetAbsoluteTime(CFGregorianDate gdate, CFTimeZoneRef) {
-    return static_cast<double>(dayNumber(gdate.year, gdate.month, gdate.day)) * kSecondsPerDay + gdate.hour * 3600.0 +
-           gdate.minute * 60.0 + gdate.second;
+CFAbsoluteTime CFGregorianDateGetAbsoluteTime(CFGregorianDate gdate, CFTimeZoneRef tz) {
+    return timeOfWall(static_cast<double>(dayNumber(gdate.year, gdate.month, gdate.day)) * kSecondsPerDay +
+                          gdate.hour * 3600.0 + gdate.minute * 60.0 + gdate.second,
+                      tz);
 }
 
-CFGregorianDate CFAbsoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTimeZoneRef) {
-    const Moment when = moment(at);
+CFGregorianDate CFAbsoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTimeZoneRef tz) {
+    const Moment when = moment(wallTime(at, tz));
     const CalendarDay date = calendarDay(when.day);
     const int whole = static_cast<int>(when.second);
     return {.year = static_cast<SInt32>(date.year),
@@ -231,53 +207,53 @@ CFGregorianDate CFAbsoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTimeZoneRef)
             .second = when.second - whole / 60 * 60};
 }
 
-CFAbsoluteTime CFAbsoluteTimeAddGregorianUnits(CFAbsoluteTime at, CFTimeZoneRef, CFGregorianUnits units) {
-    const double moved = addMonths(at, std::int64_t{units.years} * 12 + units.months);
-    return moved + units.days * kSecondsPerDay + units.hours * 3600.0 + units.minutes * 60.0 + units.seconds;
+CFAbsoluteTime CFAbsoluteTimeAddGregorianUnits(CFAbsoluteTime at, CFTimeZoneRef tz, CFGregorianUnits units) {
+    const double moved = addDays(at, tz, std::int64_t{units.years} * 12 + units.months, units.days);
+    return moved + units.hours * 3600.0 + units.minutes * 60.0 + units.seconds;
 }
 
-CFGregorianUnits CFAbsoluteTimeGetDifferenceAsGregorianUnits(CFAbsoluteTime at1, CFAbsoluteTime at2, CFTimeZoneRef,
+CFGregorianUnits CFAbsoluteTimeGetDifferenceAsGregorianUnits(CFAbsoluteTime at1, CFAbsoluteTime at2, CFTimeZoneRef tz,
                                                              CFOptionFlags unitFlags) {
     CFGregorianUnits units{};
     std::int64_t months = 0;
+    const auto clamped = [](std::int64_t count) {
+        return static_cast<SInt32>(std::clamp<std::int64_t>(count, INT32_MIN, INT32_MAX));
+    };
     if (unitFlags & kCFGregorianUnitsYears) {
-        const std::int64_t years = wholeSteps(at2, 0, 12, at1);
-        units.years = static_cast<SInt32>(std::clamp<std::int64_t>(years, INT32_MIN, INT32_MAX));
+        units.years = clamped(wholeSteps(at2, tz, 0, 12, at1));
         months = std::int64_t{units.years} * 12;
     }
     if (unitFlags & kCFGregorianUnitsMonths) {
-        const std::int64_t more = wholeSteps(at2, months, 1, at1);
-        units.months = static_cast<SInt32>(std::clamp<std::int64_t>(more, INT32_MIN, INT32_MAX));
+        units.months = clamped(wholeSteps(at2, tz, months, 1, at1));
         months += units.months;
     }
-    double rest = at1 - addMonths(at2, months);
+    if (unitFlags & kCFGregorianUnitsDays) units.days = clamped(wholeDays(at2, tz, months, at1));
+    double rest = at1 - addDays(at2, tz, months, units.days);
     const auto take = [&](CFOptionFlags unit, double seconds, SInt32& count) {
         if (!(unitFlags & unit)) return;
         count = saturated(std::trunc(rest / seconds));
         rest -= count * seconds;
     };
-    take(kCFGregorianUnitsDays, kSecondsPerDay, units.days);
     take(kCFGregorianUnitsHours, 3600, units.hours);
     take(kCFGregorianUnitsMinutes, 60, units.minutes);
     if (unitFlags & kCFGregorianUnitsSeconds) units.seconds = rest;
     return units;
 }
 
-SInt32 CFAbsoluteTimeGetDayOfWeek(CFAbsoluteTime at, CFTimeZoneRef) {
+SInt32 CFAbsoluteTimeGetDayOfWeek(CFAbsoluteTime at, CFTimeZoneRef tz) {
     // 2001-01-01 was a Monday.
-    const std::int64_t day = moment(at).day;
-    return static_cast<SInt32>(day - floorDivide(day, 7) * 7 + 1);
+    return static_cast<SInt32>(floorModulo(moment(wallTime(at, tz)).day, 7) + 1);
 }
 
-SInt32 CFAbsoluteTimeGetDayOfYear(CFAbsoluteTime at, CFTimeZoneRef) {
-    const std::int64_t day = moment(at).day;
+SInt32 CFAbsoluteTimeGetDayOfYear(CFAbsoluteTime at, CFTimeZoneRef tz) {
+    const std::int64_t day = moment(wallTime(at, tz)).day;
     return static_cast<SInt32>(day - daysBeforeYear(calendarDay(day).year) + 1);
 }
 
-SInt32 CFAbsoluteTimeGetWeekOfYear(CFAbsoluteTime at, CFTimeZoneRef) {
+SInt32 CFAbsoluteTimeGetWeekOfYear(CFAbsoluteTime at, CFTimeZoneRef tz) {
     // A week belongs to the year that its Thursday lies in (ISO 8601). The days of January that belong to the year
     // before are in its week 53, even where that year ends with week 52.
-    const std::int64_t day = moment(at).day;
+    const std::int64_t day = moment(wallTime(at, tz)).day;
     const std::int64_t thursday = floorDivide(day, 7) * 7 + 3;
     const std::int64_t year = calendarDay(thursday).year;
     if (calendarDay(day).year > year) return 53;

@@ -3,8 +3,10 @@
 /// Points in time, in seconds since 2001-01-01 00:00:00 UTC, and their form in the Gregorian calendar.
 ///
 /// Dates are immutable objects; the other functions work on plain values. Any thread may call them. The calendar is
-/// carried back before its introduction, with a year 0. Time zones are not provided yet: the zone of every function is
-/// null, which stands for UTC. Times whose year a date cannot hold count as the nearest that it can, NaN as 0.
+/// carried back before its introduction, with a year 0, and read off the wall clock of a time zone (CFTimeZone.h); no
+/// zone stands for UTC. A wall time that occurs twice, as clocks are turned back, is the earlier of the two; one that
+/// is skipped counts on from before the change. Times whose year a date cannot hold count as the nearest that it can,
+/// NaN as 0.
 
 #include <CoreFoundation/CFBase.h>
 
@@ -65,8 +67,8 @@ CF_EXPORT Boolean CFGregorianDateIsValid(CFGregorianDate gdate, CFOptionFlags un
 /// before.
 CF_EXPORT CFAbsoluteTime CFGregorianDateGetAbsoluteTime(CFGregorianDate gdate, CFTimeZoneRef tz);
 CF_EXPORT CFGregorianDate CFAbsoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTimeZoneRef tz);
-/// Moves a time by years and months of the calendar, where a day that the month reached does not have becomes its last,
-/// and then by the other units.
+/// Moves a time by years, months and days of the calendar, where a day that the month reached does not have becomes its
+/// last and the wall clock shows the same time afterwards; then by the other units as they pass.
 CF_EXPORT CFAbsoluteTime CFAbsoluteTimeAddGregorianUnits(CFAbsoluteTime at, CFTimeZoneRef tz, CFGregorianUnits units);
 /// `at1` less `at2` in those units that `unitFlags` names, from the largest down, as many of each as do not pass `at1`:
 /// added to `at2` they lead as near to `at1` as these units can.

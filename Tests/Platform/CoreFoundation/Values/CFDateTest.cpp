@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <random>
@@ -267,6 +268,126 @@ TEST(CFAbsoluteTime, TellsTheWeekAsTheSystemDoes) {
         std::strftime(week, sizeof week, "%V", &fields);
         const bool isOfYearBefore = fields.tm_mon == 0 && std::atoi(week) > 50;
         ASSERT_EQ(CFAbsoluteTimeGetWeekOfYear(time, nullptr), isOfYearBefore ? 53 : std::atoi(week));
+    }
+}
+
+// ---- Wall clocks of zones
+
+Holder<CFTimeZoneRef> zone(const char* name) { return hold(CFTimeZoneCreateWithName(nullptr, string(name), false)); }
+
+CFAbsoluteTime wall(CFTimeZoneRef tz, SInt32 year, int month, int day, int hour = 0, int minute = 0) {
+    return CFGregorianDateGetAbsoluteTime({year, static_cast<SInt8>(month), static_cast<SInt8>(day),
+                                           static_cast<SInt8>(hour), static_cast<SInt8>(minute), 0},
+                                          tz);
+}
+
+TEST(CFGregorianDate, IsReadOffTheWallClockOfAZone) {
+    const auto berlin = zone("Europe/Berlin"), tokyo = zone("Asia/Tokyo");
+    EXPECT_EQ(text(wall(berlin, 2024, 7, 1, 12)), "2024-07-01 10:00:0");
+    EXPECT_EQ(text(wall(berlin, 2024, 1, 1)), "2023-12-31 23:00:0");
+    const CFGregorianDate date = CFAbsoluteTimeGetGregorianDate(at(2024, 2, 29, 20, 30, 1.5), tokyo);
+    EXPECT_EQ(date.day, 1);
+    EXPECT_EQ(date.month, 3);
+    EXPECT_EQ(date.hour, 5);
+    EXPECT_EQ(date.second, 1.5);
+}
+
+TEST(CFGregorianDate, CountsOnFromASkippedTimeAndTakesTheFirstOfARepeatedOne) {
+    const auto berlin = zone("Europe/Berlin");
+    EXPECT_EQ(text(wall(berlin, 2024, 3, 31, 2, 30)), "2024-03-31 01:30:0");
+    EXPECT_EQ(text(wall(berlin, 2024, 10, 27, 2, 30)), "2024-10-27 00:30:0");
+    EXPECT_EQ(text(wall(berlin, 2024, 10, 27, 3)), "2024-10-27 02:00:0");
+    EXPECT_EQ(text(wall(zone("America/New_York"), 2024, 11, 3, 1, 30)), "2024-11-03 05:30:0");
+    EXPECT_EQ(text(wall(zone("Pacific/Apia"), 2011, 12, 30, 12)), "2011-12-30 22:00:0");  // a day that was left out
+}
+
+TEST(CFGregorianDate, ComesBackFromEveryHourOfAZone) {
+    for (const char* const name : {"Europe/Berlin", "America/St_Johns", "Australia/Lord_Howe", "Pacific/Apia"}) {
+        const auto tz = zone(name);
+        const auto end = at(2013, 1, 1);
+        int repeated = 0;
+        for (CFAbsoluteTime time = at(2011, 1, 1); time < end; time += 1800) {
+            const CFAbsoluteTime again = CFGregorianDateGetAbsoluteTime(CFAbsoluteTimeGetGregorianDate(time, tz), tz);
+            if (again != time) {
+                // The later occurrence of a wall time gives the earlier.
+                EXPECT_LT(again, time);
+                EXPECT_LE(time - again, 3600);
+                ++repeated;
+            }
+        }
+        EXPECT_LE(repeated, 4) << name;
+        EXPECT_GE(repeated, 1) << name;
+    }
+}
+
+TEST(CFGregorianDate, AgreesWithTheCLibraryInZones) {
+    const char* const name = "America/Sao_Paulo";
+    const char* const before = std::getenv("TZ");
+    const std::string kept = before ? before : "";
+    ::setenv("TZ", name, 1);
+    ::tzset();
+    std::mt19937_64 random(3);
+    for (int i = 0; i < 2000; ++i) {
+        const std::time_t time = static_cast<std::time_t>(random() % 4'000'000'000);
+        std::tm local{};
+        ::localtime_r(&time, &local);
+        const auto tz = zone(name);
+        const CFAbsoluteTime absolute = static_cast<double>(time) - kCFAbsoluteTimeIntervalSince1970;
+        const CFGregorianDate date = CFAbsoluteTimeGetGregorianDate(absolute, tz);
+        ASSERT_EQ(date.year, local.tm_year + 1900);
+        ASSERT_EQ(date.month, local.tm_mon + 1);
+        ASSERT_EQ(date.day, local.tm_mday);
+        ASSERT_EQ(date.hour, local.tm_hour);
+        ASSERT_EQ(date.minute, local.tm_min);
+        ASSERT_EQ(CFAbsoluteTimeGetDayOfWeek(absolute, tz), local.tm_wday == 0 ? 7 : local.tm_wday);
+        ASSERT_EQ(CFAbsoluteTimeGetDayOfYear(absolute, tz), local.tm_yday + 1);
+        char week[4];
+        std::strftime(week, sizeof week, "%V", &local);
+        if (local.tm_yday > 6) {
+            ASSERT_EQ(CFAbsoluteTimeGetWeekOfYear(absolute, tz), std::atoi(week));
+        }
+    }
+    before ? ::setenv("TZ", kept.c_str(), 1) : ::unsetenv("TZ");
+    ::tzset();
+}
+
+TEST(CFGregorianUnits, OfDaysKeepTheWallClock) {
+    const auto berlin = zone("Europe/Berlin");
+    const CFAbsoluteTime before = wall(berlin, 2024, 3, 30, 12);
+    const CFAbsoluteTime after = CFAbsoluteTimeAddGregorianUnits(before, berlin, {0, 0, 1, 0, 0, 0});
+    EXPECT_EQ(after, wall(berlin, 2024, 3, 31, 12));
+    EXPECT_EQ(after - before, 23 * 3600);
+    EXPECT_EQ(CFAbsoluteTimeAddGregorianUnits(before, berlin, {0, 0, 0, 24, 0, 0}), wall(berlin, 2024, 3, 31, 13));
+    EXPECT_EQ(CFAbsoluteTimeAddGregorianUnits(before, berlin, {0, 7, -3, 0, 5, 0}), wall(berlin, 2024, 10, 27, 12, 5));
+    const CFGregorianUnits day =
+        CFAbsoluteTimeGetDifferenceAsGregorianUnits(after, before, berlin, kCFGregorianAllUnits);
+    EXPECT_EQ(day.days, 1);
+    EXPECT_EQ(day.hours, 0);
+    const CFGregorianUnits back =
+        CFAbsoluteTimeGetDifferenceAsGregorianUnits(before, after, berlin, kCFGregorianAllUnits);
+    EXPECT_EQ(back.days, -1);
+    EXPECT_EQ(back.hours, 0);
+}
+
+TEST(CFGregorianUnits, OfADifferenceLeadBackInZones) {
+    std::mt19937_64 random(4);
+    for (const char* const name : {"Europe/Berlin", "America/Sao_Paulo", "Pacific/Apia"}) {
+        const auto tz = zone(name);
+        for (int i = 0; i < 2000; ++i) {
+            const double one = static_cast<double>(random() % 2'000'000'000) - 1e9;
+            const double two = static_cast<double>(random() % 2'000'000'000) - 1e9;
+            const CFGregorianUnits units =
+                CFAbsoluteTimeGetDifferenceAsGregorianUnits(one, two, tz, kCFGregorianAllUnits);
+            ASSERT_EQ(CFAbsoluteTimeAddGregorianUnits(two, tz, units), one) << name << " " << two << " to " << one;
+            const int sign = one >= two ? 1 : -1;
+            ASSERT_GE(units.years * sign, 0);
+            ASSERT_GE(units.months * sign, 0);
+            ASSERT_LT(units.months * sign, 12);
+            ASSERT_GE(units.days * sign, 0);
+            ASSERT_LE(units.days * sign, 31);
+            ASSERT_GE(units.hours * sign, 0);
+            ASSERT_LE(units.hours * sign, 25);
+        }
     }
 }
 

@@ -122,9 +122,27 @@ TEST_F(ACLCommand, KeepsUnknownNamesWhenAskedTo) {
 
 TEST_F(ACLCommand, AnUnknownUserAndABadMaskAreBadInput) {
     EXPECT_EQ(run({"acl", "check", "--acl", "", "--user", "mallory", "--mask", "1"}),
-              (ProgramOutcome{1, "", "kxtool acl check: there is no user \"mallory\"\n"}));
+              (ProgramOutcome{3, "", "kxtool acl check: there is no user \"mallory\"\n"}));
     EXPECT_EQ(run({"acl", "check", "--acl", "", "--user", "alice", "--mask", "1|"}),
-              (ProgramOutcome{1, "", "kxtool acl check: \"1|\": syntax error\n"}));
+              (ProgramOutcome{3, "", "kxtool acl check: \"1|\": syntax error\n"}));
+    EXPECT_EQ(run({"acl", "check", "--acl", "alice:allow", "--user", "alice", "--mask", "1"}).status, 3);
+    EXPECT_EQ(run({"acl", "check", "--file", "/no/such/file", "--user", "alice", "--mask", "1"}).status, 3);
+}
+
+TEST_F(ACLCommand, RefusesToAskForAMaskThatIsTooWide) {
+    const auto check = [this](const char* mask) {
+        return run({"acl", "check", "--acl", "alice:allow:~0", "--user", "alice", "--mask", mask, "--names",
+                    "top=0x100000000"});
+    };
+    EXPECT_EQ(check("0x100000001"),
+              (ProgramOutcome{2, "",
+                              "kxtool acl check: \"0x100000001\" is 0x100000001: a mask has 32 bits "
+                              "here\nTry 'kxtool acl check --help'.\n"}));
+    EXPECT_EQ(check("top").status, 2);
+    EXPECT_EQ(check("0xFFFFFFFFFFFFFFFF").status, 2);
+    EXPECT_EQ(check("0xFFFFFFFF").status, 0);
+    EXPECT_EQ(check("~1").status, 0);
+    EXPECT_EQ(check("-1").status, 0);
 }
 
 TEST_F(ACLCommand, NeedsExactlyOneList) {

@@ -152,7 +152,7 @@ void RunCheck(const ACLOptions& options) {
     const CustomACL acl = ReadACL(options, names, "check");
     const auto uuid = ParseUUID(options.user);
     const UUID user = uuid ? *uuid : UserNamed(options.user);
-    const auto requested = static_cast<std::uint32_t>(Evaluate(options.mask, names, "acl check"));
+    const std::uint32_t requested = MaskOf32(Evaluate(options.mask, names, "acl check"), options.mask);
 
     const bool granted = acl.checkAccess(user, requested);
     const std::array<std::size_t, 32> deciders = Decide(acl, user, requested);
@@ -191,12 +191,13 @@ void AddACL(CLI::App& tool) {
     acl->require_subcommand(1);
 
     CLI::App* const check = acl->add_subcommand("check", "Tell whether a user is granted a mask, and why");
+    MarkAsQuestion(check);
     AddListOptions(*check, options);
     check->add_option("--user", options->user, "Who asks: a name or a UUID")->required();
     check->add_option("--mask", options->mask, "What is asked for: an expression")->required();
     check->footer(
         "Prints \"granted\" (exit status 0) or \"refused\" (1), and for each bit the entry that\n"
-        "decided it.\n\n"
+        "decided it. Exit status 2 is bad usage, 3 that it could not be asked.\n\n"
         "Example:\n"
         "  kxtool acl check --acl \"root:deny:write/%root:allow:read|write\" --user root \\\n"
         "    --mask read --names read=1,write=2\n");

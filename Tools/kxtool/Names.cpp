@@ -86,6 +86,14 @@ std::uint64_t Evaluate(const std::string& expression, const std::vector<Name>& n
     return value;
 }
 
+std::uint32_t MaskOf32(std::uint64_t value, const std::string& expression) {
+    const std::uint64_t above = value >> 32;
+    if (above != 0 && above != 0xFFFFFFFF) {
+        throw BadUsage(fmt::format("{} is {:#x}: a mask has 32 bits here", Quoted(expression), value));
+    }
+    return static_cast<std::uint32_t>(value);
+}
+
 std::vector<std::string> NamesOf(std::uint64_t value, const std::vector<Name>& names, std::uint64_t& rest) {
     std::vector<std::string> found;
     rest = value;

@@ -29,6 +29,10 @@ std::vector<BitMaskConstant> TableOf(const std::vector<Name>& names);
 /// warning of `command`.
 std::uint64_t Evaluate(const std::string& expression, const std::vector<Name>& names, const std::string& command);
 
+/// The mask of 32 bits that `value` is. Throws BadUsage when it is wider; a complement, which fills all bits above, is
+/// none that is.
+std::uint32_t MaskOf32(std::uint64_t value, const std::string& expression);
+
 /// The names that make up `value`, in the table's order, each adding bits that none before it has; and in `rest` the
 /// bits that no name has.
 std::vector<std::string> NamesOf(std::uint64_t value, const std::vector<Name>& names, std::uint64_t& rest);

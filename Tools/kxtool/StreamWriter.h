@@ -14,7 +14,6 @@
 #include <optional>
 #include <string>
 
-
 namespace kxtool {
 
 /// The bytes that the library stores for `item`.

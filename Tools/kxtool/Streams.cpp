@@ -57,14 +57,14 @@ std::optional<std::string> Input::readLine(std::size_t limit) {
 
 void Write(std::span<const std::byte> bytes) {
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) {
-        throw BadInput(fmt::format("cannot write the output: {}", Reason(errno)));
+        throw OutputFailed(fmt::format("cannot write the output: {}", Reason(errno)));
     }
 }
 
 void Write(std::string_view text) { Write(std::as_bytes(std::span(text))); }
 
 void Flush() {
-    if (std::fflush(stdout) != 0) throw BadInput(fmt::format("cannot write the output: {}", Reason(errno)));
+    if (std::fflush(stdout) != 0) throw OutputFailed(fmt::format("cannot write the output: {}", Reason(errno)));
 }
 
 StandardErrorCapture::StandardErrorCapture() : file_(std::tmpfile(), std::fclose) {

@@ -2,6 +2,7 @@
 // is slow or fails.
 
 #include "AccountInfoCache.h"
+#include "Deletions.h"
 #include "DomainService.h"
 #include "NameService.h"
 
@@ -224,6 +225,9 @@ TEST_F(AccountInfoCacheTest, ReleasesItsRecordsWhenItGoes) {
         EXPECT_TRUE(isCached(account));
     }
     EXPECT_FALSE(isCached(account));
+    Deletions::await(account.get());
+    account.reset();
+    EXPECT_TRUE(Deletions::came()) << "nobody else held it";
 }
 
 // ---- A slow name service

@@ -1,3 +1,4 @@
+#include "Deletions.h"
 #include "NameService.h"
 
 #include <KXCoreLib/AccountInfo.h>
@@ -94,6 +95,17 @@ TEST(AccountInfoRecord, KeepsWhatItIsMadeOf) {
     EXPECT_EQ(account->getUUID(), userUUID(1));
     EXPECT_STREQ(account->getSID(), "S-1-1");
     EXPECT_STREQ(account->getName(), "name");
+}
+
+TEST(AccountInfoRecord, LivesAsLongAsItIsHeld) {
+    AccountPtr first = AccountInfo::create(AccountTypeUser, 5, userUUID(1), "S-1-1", "name");
+    AccountPtr second = first;
+    Deletions::await(first.get());
+    first.reset();
+    EXPECT_FALSE(Deletions::came());
+    EXPECT_STREQ(second->getName(), "name");
+    second.reset();
+    EXPECT_TRUE(Deletions::came());
 }
 
 TEST(AccountInfoRecord, NullTextsBecomeEmpty) {

@@ -1,3 +1,4 @@
+#include "AuditRecordHeader.h"
 #include "Deletions.h"
 
 #include <KXCoreLib/AuditRecord.h>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -540,6 +542,28 @@ TEST(AuditRecordBuffer, ARefusalKeepsValuesAndTheTextsMadeOfThem) {
     EXPECT_EQ(record.get_user_uuid(), (UUID{{1}}));
     EXPECT_EQ(record.get_device_type(), 10);
     EXPECT_EQ(record.get_schema_tag(), 5);
+}
+
+TEST(AuditRecordHeader, TellsWhatIsWrongWithARecord) {
+    using Fault = AuditRecordHeader::Fault;
+    AuditRecordHeader header;
+    Bytes record = bytesOf(recordOf(kTexts));
+    for (std::size_t size = 0; size <= record.size(); ++size) {
+        EXPECT_EQ(header.read(std::span(record).first(size)), size < kHeader         ? Fault::CutOff
+                                                              : size < record.size() ? Fault::RecordGoesPast
+                                                                                     : Fault::None)
+            << size;
+    }
+    put32(record, 8, kHeader);
+    EXPECT_EQ(header.read(std::span(record).first(kHeader)), Fault::None);
+    put32(record, 8, kHeader - 1);
+    EXPECT_EQ(header.read(record), Fault::ShortRecord);
+    put32(record, 12, kHeader - 1);
+    EXPECT_EQ(header.read(record), Fault::ShortHeader);
+    record[7] = 'X';
+    for (std::size_t size = 0; size <= record.size(); ++size) {
+        EXPECT_EQ(header.read(std::span(record).first(size)), size < 8 ? Fault::CutOff : Fault::NoMagic) << size;
+    }
 }
 
 TEST(ReadCString, GivesTheTextAndMovesPastItsNul) {

@@ -280,11 +280,14 @@ TEST(AuditRecord, ATypeTextThatNamesAKindGivesTheInvertedValue) {
     EXPECT_EQ(typeOf("error"), 0);
     EXPECT_EQ(typeOf("ERROR"), 0);
     EXPECT_EQ(typeOf("errors"), 1);
+    EXPECT_EQ(typeOf("Errors"), 1);
     EXPECT_EQ(typeOf("e"), 1);
     EXPECT_EQ(typeOf("Warning"), 0);
+    EXPECT_EQ(typeOf("Warn"), 2);
     EXPECT_EQ(typeOf("w"), 2);
     EXPECT_EQ(typeOf("info"), 0);
     EXPECT_EQ(typeOf("Information"), 4);
+    EXPECT_EQ(typeOf("information"), 4);
     EXPECT_EQ(typeOf("asuccess"), 16);
     EXPECT_EQ(typeOf("AFailure"), 8);
     EXPECT_EQ(typeOf("audit"), 16);
@@ -567,11 +570,22 @@ TEST(AuditRecord, ACopyKeepsTheObjectsBehindItsTextsAlive) {
     AuditRecord copy;
     {
         AuditRecord record;
-        record.set_computer_name(NetBiosName::create("host"));
-        record.set_user(AccountInfo::create(AccountTypeUser, 501, kUUID, "S-1-5-21-1", "HOST\\alice"));
+        const boost::intrusive_ptr<NetBiosName> name = NetBiosName::create("host");
+        Deletions::await(name.get());
+        record.set_computer_name(name);
         copy = record;
     }
+    EXPECT_FALSE(Deletions::came());
     EXPECT_STREQ(copy.get_computer_name_str(), "HOST");
+    {
+        AuditRecord record;
+        const boost::intrusive_ptr<AccountInfo> user =
+            AccountInfo::create(AccountTypeUser, 501, kUUID, "S-1-5-21-1", "HOST\\alice");
+        Deletions::await(user.get());
+        record.set_user(user);
+        copy = record;
+    }
+    EXPECT_FALSE(Deletions::came());
     EXPECT_STREQ(copy.get_user_name_str(), "HOST\\alice");
 }
 

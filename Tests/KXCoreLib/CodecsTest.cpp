@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <clocale>
@@ -364,6 +367,29 @@ TEST(Codecs, DecodersRefuseEveryNegativeLength) {
         EXPECT_EQ(kx_hex_decode("00", least, small, capacity), -1);
         EXPECT_EQ(kx_base64_decode("AAAA", least, small, capacity), -1);
     }
+}
+
+TEST(Codecs, DecodersRefuseALengthThatNoObjectHasBeforeTheyRead) {
+    const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* const place = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(place, MAP_FAILED);
+    const auto* const unreadable = static_cast<const char*>(place);
+    char small[16];
+    for (const std::size_t length : {SIZE_MAX, static_cast<std::size_t>(PTRDIFF_MAX) + 1}) {
+        EXPECT_EQ(kx_hex_decode(unreadable, length, small, SIZE_MAX), -1);
+        EXPECT_EQ(kx_base64_decode(unreadable, length, small, SIZE_MAX), -1);
+    }
+    munmap(place, size);
+}
+
+TEST(Codecs, DecodersTakeNothingThatFollowsTheTextIntoItsLastGroup) {
+    unsigned char bytes[16];
+    std::memset(bytes, 'x', sizeof bytes);
+    EXPECT_EQ(kx_hex_decode("0102", 3, bytes, 2), -1);
+    EXPECT_EQ(bytes[1], 'x');
+    std::memset(bytes, 'x', sizeof bytes);
+    EXPECT_EQ(kx_base64_decode("AAAAAAAA", 7, bytes, 6), -1);
+    EXPECT_EQ(bytes[3], 'x');
 }
 
 TEST(Codecs, DoNotDependOnTheLocale) {

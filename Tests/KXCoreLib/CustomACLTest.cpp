@@ -1,3 +1,4 @@
+#include "CustomACLIdentity.h"
 #include "NameService.h"
 #include "PropertyLists.h"
 #include "Sanitizers.h"
@@ -713,6 +714,20 @@ TEST_F(CustomACLTest, AnOrdinaryGroupIsNeverEverybodyOrNobody) {
             parsed((std::string(id) + ":deny:1/ABCDEFAB-CDEF-ABCD-EFAB-CDEF0000000C:allow:1").c_str());
         EXPECT_FALSE(denying.checkAccess(kBob, 1)) << id;
         EXPECT_TRUE(denying.checkAccess(kAlice, 1)) << id;
+    }
+}
+
+TEST(KxdKauthWellknownGuid, IsTheLastFourBytesBehindTheTwelveOfEveryWellKnownIdentity) {
+    for (const unsigned expected : {0u, 12u, 0x01020304u, 0xFFFFFFFEu}) {
+        std::uint32_t number = ~expected;
+        EXPECT_TRUE(KxdKauthWellknownGuid(wellknown(expected), number));
+        EXPECT_EQ(number, expected);
+    }
+    for (int i = 0; i < 12; ++i) {
+        UUID other = wellknown(kWellknownEverybody);
+        other.bytes[i] ^= 1;
+        std::uint32_t number = 0;
+        EXPECT_FALSE(KxdKauthWellknownGuid(other, number)) << i;
     }
 }
 

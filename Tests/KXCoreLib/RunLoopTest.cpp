@@ -63,6 +63,7 @@ class Probe final : public Leaf {
         if (action) action();
     }
     using Leaf::enumerateSubComponents;
+    CFRunLoopSourceRef platformSource() const { return this->runLoopSource_.get(); }
 
     std::atomic<int> calls{0};
     std::function<void()> action;
@@ -418,6 +419,39 @@ TEST_F(RunLoopSources, LeaveTheirPortAndDescriptorToTheOwner) {
     { scheduled<Descriptor>(pipe.ends[0]); }
     EXPECT_TRUE(lives(port.getPort()));
     EXPECT_NE(::fcntl(pipe.ends[0], F_GETFD), -1);
+}
+
+TEST_F(RunLoopSources, AreOfOrderZero) {
+    const EventPort port(0);
+    const MachPort messages(0);
+    const Pipe pipe;
+    EXPECT_EQ(CFRunLoopSourceGetOrder(scheduled<Event>(port)->platformSource()), 0);
+    EXPECT_EQ(CFRunLoopSourceGetOrder(scheduled<Port>(messages)->platformSource()), 0);
+    EXPECT_EQ(CFRunLoopSourceGetOrder(scheduled<Descriptor>(pipe.ends[0])->platformSource()), 0);
+}
+
+TEST_F(RunLoopSources, LeaveThePlatformsObjectsInvalidWhoeverStillHoldsThem) {
+    const EventPort port(0);
+    const MachPort messages(0);
+    const Pipe pipe;
+    auto timer = scheduled<Timer>(inTime(1000), 0.0);
+    auto event = scheduled<Event>(port);
+    auto source = scheduled<Port>(messages);
+    auto descriptor = scheduled<Descriptor>(pipe.ends[0]);
+    const auto heldTimer = CoreFoundation::RunLoopTimerRef::retain(timer->getTimer());
+    const auto heldEvent = CoreFoundation::MachPortRef::retain(event->getMachPort());
+    const auto heldPort = CoreFoundation::MachPortRef::retain(source->getMachPort());
+    const auto heldDescriptor = CoreFoundation::FileDescriptorRef::retain(descriptor->getFileDescriptor());
+    const auto heldSource = CoreFoundation::RunLoopSourceRef::retain(descriptor->platformSource());
+    timer.reset();
+    event.reset();
+    source.reset();
+    descriptor.reset();
+    EXPECT_FALSE(CFRunLoopTimerIsValid(heldTimer.get()));
+    EXPECT_FALSE(CFMachPortIsValid(heldEvent.get()));
+    EXPECT_FALSE(CFMachPortIsValid(heldPort.get()));
+    EXPECT_FALSE(CFFileDescriptorIsValid(heldDescriptor.get()));
+    EXPECT_FALSE(CFRunLoopSourceIsValid(heldSource.get()));
 }
 
 TEST_F(RunLoopSources, MayEndInTheirOwnCall) {

@@ -1,9 +1,11 @@
 #include <KXCoreLib/SCDynamicStore.h>
 
+#include "Deletions.h"
 #include "Platform/SystemConfiguration/StoreTesting.h"
 
 #include <KXCoreLib/CoreFoundationWrappers.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
@@ -25,8 +27,19 @@ namespace {
 /// Whether the platform is to refuse the keys that a session wants to hear of.
 bool keysAreRefused = false;
 
+/// Whether the platform is to make no run-loop source, and no copy of values.
+bool sourcesAreRefused = false, copiesAreRefused = false;
+
 /// Whether the system is to have no inotify descriptor left.
 bool watchesAreRefused = false;
+
+/// What the platform was given for the session that was made last, and for its run-loop source.
+struct Given {
+    SCDynamicStoreCallBack callback = nullptr;
+    SCDynamicStoreContext context{};
+    CFIndex order = -1;
+};
+Given given;
 
 }  // namespace
 
@@ -43,6 +56,29 @@ extern "C" __attribute__((visibility("default"))) Boolean SCDynamicStoreSetNotif
     static const auto next = reinterpret_cast<decltype(&SCDynamicStoreSetNotificationKeys)>(
         dlsym(RTLD_NEXT, "SCDynamicStoreSetNotificationKeys"));
     return !keysAreRefused && next(store, keys, patterns);
+}
+extern "C" __attribute__((visibility("default"))) SCDynamicStoreRef SCDynamicStoreCreate(
+    CFAllocatorRef allocator, CFStringRef name, SCDynamicStoreCallBack callback, SCDynamicStoreContext* context) {
+    static const auto next =
+        reinterpret_cast<decltype(&SCDynamicStoreCreate)>(dlsym(RTLD_NEXT, "SCDynamicStoreCreate"));
+    given = {};
+    given.callback = callback;
+    if (context) given.context = *context;
+    return next(allocator, name, callback, context);
+}
+extern "C" __attribute__((visibility("default"))) CFRunLoopSourceRef SCDynamicStoreCreateRunLoopSource(
+    CFAllocatorRef allocator, SCDynamicStoreRef store, CFIndex order) {
+    static const auto next = reinterpret_cast<decltype(&SCDynamicStoreCreateRunLoopSource)>(
+        dlsym(RTLD_NEXT, "SCDynamicStoreCreateRunLoopSource"));
+    given.order = order;
+    return sourcesAreRefused ? nullptr : next(allocator, store, order);
+}
+extern "C" __attribute__((visibility("default"))) CFDictionaryRef SCDynamicStoreCopyMultiple(SCDynamicStoreRef store,
+                                                                                             CFArrayRef keys,
+                                                                                             CFArrayRef patterns) {
+    static const auto next =
+        reinterpret_cast<decltype(&SCDynamicStoreCopyMultiple)>(dlsym(RTLD_NEXT, "SCDynamicStoreCopyMultiple"));
+    return copiesAreRefused ? nullptr : next(store, keys, patterns);
 }
 
 namespace {
@@ -348,6 +384,25 @@ TEST_F(DynamicStoreSource, IsNotKeptByThePlatform) {
     EXPECT_EQ(client->calls, 1);
 }
 
+TEST_F(DynamicStoreSource, IgnoresACallbackThatArrivesWhenItHasEnded) {
+    const ClientPointer client = add({"a"});
+    SourcePointer source = make(setup);
+    const Given to = given;
+    // As a run loop that is just calling it holds it.
+    to.context.retain(to.context.info);
+    source.reset();
+    to.callback(session, array({"a"}), to.context.info);
+    EXPECT_EQ(client->calls, 1);
+    Deletions::await(to.context.info);
+    to.context.release(to.context.info);
+    EXPECT_TRUE(Deletions::came()) << "the platform has given its own reference up";
+}
+
+TEST_F(DynamicStoreSource, IsOfOrderZero) {
+    const SourcePointer source = make(setup);
+    EXPECT_EQ(given.order, 0);
+}
+
 TEST_F(DynamicStoreSource, MayLoseItsLastPointerInAClient) {
     const ClientPointer client = add({"a"});
     SourcePointer source = scheduled(setup);
@@ -457,6 +512,19 @@ TEST_F(DynamicStoreSource, EndsTheProcessWhenItsKeysCannotBeWatched) {
         "\\[.{24}\\]KXCoreLib/SCDynamicStore:144: abort\\(\\) called\n");
     setup.patterns.emplace(CoreFoundation::StringRef::retain(CFSTR("(")), client);
     EXPECT_DEATH(make(setup), "KXCoreLib/SCDynamicStore:144: abort");
+}
+
+TEST_F(DynamicStoreSource, ReportsWhichObjectThePlatformDidNotMake) {
+    const auto reported = [&](bool& isRefused) {
+        const auto source = boost::make_shared<RunLoopSourceSCDynamicStore>(setup);
+        isRefused = true;
+        ::testing::internal::CaptureStderr();
+        EXPECT_THROW(RunLoopSourceSCDynamicStore::initialize(source), CoreFoundation::CFException);
+        isRefused = false;
+        return ::testing::internal::GetCapturedStderr();
+    };
+    EXPECT_THAT(reported(sourcesAreRefused), testing::HasSubstr("object: SCDynamicStoreCreateRunLoopSource\n"));
+    EXPECT_THAT(reported(copiesAreRefused), testing::HasSubstr("object: SCDynamicStoreCopyMultiple\n"));
 }
 
 TEST_F(DynamicStoreSource, ThrowsWhenThePlatformHasNoDescriptorForIt) {

@@ -1,5 +1,6 @@
 #include <KXCoreLib/SystemInfo.h>
 
+#include "Deletions.h"
 #include "Platform/SystemConfiguration/StoreTesting.h"
 
 #include <gtest/gtest.h>
@@ -102,9 +103,13 @@ TEST(NetBiosName, IsRaisedByTheGlobalLocaleCharacterByCharacter) {
 
 TEST(NetBiosName, LivesAsLongAsItIsHeld) {
     boost::intrusive_ptr<NetBiosName> first = NetBiosName::create("a");
-    const boost::intrusive_ptr<NetBiosName> second = first;
+    boost::intrusive_ptr<NetBiosName> second = first;
+    Deletions::await(first.get());
     first.reset();
+    EXPECT_FALSE(Deletions::came());
     EXPECT_STREQ(second->getName(), "A");
+    second.reset();
+    EXPECT_TRUE(Deletions::came());
 }
 
 TEST(SystemInfo, HasAnEmptyNameUntilOneIsSet) {

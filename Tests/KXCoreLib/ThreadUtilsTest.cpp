@@ -27,12 +27,29 @@ std::atomic<int> joinResult{0};  // what pthread_join reports in place of joinin
 std::atomic<int> waits{0}, broadcasts{0};  // on conditions
 std::atomic<pthread_cond_t*> lastCondition{nullptr};
 std::atomic<pthread_mutex_t*> lastMutex{nullptr};
+std::atomic<int> unlockedWaits{0};  // with a mutex that nobody held
+
+// What this thread does before it waits on a condition, with the mutex held; and what happens while it waits for a
+// deadline, which passes right after that.
+thread_local const std::function<void()>* beforeWait = nullptr;
+thread_local const std::function<void()>* untilDeadline = nullptr;
 
 thread_local long newsLeft = -1;  // how many requests of memory this thread is granted; below 0: all
 
 template <class Function>
 Function* systems(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+void noteWait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    lastCondition = condition;
+    lastMutex = mutex;
+    if (pthread_mutex_trylock(mutex) == 0) {
+        pthread_mutex_unlock(mutex);
+        ++unlockedWaits;
+    }
+    if (beforeWait) (*beforeWait)();
+    ++waits;
 }
 
 }  // namespace
@@ -57,10 +74,20 @@ extern "C" int pthread_join(pthread_t thread, void** result) {
 }
 
 extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
-    lastCondition = condition;
-    lastMutex = mutex;
-    ++waits;
+    noteWait(condition, mutex);
     return systems<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait")(condition, mutex);
+}
+
+extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+    noteWait(condition, mutex);
+    if (untilDeadline) {
+        pthread_mutex_unlock(mutex);
+        (*untilDeadline)();
+        pthread_mutex_lock(mutex);
+        return ETIMEDOUT;
+    }
+    return systems<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>("pthread_cond_timedwait")(condition, mutex,
+                                                                                                      deadline);
 }
 
 extern "C" int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
@@ -684,6 +711,42 @@ TEST(BackgroundThreadEvent, CarriesWhatWasWrittenBeforeEachOfTheSignalsThatAreOn
         waitUntil([&] { return taken.load(std::memory_order_acquire) == i; });
     }
     waiter.join();
+}
+
+TEST(BackgroundThreadEvent, ASignalThatComesWithTheDeadlineIsTaken) {
+    BackgroundThreadEvent event;
+    const std::function<void()> signal = [&] { event.signal(); };
+    const timespec past{0, 0};
+    untilDeadline = &signal;
+    const unsigned result = event.wait(&past);
+    untilDeadline = nullptr;
+    EXPECT_EQ(result, 0u);
+    EXPECT_EQ(event.wait(&past), 65535u);
+}
+
+TEST(BackgroundThreadEvent, ASignalDoesNotOvertakeAWaiterThatIsAboutToSleep) {
+    BackgroundThreadEvent event;
+    std::atomic<bool> signalled{false};
+    std::thread signaller;
+    bool hasOvertaken = false;
+    const std::function<void()> signal = [&] {
+        signaller = std::thread([&] {
+            event.signal();
+            signalled = true;
+        });
+        // However long it took, the signal would not be through now.
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        hasOvertaken = signalled;
+    };
+    const timespec late = fromNow(std::chrono::seconds(60));
+    unlockedWaits = 0;
+    beforeWait = &signal;
+    const unsigned result = event.wait(&late);
+    beforeWait = nullptr;
+    signaller.join();
+    EXPECT_EQ(result, 0u);
+    EXPECT_FALSE(hasOvertaken);
+    EXPECT_EQ(unlockedWaits, 0);
 }
 
 TEST(BackgroundThreadEvent, AWaiterThatIsWokenForNothingReturnsAndResetsNothing) {

@@ -43,8 +43,10 @@ constexpr std::array<Encodings, 12> kStockSetups{{
 }};
 
 const Encodings& encodingsOf(IConv::StockCvtSetup setup) {
-    if (setup < 1 || static_cast<std::size_t>(setup) > kStockSetups.size()) throw IConvOpenError();
-    return kStockSetups[static_cast<std::size_t>(setup) - 1];
+    // What is below 1 becomes a large number.
+    const std::size_t index = static_cast<std::size_t>(setup) - 1;
+    if (index >= kStockSetups.size()) throw IConvOpenError();
+    return kStockSetups[index];
 }
 
 iconv_t open(const Encodings& encodings) {

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+#include <iconv.h>
 #include <langinfo.h>
 
 #include <algorithm>
@@ -14,13 +16,62 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace KXCore;
 using namespace std::literals;
+
+namespace {
+
+/// What this thread's converters have asked of the system.
+struct Asked {
+    int opened = 0, closed = 0;
+    std::string to, from;
+    int request = -1, value = -1;
+    std::optional<std::pair<const void*, std::size_t>> firstOffer;
+    int refusals = 0;  ///< how many offers the system is to take nothing of
+};
+thread_local Asked asked;
+
+template <class Function>
+Function* systems(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// These stand before the platform's.
+iconv_t iconv_open(const char* to, const char* from) {
+    ++asked.opened;
+    asked.to = to;
+    asked.from = from;
+    return systems<decltype(iconv_open)>("kx_iconv_open")(to, from);
+}
+int iconvctl(iconv_t handle, int request, void* argument) {
+    asked.request = request;
+    asked.value = *static_cast<int*>(argument);
+    return systems<decltype(iconvctl)>("kx_iconvctl")(handle, request, argument);
+}
+int iconv_close(iconv_t handle) {
+    ++asked.closed;
+    return systems<decltype(iconv_close)>("kx_iconv_close")(handle);
+}
+size_t iconv(iconv_t handle, char** in, size_t* left, char** out, size_t* room) {
+    if (in) {
+        if (!asked.firstOffer) asked.firstOffer.emplace(*in, *left);
+        if (asked.refusals > 0) {
+            --asked.refusals;
+            return static_cast<size_t>(-1);
+        }
+    }
+    static auto* const next = systems<decltype(iconv)>("kx_iconv");
+    return next(handle, in, left, out, room);
+}
 
 namespace {
 
@@ -197,6 +248,28 @@ TEST(IConvOpen, RefusesUnknownEncodings) {
     EXPECT_THROW(IConv(std::string(100000, 'x').c_str(), "UTF-8"), IConvOpenError);
     EXPECT_THROW(IConv(nullptr, "UTF-8"), IConvOpenError);
     EXPECT_THROW(IConv("UTF-8", nullptr), IConvOpenError);
+}
+
+TEST(IConvOpen, AsksTheSystemForNothingWithoutBothNames) {
+    asked = {};
+    EXPECT_THROW(IConv(nullptr, "UTF-8"), IConvOpenError);
+    EXPECT_THROW(IConv("UTF-8", nullptr), IConvOpenError);
+    EXPECT_EQ(asked.opened, 0);
+}
+
+TEST(IConvOpen, AsksForWhatIsInvalidToBeDroppedByTheNameAndByTheControl) {
+    asked = {};
+    const IConv converter(IConv::WideToUTF8);
+    EXPECT_EQ(asked.to, "UTF-8//IGNORE");
+    EXPECT_EQ(asked.from, "wchar_t");
+    EXPECT_EQ(asked.request, ICONV_SET_DISCARD_ILSEQ);
+    EXPECT_EQ(asked.value, 1);
+}
+
+TEST(IConvOpen, ClosesWhatItOpenedWhenItEnds) {
+    asked = {};
+    { const IConv converter("UTF-8", "UTF-16LE"); }
+    EXPECT_EQ(asked.closed, 1);
 }
 
 TEST(IConvOpen, KnowsNamesInAnyCase) {
@@ -439,6 +512,40 @@ TEST(IConv, StartsAfreshAfterAFailure) {
     EXPECT_EQ(convert(composing, "\xCC\x81"), (Outcome{"\xCC\x81"}));
 }
 
+TEST(IConv, StartsInTheInitialStateOfTheTarget) {
+    IConv converter("UTF-16", "UTF-8");
+    const Outcome first = convert(converter, "a");
+    EXPECT_EQ(first.text,
+              "\xFF\xFE"
+              "a\0"s)
+        << "the mark of the byte order comes first";
+    EXPECT_EQ(convert(converter, "a"), first);
+}
+
+TEST(IConv, OffersLongChunksWhereTheyStandAndShortOnesCollected) {
+    const std::string text(1000, 'a');
+    IConv converter("UTF-8", "UTF-8");
+    for (const std::size_t size : {64u, 65u, 1000u}) {
+        asked = {};
+        converter(IConv::MemSource(text.data(), size), PieceSink());
+        EXPECT_EQ(asked.firstOffer, std::make_pair(static_cast<const void*>(text.data()), size));
+    }
+    asked = {};
+    converter(ChunkSource(text, 63), PieceSink());
+    ASSERT_TRUE(asked.firstOffer);
+    EXPECT_EQ(asked.firstOffer->second, 64u);
+}
+
+TEST(IConv, FailsWhenTheSystemTakesNothingOfWhatIsOffered) {
+    IConv converter("UTF-8", "UTF-8");
+    for (const std::size_t size : {1u, 63u, 64u, 1000u}) {
+        asked = {};
+        asked.refusals = 3;
+        EXPECT_EQ(convert(converter, std::string(size, 'a')), (Outcome{"", true})) << size;
+        asked = {};
+    }
+}
+
 TEST(IConvMac, ComposesNamesAtAnySplit) {
     const std::string decomposed =
         "re\xCC\x81sume\xCC\x81 A\xCC\x8A \xE1\x84\x92\xE1\x85\xA1\xE1\x86\xAB "
@@ -537,6 +644,19 @@ TEST(IConvSource, IsAskedUntilItAnswersEmpty) {
     IConv("UTF-8", "UTF-8")(source, sink);
     EXPECT_EQ(sink.all(), "abcdef");
     EXPECT_GE(source.timesAskedInVain(), 1);
+}
+
+TEST(IConvSource, IsAtItsEndWhenItGivesNoDataWhateverTheLength) {
+    struct Careless : IConvSource {
+        unsigned long operator()(const unsigned char*& data, unsigned long& length) const override {
+            data = nullptr;
+            length = 5;
+            return 0;
+        }
+    };
+    PieceSink sink;
+    IConv("UTF-8", "UTF-8")(Careless(), sink);
+    EXPECT_EQ(sink.all(), "");
 }
 
 TEST(IConvSource, OfMemoryGivesItsRangeOnce) {

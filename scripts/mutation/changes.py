@@ -315,6 +315,7 @@ class Place:
         self.last = False  # at the end of its function
         self.whole = False  # already changed as a whole: a condition or a statement
         self.wholes = set()
+        self.compiled = False  # an `if constexpr`
 
     def copy(self, **changes):
         place = Place()
@@ -322,7 +323,8 @@ class Place:
         return place
 
     def inside(self, cursor, own):
-        place = self.copy(whole=(cursor.extent.start.offset, cursor.extent.end.offset) in self.wholes)
+        place = self.copy(whole=(cursor.extent.start.offset, cursor.extent.end.offset) in self.wholes,
+                          compiled=cursor.kind == Kind.IF_STMT and re.match(r"if\s+constexpr\b", own) is not None)
         if cursor.kind in FUNCTIONS:
             head = own.split("{", 1)[0]
             place = place.copy(function=cursor.spelling, local=True, last=True,
@@ -343,6 +345,8 @@ class Place:
                 (child.kind in LITERALS or cursor.type.kind == TypeKind.CONSTANTARRAY):
             constant = True  # an extent, a width, a label, what a constant may be made of
         if not self.function or child.extent.end.offset <= cursor.location.offset and cursor.kind == Kind.VAR_DECL:
+            constant = True
+        if self.compiled and child == next(cursor.get_children()):
             constant = True
         last = self.last
         if cursor.kind in (Kind.COMPOUND_STMT, *FUNCTIONS) and child != list(cursor.get_children())[-1]:

@@ -29,16 +29,20 @@ inline bool came() noexcept { return hasCome; }
 }  // namespace Deletions
 
 // This header belongs to one source of a test program: it replaces the operators.
-void* operator new(std::size_t size) {
-    if (size <= Deletions::largestBlock) {
-        if (void* const room = std::malloc(size ? size : 1)) return room;
-    }
+// Not inline: the compiler would take malloc and delete, or new and free, for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return size <= Deletions::largestBlock ? std::malloc(size ? size : 1) : nullptr;
+}
+
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    if (void* const room = operator new(size, std::nothrow)) return room;
     throw std::bad_alloc();
 }
 
-void operator delete(void* room) noexcept {
+[[gnu::noinline]] void operator delete(void* room) noexcept {
     if (room && room == Deletions::awaited) Deletions::hasCome = true;
     std::free(room);
 }
 
-void operator delete(void* room, std::size_t) noexcept { operator delete(room); }
+[[gnu::noinline]] void operator delete(void* room, std::size_t) noexcept { operator delete(room); }
+[[gnu::noinline]] void operator delete(void* room, const std::nothrow_t&) noexcept { operator delete(room); }

@@ -46,6 +46,7 @@ const CFTypeID FileDescriptorRef::typeID = CFFileDescriptorGetTypeID();
 const CFTypeID LocaleRef::typeID = CFLocaleGetTypeID();
 const CFTypeID MachPortRef::typeID = CFMachPortGetTypeID();
 const CFTypeID NullRef::typeID = CFNullGetTypeID();
+const CFTypeID NumberFormatterRef::typeID = CFNumberFormatterGetTypeID();
 const CFTypeID NumberRef::typeID = CFNumberGetTypeID();
 const CFTypeID RunLoopObserverRef::typeID = CFRunLoopObserverGetTypeID();
 const CFTypeID RunLoopRef::typeID = CFRunLoopGetTypeID();

@@ -285,6 +285,11 @@ class Values {
     CFDateRef known(CFDateRef) { return own(CFDateCreate(nullptr, 5)); }
     CFUUIDRef known(CFUUIDRef) { return own(CFUUIDCreate(nullptr)); }
     CFTreeRef known(CFTreeRef) { return own(newTree()); }
+    CFNumberFormatterRef known(CFNumberFormatterRef) {
+        constexpr CFNumberFormatterStyle styles[kWays] = {
+            kCFNumberFormatterDecimalStyle, kCFNumberFormatterCurrencyStyle, kCFNumberFormatterPercentStyle};
+        return own(CFNumberFormatterCreate(nullptr, known(CFLocaleRef()), styles[way_]));
+    }
     CFLocaleRef known(CFLocaleRef) { return own(CFLocaleCreate(nullptr, way_ == 0 ? CFSTR("de_DE") : CFSTR("ja_JP"))); }
     CFTimeZoneRef known(CFTimeZoneRef) {
         return own(CFTimeZoneCreateWithName(nullptr, way_ == 0 ? CFSTR("Europe/Berlin") : CFSTR("GMT+0530"), false));
@@ -557,14 +562,14 @@ const std::map<std::string, Walk>& functions() {
     return walks;
 }
 
-// ---- ICU, whose calendars, date formatters and names of zones crash where memory is refused them (seen in version 72).
+// ---- ICU, whose calendars, formatters and names of zones crash where memory is refused them (seen in version 72).
 // While a function walks into one of those, ICU is given all that it asks for, and only our own requests are refused.
 
 bool isICUSpared = false;
 
 bool callsFragileICU(std::string_view name) {
     return name.starts_with("CFCalendar") || name.starts_with("CFDateFormatter") ||
-           name == "CFTimeZoneCopyLocalizedName";
+           name.starts_with("CFNumberFormatter") || name == "CFTimeZoneCopyLocalizedName";
 }
 
 template <class Request>

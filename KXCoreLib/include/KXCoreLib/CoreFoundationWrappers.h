@@ -30,6 +30,7 @@
 #include <KXCoreLib/CoreFoundation/LocaleRef.h>
 #include <KXCoreLib/CoreFoundation/MachPortRef.h>
 #include <KXCoreLib/CoreFoundation/NullRef.h>
+#include <KXCoreLib/CoreFoundation/NumberFormatterRef.h>
 #include <KXCoreLib/CoreFoundation/NumberRef.h>
 #include <KXCoreLib/CoreFoundation/PropertyListRef.h>
 #include <KXCoreLib/CoreFoundation/RunLoopObserverRef.h>

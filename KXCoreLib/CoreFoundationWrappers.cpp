@@ -56,6 +56,7 @@ const CFTypeID SetRef::typeID = CFSetGetTypeID();
 const CFTypeID StringRef::typeID = CFStringGetTypeID();
 const CFTypeID TimeZoneRef::typeID = CFTimeZoneGetTypeID();
 const CFTypeID TreeRef::typeID = CFTreeGetTypeID();
+const CFTypeID URLRef::typeID = CFURLGetTypeID();
 const CFTypeID UUIDRef::typeID = CFUUIDGetTypeID();
 
 void TypeRef::assignOfType(CFTypeID typeID, const char* typeName, CFTypeRef p) {

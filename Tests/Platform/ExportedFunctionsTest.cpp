@@ -276,6 +276,16 @@ class Values {
         return own(CFCharacterSetCreateWithCharactersInRange(nullptr, {'a', 3}));
     }
     CFMutableCharacterSetRef known(CFMutableCharacterSetRef) { return own(CFCharacterSetCreateMutable(nullptr)); }
+    CFURLRef known(CFURLRef) {
+        constexpr std::string_view texts[kWays] = {"file:///no/such%20file", "http://u%20:p@h:1/a/b.c?d%20#e", "../a"};
+        const auto base = hold(CFURLCreateWithString(nullptr, CFSTR("file:///no/such/folder/"), nullptr));
+        const std::string_view text = texts[way_];
+        return own(CFURLCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
+                                        static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, base));
+    }
+    // Nobody has one.
+    FSRef* known(FSRef*) { return nullptr; }
+    const FSRef* known(const FSRef*) { return nullptr; }
     CFErrorRef known(CFErrorRef) { return own(newError()); }
     CFNumberRef known(CFNumberRef) {
         const double value = 100'000.5;
@@ -526,6 +536,32 @@ std::map<std::string, Walk> ownWalks() {
             mach_msg_type_number_t count = MACH_PORT_LIMITS_INFO_COUNT;
             mach_port_get_attributes(mach_task_self(), port, MACH_PORT_LIMITS_INFO,
                                      reinterpret_cast<mach_port_info_t>(&limits), &count);
+        };
+    };
+    walks["CFURLCopyResourcePropertiesForKeys"] = [](Values& values) -> Call {
+        const CFMutableArrayRef keys = values.own(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+        for (const CFStringRef key :
+             {kCFURLNameKey, kCFURLParentDirectoryURLKey, kCFURLVolumeURLKey, kCFURLContentModificationDateKey,
+              kCFURLFileResourceIdentifierKey, kCFURLCanonicalPathKey, kCFURLIsVolumeKey, kCFURLVolumeTotalCapacityKey})
+            CFArrayAppendValue(keys, key);
+        const CFURLRef url = values.own(CFURLCreateWithString(nullptr, CFSTR("file:///usr/lib"), nullptr));
+        return [=] {
+            const CFDictionaryRef found = CFURLCopyResourcePropertiesForKeys(url, keys, nullptr);
+            if (found) CFRelease(found);
+        };
+    };
+    walks["CFURLCreateBookmarkData"] = walks["CFURLCreateByResolvingBookmarkData"] =
+        walks["CFURLCreateResourcePropertyForKeyFromBookmarkData"] = [](Values& values) -> Call {
+        const CFURLRef url = values.own(CFURLCreateWithString(nullptr, CFSTR("file:///usr/lib"), nullptr));
+        const void* keys[] = {kCFURLNameKey};
+        const CFArrayRef list = values.own(CFArrayCreate(nullptr, keys, 1, &kCFTypeArrayCallBacks));
+        return [=] {
+            const CFDataRef bookmark = CFURLCreateBookmarkData(nullptr, url, 0, list, nullptr, nullptr);
+            const CFURLRef found =
+                CFURLCreateByResolvingBookmarkData(nullptr, bookmark, 0, nullptr, list, nullptr, nullptr);
+            const CFTypeRef name = CFURLCreateResourcePropertyForKeyFromBookmarkData(nullptr, kCFURLNameKey, bookmark);
+            for (const CFTypeRef made : {CFTypeRef(bookmark), CFTypeRef(found), name})
+                if (made) CFRelease(made);
         };
     };
     for (const char* const name : {"kx_iconv", "kx_iconv_open", "kx_iconv_close", "kx_iconvctl"}) {

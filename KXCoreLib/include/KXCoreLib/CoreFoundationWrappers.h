@@ -42,4 +42,5 @@
 #include <KXCoreLib/CoreFoundation/TimeZoneRef.h>
 #include <KXCoreLib/CoreFoundation/TreeRef.h>
 #include <KXCoreLib/CoreFoundation/TypeRef.h>
+#include <KXCoreLib/CoreFoundation/URLRef.h>
 #include <KXCoreLib/CoreFoundation/UUIDRef.h>

@@ -3,7 +3,6 @@
 /// Types that other headers name and that this platform does not provide yet: they are declared, nothing makes an
 /// object of them, and a function that takes one is given null.
 
-typedef const struct __CFURL* CFURLRef;
 typedef const struct __CFLocale* CFLocaleRef;
 typedef const struct __CFCharacterSet* CFCharacterSetRef;
 typedef struct __CFCharacterSet* CFMutableCharacterSetRef;

@@ -178,6 +178,7 @@ def summary(component, mutants, results, entries):
     catchers, surviving = {}, set()  # of entries: of one text there may be several mutants
     compiled = 0
     for mutant in mutants:
+        entry = equivalents.of(entries, mutant)
         found = results.get(mutant)
         if found is None:
             unknown += 1
@@ -185,7 +186,6 @@ def summary(component, mutants, results, entries):
         if found["state"] == "does not compile":
             continue
         compiled += 1
-        entry = equivalents.of(entries, mutant)
         if found["caught"]:
             caught += 1
             if entry:

@@ -1,10 +1,15 @@
 #include "TimerSchedule.h"
 
+#include "KXCoreLib/Deletions.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <map>
+#include <new>
 #include <random>
+#include <utility>
 #include <vector>
 
 using KXPlatform::TimerKey;
@@ -125,16 +130,78 @@ TEST_F(TimerScheduleTest, ServesInAPassWhatWasDueAtItsBeginning) {
     EXPECT_EQ(next(2), nullptr);
 }
 
+TEST_F(TimerScheduleTest, ATimerIsDueAtItsDeadline) {
+    hold(0);
+    schedule.set(timers[0], 50);
+    schedule.markDue(49, 1);
+    EXPECT_EQ(schedule.nextDue(50, 1), nullptr);
+    schedule.markDue(50, 1);
+    EXPECT_EQ(schedule.nextDue(49, 1), nullptr);
+    ASSERT_NE(schedule.nextDue(50, 1), nullptr);
+    EXPECT_EQ(schedule.nextDue(50, 1)->timer, &timers[0]);
+}
+
+TEST_F(TimerScheduleTest, NeedsMemoryToTakeATimerInAndForNothingAfterThat) {
+    std::vector<Timer> many(100);
+    const auto without = [](auto work) {
+        Deletions::largestBlock = 0;
+        bool isRefused = false;
+        try {
+            work();
+        } catch (const std::bad_alloc&) {
+            isRefused = true;
+        }
+        Deletions::largestBlock = SIZE_MAX;
+        return isRefused;
+    };
+    for (std::size_t i = 0; i < many.size(); ++i) {
+        EXPECT_TRUE(without([&] { schedule.add(many[i], i); }));
+        EXPECT_FALSE(schedule.holds(many[i]));
+        schedule.add(many[i], i);
+        EXPECT_FALSE(without([&] {
+            for (std::size_t k = 0; k <= i; ++k) schedule.set(many[k], static_cast<std::int64_t>(i + k));
+        }));
+        EXPECT_EQ(first(), &many[0]);
+    }
+}
+
+TEST_F(TimerScheduleTest, WhatLeavesTheLineIsFollowedByWhatWasBelowIt) {
+    // The rows of the heap. The first of 110 is followed by those of 120, and not by a 2, which is under another
+    // branch.
+    std::vector<std::int64_t> rows = {0, 100, 1, 1, 1};
+    rows.insert(rows.end(), 4, 110);
+    rows.insert(rows.end(), 12, 2);
+    rows.insert(rows.end(), 4, 120);
+    rows.push_back(130);
+    std::vector<Timer> many(rows.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        schedule.add(many[i], i);
+        schedule.set(many[i], rows[i]);
+    }
+    schedule.park(many[5]);
+    int shown = 0;
+    schedule.descend([&](const TimerKey& key) {
+        if (key.deadline > 50) return false;
+        ++shown;
+        return true;
+    });
+    EXPECT_EQ(shown, std::count_if(rows.begin(), rows.end(), [](std::int64_t deadline) { return deadline <= 50; }));
+}
+
 TEST_F(TimerScheduleTest, KeepsItsLineUnderAnyOperations) {
+    struct InLine {
+        std::int64_t deadline;
+        std::uint64_t mark;
+    };
     std::mt19937 random(20261122);
-    std::vector<Timer> many(40);
-    std::map<Timer*, std::int64_t> line;
-    std::uint64_t pass = 0;
-    for (int i = 0; i < 10'000; ++i) {
+    std::vector<Timer> many(200);  // of which half are in line, four rows of the heap
+    std::map<Timer*, InLine> line;
+    std::uint64_t pass = 1;
+    for (int i = 0; i < 5'000; ++i) {
         const std::size_t index = random() % many.size();
         Timer& timer = many[index];
-        const auto deadline = static_cast<std::int64_t>(random() % 1000);
-        switch (random() % 4) {
+        const auto deadline = static_cast<std::int64_t>(random() % 100);
+        switch (random() % 16) {
             case 0:
                 schedule.add(timer, index);
                 break;
@@ -148,20 +215,37 @@ TEST_F(TimerScheduleTest, KeepsItsLineUnderAnyOperations) {
                 break;
             default:
                 schedule.set(timer, deadline);
-                if (schedule.holds(timer)) line[&timer] = deadline;
+                if (schedule.holds(timer)) line.try_emplace(&timer).first->second.deadline = deadline;
         }
-        const auto earliest = [&](std::int64_t due) {
-            Timer* least = nullptr;
-            for (const auto& [other, at] : line) {
-                if (at <= due && (!least || at < line[least] || (at == line[least] && other < least))) least = other;
+        const auto due = static_cast<std::int64_t>(random() % 100);
+        if (i % 20 == 0) {
+            schedule.markDue(due, ++pass);
+            for (auto& [other, at] : line) {
+                if (at.deadline <= due) at.mark = pass;
             }
-            return least;
+        }
+
+        Timer *earliest = nullptr, *next = nullptr;
+        std::vector<Timer*> expected, shown;
+        const auto isBefore = [&](Timer* one, Timer* other) {
+            return std::pair(line[one].deadline, one) < std::pair(line[other].deadline, other);
         };
-        ASSERT_EQ(first(), earliest(INT64_MAX));
-        if (i % 100 != 0) continue;
-        ++pass;
-        schedule.markDue(500, pass);
-        const TimerKey* const next = schedule.nextDue(500, pass);
-        ASSERT_EQ(next ? next->timer : nullptr, earliest(500));
+        const std::uint64_t asked = pass - random() % 2;
+        for (const auto& [other, at] : line) {
+            if (!earliest || isBefore(other, earliest)) earliest = other;
+            if (at.deadline > due) continue;
+            expected.push_back(other);
+            if (at.mark >= asked && (!next || isBefore(other, next))) next = other;
+        }
+        ASSERT_EQ(first(), earliest);
+        const TimerKey* const found = schedule.nextDue(due, asked);
+        ASSERT_EQ(found ? found->timer : nullptr, next);
+        schedule.descend([&](const TimerKey& key) {
+            if (key.deadline > due) return false;
+            shown.push_back(key.timer);
+            return true;
+        });
+        std::sort(shown.begin(), shown.end());
+        ASSERT_EQ(shown, expected);
     }
 }

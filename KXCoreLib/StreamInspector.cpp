@@ -103,6 +103,14 @@ StreamInspector::Summary StreamInspector::summary() const {
     };
 }
 
+StreamInspector::Space StreamInspector::space() const {
+    const Hold hold(*this);
+    const auto number = [this](const char* sql) { return connection_->number(sql).value_or(0); };
+    const long long pageBytes = number("PRAGMA page_size");
+    const long long freeBytes = pageBytes * number("PRAGMA freelist_count");
+    return {.usedBytes = pageBytes * number("PRAGMA page_count") - freeBytes, .freeBytes = freeBytes};
+}
+
 // ---- StreamInspector::Hold
 
 StreamInspector::Hold::Hold(const StreamInspector& inspector) : connection_(*inspector.connection_) {

@@ -73,6 +73,13 @@ class StreamInspector {
     /// Reads through the whole file. All figures are of one moment.
     Summary summary() const;
 
+    /// How much of the file is pages that hold something, and how much is free for later appends. Reads only its head.
+    struct Space {
+        long long usedBytes = 0;
+        long long freeBytes = 0;
+    };
+    Space space() const;
+
     /// Writes the stream as it is at one moment to a new file at `to`, which must not exist; none is left behind when
     /// that fails. Writers are kept waiting only while some pages are read at a time; should one commit meanwhile, the
     /// copy begins again.

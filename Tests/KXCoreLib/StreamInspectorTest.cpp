@@ -467,6 +467,9 @@ TEST_F(StreamInspectorTest, SumsUpAtOneMoment) {
     EXPECT_EQ(summary.fileBytes, static_cast<long long>(std::filesystem::file_size(path)));
     EXPECT_GT(summary.freeBytes, 0);
     EXPECT_LT(summary.freeBytes, summary.fileBytes);
+    const StreamInspector::Space space = StreamInspector(path).space();
+    EXPECT_EQ(space.freeBytes, summary.freeBytes);
+    EXPECT_EQ(space.usedBytes, summary.fileBytes - summary.freeBytes);
 }
 
 TEST_F(StreamInspectorTest, AHoldKeepsWritersFromCommitting) {

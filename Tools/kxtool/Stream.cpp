@@ -243,6 +243,7 @@ void RunVerify(const std::string& path) {
 }
 
 void RunCompact(const std::string& path) {
+    const auto owner = OwnForAMoment(path);
     const StreamMaintenance stream(path);
     const long long before = stream.inspector().summary().fileBytes;
     stream.compact();

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 
 #include "Command.h"
@@ -44,9 +45,16 @@ std::string StoredForm(CFPropertyListRef item) {
     return start == std::string::npos ? document : document.substr(start);
 }
 
+std::optional<KXCore::StreamOwner> OwnForAMoment(const std::string& path) {
+    std::error_code unknown;  // then opening tells
+    const auto real = std::filesystem::canonical(path, unknown);  // the agent owns what a link leads to
+    return KXCore::StreamOwner::forAMoment(unknown ? path : real.string(), "kxtool");
+}
+
 StreamWriter::StreamWriter(const std::string& path, Missing missing)
     : path_(path), storage_((path.starts_with('/') ? path : "./" + path).c_str(), KXCore::FileAttributes{}) {
     if (path.empty()) throw BadInput("the stream's name is empty");
+    owner_ = OwnForAMoment(path);
     if (missing == Missing::Create && StreamMaintenance::hasRoom(path)) MakeStream(path);
     file_.emplace(path);
     file_->awaitWriters();

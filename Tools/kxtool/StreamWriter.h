@@ -9,6 +9,7 @@
 #include <KXCoreLib/CoreFoundationWrappers.h>
 #include <KXCoreLib/StreamStorage.h>
 #include <StreamMaintenance.h>
+#include <StreamOwner.h>
 
 #include <cstddef>
 #include <optional>
@@ -19,11 +20,14 @@ namespace kxtool {
 /// The bytes that the library stores for `item`.
 std::string StoredForm(CFPropertyListRef item);
 
+/// Keeps agents and other tools from writing to the stream meanwhile. Throws a StreamError that names who owns it.
+std::optional<KXCore::StreamOwner> OwnForAMoment(const std::string& path);
+
 class StreamWriter {
   public:
     enum class Missing { Create, Refuse };
 
-    /// Opens the stream at `path`; where there is none, makes one or refuses.
+    /// Opens the stream at `path`; where there is none, makes one or refuses. A stream that an agent owns is refused.
     StreamWriter(const std::string& path, Missing missing);
 
     /// Appends an item that was made of about `size` bytes. It is stored after sync(), which comes by itself now and
@@ -44,6 +48,7 @@ class StreamWriter {
     void forgetPending();
 
     std::string path_;
+    std::optional<KXCore::StreamOwner> owner_;
     std::optional<KXCore::StreamMaintenance> file_;
     KXCore::StreamStorage storage_;
 

@@ -1,31 +1,39 @@
 #pragma once
 
 #include "Auditor.h"
+#include "DeviceSource.h"
+#include "StatusSocket.h"
 
 #include <KXCoreLib/ThreadUtils.h>
 
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <vector>
+
 namespace agent {
 
-/// The thread that sees devices come and go, in a folder or as the kernel tells, and has each audited.
+/// The thread that sees devices come and go, and has each audited. It also tells who asks how the agent is doing.
 class Watcher : public KXCore::BackgroundThread {
   public:
-    /// Begins to watch at once, so that nothing is missed before the thread runs. Throws std::system_error where that
-    /// cannot be. Both outlive the thread.
-    Watcher(const Configuration& configuration, Auditor& auditor);
-    ~Watcher() override;
+    using Sources = std::vector<std::unique_ptr<DeviceSource>>;
+
+    /// `reported` is what an earlier process of this boot reported. `status` may be null; the rest outlives the thread.
+    Watcher(Sources sources, Presence::Devices reported, Auditor& auditor, std::unique_ptr<StatusSocket> status);
 
     void run() override;
+    void destroy() override {}  ///< belongs to whoever made it
+
+    /// When the thread has last shown that it lives, for a watchdog.
+    std::chrono::steady_clock::time_point lastSeen() const { return lastSeen_; }
 
   private:
-    void auditWhatIsThere();
-    void readEvents();
-    void readFolder();
-    void readKernel();
-    void auditFile(const char* action, const std::string& name);
-
-    const Configuration& configuration_;
+    const Sources sources_;
+    const Presence::Devices reported_;
     Auditor& auditor_;
-    const int fd_;
+    const std::unique_ptr<StatusSocket> status_;
+    std::atomic<std::chrono::steady_clock::time_point> lastSeen_{std::chrono::steady_clock::now()};
 };
 
 }  // namespace agent

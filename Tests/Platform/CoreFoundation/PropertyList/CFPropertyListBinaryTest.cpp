@@ -243,6 +243,23 @@ TEST(PropertyListBinaryReader, ReadsEveryKindOfObject) {
               "<dict>\n\t<key>k</key>\n\t<true/>\n</dict>\n");
 }
 
+TEST(PropertyListBinaryReader, ReadsOffsetsAndReferencesOfOneToEightBytes) {
+    for (std::size_t offsetSize = 1; offsetSize <= 8; ++offsetSize) {
+        for (std::size_t referenceSize = 1; referenceSize <= 8; ++referenceSize) {
+            const std::string array = "\xA2" + bigEndian(1, referenceSize) + bigEndian(2, referenceSize);
+            // Objects from 258 on, so that an offset has more than one byte that counts where there is room for it.
+            const std::size_t gap = offsetSize == 1 ? 0 : 250;
+            const std::string objects = "bplist00" + std::string(gap, '\0') + array + "\x51x\x51y";
+            const std::size_t first = 8 + gap, table = objects.size();
+            const std::string offsets = bigEndian(first, offsetSize) + bigEndian(first + array.size(), offsetSize) +
+                                        bigEndian(first + array.size() + 2, offsetSize);
+            const Outcome outcome = read(objects + offsets + trailer(offsetSize, referenceSize, 3, 0, table));
+            ASSERT_TRUE(outcome) << outcome.reason;
+            EXPECT_EQ(body(outcome.list.get()), "<array>\n\t<string>x</string>\n\t<string>y</string>\n</array>\n");
+        }
+    }
+}
+
 TEST(PropertyListBinaryReader, ReadsCountsInIntegerObjects) {
     EXPECT_EQ(body(readBinary({"\x5F\x10\x03"
                                "ABC"})
@@ -461,6 +478,29 @@ TEST(PropertyListBinaryReader, RefusesAListThatGrowsWithEveryReference) {
         EXPECT_FALSE(outcome);
         EXPECT_NE(outcome.reason.find("too large"), std::string::npos) << outcome.reason;
     }
+}
+
+TEST(PropertyListBinaryReader, TakesListsOfUpTo16MebibytesAnd32TimesTheirDocument) {
+    // One piece of data that an array holds 64 times. Each value counts 16 bytes more than it has.
+    const auto list = [](std::size_t size) {
+        std::string array = "\xAF\x10\x40";
+        array.append(64, '\1');
+        return binary({array, "\x4F\x12" + bigEndian(size, 4) + std::string(size, 'x')});
+    };
+    const auto weight = [](std::size_t size) { return 16 + 64 * (16 + size); };
+    const auto most = [&](std::size_t size) { return (std::size_t{16} << 20) + 32 * list(size).size(); };
+    constexpr std::size_t kLargest = 524376;
+    ASSERT_LE(weight(kLargest), most(kLargest));
+    ASSERT_GT(weight(kLargest + 1), most(kLargest + 1));
+    EXPECT_TRUE(read(list(kLargest)));
+    EXPECT_TRUE(isRefused(list(kLargest + 1), "too large"));
+}
+
+TEST(PropertyListBinaryReader, TellsWhichObjectIsAtFault) {
+    EXPECT_EQ(read(binary({"\xA1\x01", "\x42x"})).reason,
+              "Binary property list: object 1 reaches beyond the document's objects");
+    EXPECT_TRUE(isRefused("bplist00", "too short"));
+    EXPECT_TRUE(isRefused("bplist00" + std::string(33, '\0'), "too short"));
 }
 
 TEST(PropertyListBinaryReader, RefusesObjectsThatOverlapWithoutEnd) {

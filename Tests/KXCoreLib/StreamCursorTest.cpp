@@ -1,3 +1,4 @@
+#include "Deletions.h"
 #include "StreamFixture.h"
 
 #include <sys/stat.h>
@@ -176,6 +177,27 @@ TEST_F(StreamCursorTest, EndsWhereIDsOfAForeignTableDoNotGoFurther) {
     open();
     EXPECT_EQ(rest(*cursor(StreamCursorForward, 1), 10), (IDs{1, 1}));
     EXPECT_EQ(rest(*cursor(StreamCursorBackward, 2), 10), (IDs{1, 1}));
+}
+
+TEST_F(StreamCursorTest, EndsWhereManyRowsOfAForeignTableHaveOneID) {
+    execute("CREATE TABLE stream01 (id REAL, attributes BLOB)");
+    for (int i = 0; i < 4; ++i) {
+        execute("INSERT INTO stream01 VALUES (1, '<plist><string>" + std::string(100000, 'x') + "</string></plist>')");
+    }
+    open();
+    EXPECT_EQ(rest(*cursor(StreamCursorForward, 1), 10), (IDs{1, 1}));
+    EXPECT_EQ(rest(*cursor(StreamCursorBackward, 1), 10), (IDs{1, 1}));
+}
+
+TEST_F(StreamCursorTest, TakesTheMemoryForABatchBeforeItReads) {
+    open();
+    appendNumbered(1, 3);
+    const auto reader = cursor(StreamCursorForward, 1);
+    PropertyListRef item;
+    Deletions::largestBlock = 200000;  // more than the three items need
+    EXPECT_THROW(reader->getNextItem(nullptr, item), std::bad_alloc);
+    Deletions::largestBlock = SIZE_MAX;
+    EXPECT_EQ(all(), range(1, 3));
 }
 
 TEST_F(StreamCursorTest, TheLargestItemThatFitsABatchIsReturnedAndOneByteMoreIsNot) {

@@ -104,6 +104,22 @@ TEST_F(StreamOpeningTest, ReplacesAFileThatCannotBeOpened) {
     EXPECT_EQ(all(), range(1, 1));
 }
 
+TEST_F(StreamOpeningTest, AFileThatIsReplacedLeavesNoMemoryBehind) {
+    const std::function<void()> files[] = {[&] { std::filesystem::create_symlink(path, path); },
+                                           [&] { std::ofstream(path) << std::string(4096, 'x'); }};
+    for (const auto& make : files) {
+        sqlite3_int64 used = 0;
+        for (int round = 0; round < 3; ++round) {
+            std::filesystem::remove(path);
+            make();
+            reopen();
+            storage->closeStorage();
+            if (round == 0) used = sqlite3_memory_used();  // what SQLite keeps for itself is there now
+        }
+        EXPECT_EQ(sqlite3_memory_used(), used);
+    }
+}
+
 TEST_F(StreamOpeningTest, ReadsAnExistingFileInReadOnlyMode) {
     open();
     appendNumbered(1, 3);

@@ -167,6 +167,19 @@ TEST_F(StreamSharingTest, ASyncBesideAnOpeningDoesNotCommitWhatTheOpeningLost) {
     EXPECT_EQ(rest(*reader), range(1, 2));
 }
 
+TEST_F(StreamSharingTest, AClosingThatWaitsForAnOpeningClosesWhatWasOpened) {
+    open();
+    append("1");
+    storage->syncStorage();
+    std::thread other;
+    {
+        const WhileOpening closeBeside([&] { other = startedAndWaiting([&] { storage->closeStorage(); }); });
+        open();
+    }
+    other.join();
+    EXPECT_EQ(storage->getLastItemID(), 0u);
+}
+
 TEST_F(StreamSharingTest, OfTwoOpeningsOfAClosedStorageTheLaterOneStands) {
     open();
     append("1");

@@ -37,6 +37,7 @@ const CFTypeID BagRef::typeID = CFBagGetTypeID();
 const CFTypeID BinaryHeapRef::typeID = CFBinaryHeapGetTypeID();
 const CFTypeID BitVectorRef::typeID = CFBitVectorGetTypeID();
 const CFTypeID BooleanRef::typeID = CFBooleanGetTypeID();
+const CFTypeID CalendarRef::typeID = CFCalendarGetTypeID();
 const CFTypeID CharacterSetRef::typeID = CFCharacterSetGetTypeID();
 const CFTypeID DataRef::typeID = CFDataGetTypeID();
 const CFTypeID DateRef::typeID = CFDateGetTypeID();

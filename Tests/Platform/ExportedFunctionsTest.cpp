@@ -304,6 +304,9 @@ class Values {
     CFTimeZoneRef known(CFTimeZoneRef) {
         return own(CFTimeZoneCreateWithName(nullptr, way_ == 0 ? CFSTR("Europe/Berlin") : CFSTR("GMT+0530"), false));
     }
+    CFCalendarRef known(CFCalendarRef) {
+        return own(CFCalendarCreateWithIdentifier(nullptr, way_ == 0 ? kCFGregorianCalendar : kCFHebrewCalendar));
+    }
     // None of these can be made yet.
     CFReadStreamRef known(CFReadStreamRef) { return nullptr; }
     CFWriteStreamRef known(CFWriteStreamRef) { return nullptr; }
@@ -567,6 +570,17 @@ std::map<std::string, Walk> ownWalks() {
     for (const char* const name : {"kx_iconv", "kx_iconv_open", "kx_iconv_close", "kx_iconvctl"}) {
         walks[name] = conversions();
     }
+    walks["CFCalendarComposeAbsoluteTime"] = walks["CFCalendarDecomposeAbsoluteTime"] =
+        walks["CFCalendarAddComponents"] = walks["CFCalendarGetComponentDifference"] = [](Values& values) -> Call {
+            return [calendar = values.make<CFCalendarRef>()] {
+                CFAbsoluteTime at = 0;
+                int year = 0, day = 0;
+                CFCalendarComposeAbsoluteTime(calendar, &at, "yd", 2024, 29);
+                CFCalendarDecomposeAbsoluteTime(calendar, at, "yd", &year, &day);
+                CFCalendarAddComponents(calendar, &at, 0, "yd", 1, 1);
+                CFCalendarGetComponentDifference(calendar, 0, at, 0, "yd", &year, &day);
+            };
+        };
     walks["_Z18pthread_setname_npPKc"] = [](Values&) -> Call { return [] { pthread_setname_np("a name"); }; };
     return walks;
 }

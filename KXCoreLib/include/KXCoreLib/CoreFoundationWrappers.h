@@ -21,6 +21,7 @@
 #include <KXCoreLib/CoreFoundation/BitVectorRef.h>
 #include <KXCoreLib/CoreFoundation/BooleanRef.h>
 #include <KXCoreLib/CoreFoundation/CFException.h>
+#include <KXCoreLib/CoreFoundation/CalendarRef.h>
 #include <KXCoreLib/CoreFoundation/CharacterSetRef.h>
 #include <KXCoreLib/CoreFoundation/DataRef.h>
 #include <KXCoreLib/CoreFoundation/DateRef.h>

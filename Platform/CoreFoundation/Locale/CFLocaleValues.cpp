@@ -2,6 +2,7 @@
 #include "ICUText.h"
 #include "LocaleIdentifier.h"
 
+#include <CoreFoundation/CFCalendar.h>
 #include <CoreFoundation/CFCharacterSet.h>
 #include <CoreFoundation/CFNumber.h>
 
@@ -79,6 +80,17 @@ CFTypeRef makeCalendarIdentifier(const __CFLocale& locale) noexcept {
     return U_SUCCESS(status) && first ? createASCII(allocator(), first) : nullptr;
 }
 
+CFTypeRef makeCalendar(const __CFLocale& locale) noexcept {
+    // A calendar retains its locale, and is kept by this one: it gets another that is the same.
+    const auto same = Retained<const __CFLocale>::adopting(makeLocale(allocator(), locale.names));
+    const auto identifier =
+        Retained<const __CFString>::adopting(static_cast<CFStringRef>(makeCalendarIdentifier(locale)));
+    if (!same || !identifier) return nullptr;
+    const CFCalendarRef made = CFCalendarCreateWithIdentifier(allocator(), identifier.get());
+    CFCalendarSetLocale(made, same.get());
+    return made;
+}
+
 CFTypeRef makeCollation(const __CFLocale& locale) noexcept {
     IdentifierText value;
     return readKeyword(locale.icuCollation, "collation", value) ? createASCII(allocator(), value.data()) : nullptr;
@@ -142,6 +154,7 @@ const Known kKnown[] = {
     {kCFLocaleVariantCode, makePart<uloc_getVariant>},
     {kCFLocaleExemplarCharacterSet, makeExemplarSet},
     {kCFLocaleCalendarIdentifier, makeCalendarIdentifier},
+    {kCFLocaleCalendar, makeCalendar},
     {kCFLocaleCollationIdentifier, makeCollation},
     {kCFLocaleUsesMetricSystem, makeUsesMetricSystem},
     {kCFLocaleMeasurementSystem, makeMeasurementSystem},

@@ -49,7 +49,7 @@ CFStringRef describeZone(const Object* object) {
 
 namespace KXPlatform {
 
-constinit const Class kTimeZoneClass{TypeID::TimeZone, finalizeZone, equalZones, hashZone, describeZone, true};
+constinit const Class kTimeZoneClass{TypeID::TimeZone, finalizeZone, equalZones, hashZone, describeZone};
 
 std::int64_t secondsSince1970(CFAbsoluteTime at) noexcept {
     constexpr double kFarthest = 1e17;

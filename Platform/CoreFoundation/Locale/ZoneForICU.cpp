@@ -71,8 +71,15 @@ class ZoneForICU final : public icu::BasicTimeZone {
                    UErrorCode& status) const override {
         if (U_FAILURE(status)) return;
         std::int64_t time = secondsOf(date);
-        if (local) time -= offsetOfWallTime(time, [&](std::int64_t at) { return data().offsetAt(at); });
-        const Split split = splitOf(data(), data().at(time));
+        ZoneData::Period period = data().at(time);
+        if (local) {
+            const std::int32_t offset = offsetOfWallTime(time, [&](std::int64_t at) { return data().offsetAt(at); });
+            time -= offset;
+            period = data().at(time);
+            // A wall time that is skipped is one of the period before, although it comes to lie in this one.
+            if (period.offset != offset && period.start != kAlways) period = data().at(period.start - 1);
+        }
+        const Split split = splitOf(data(), period);
         rawOffset = split.raw * 1000;
         dstOffset = split.saving * 1000;
     }
@@ -147,8 +154,8 @@ class ZoneForICU final : public icu::BasicTimeZone {
         const auto ruleAt = [&](std::int64_t at) {
             const ZoneData::Period period = data().at(at);
             const Split split = splitOf(data(), period);
-            return new icu::InitialTimeZoneRule(icu::UnicodeString(period.abbreviation, -1, US_INV),
-                                                               split.raw * 1000, split.saving * 1000);
+            return new icu::InitialTimeZoneRule(icu::UnicodeString(period.abbreviation, -1, US_INV), split.raw * 1000,
+                                                split.saving * 1000);
         };
         icu::TimeZoneRule* const from = ruleAt(time - 1);
         icu::TimeZoneRule* const to = ruleAt(time);

@@ -7,6 +7,7 @@
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFBinaryHeap.h>
 #include <CoreFoundation/CFBitVector.h>
+#include <CoreFoundation/CFCalendar.h>
 #include <CoreFoundation/CFCharacterSet.h>
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFDate.h>

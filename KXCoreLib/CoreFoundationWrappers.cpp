@@ -40,6 +40,7 @@ const CFTypeID BooleanRef::typeID = CFBooleanGetTypeID();
 const CFTypeID CalendarRef::typeID = CFCalendarGetTypeID();
 const CFTypeID CharacterSetRef::typeID = CFCharacterSetGetTypeID();
 const CFTypeID DataRef::typeID = CFDataGetTypeID();
+const CFTypeID DateFormatterRef::typeID = CFDateFormatterGetTypeID();
 const CFTypeID DateRef::typeID = CFDateGetTypeID();
 const CFTypeID DictionaryRef::typeID = CFDictionaryGetTypeID();
 const CFTypeID ErrorRef::typeID = CFErrorGetTypeID();

@@ -307,6 +307,10 @@ class Values {
     CFCalendarRef known(CFCalendarRef) {
         return own(CFCalendarCreateWithIdentifier(nullptr, way_ == 0 ? kCFGregorianCalendar : kCFHebrewCalendar));
     }
+    CFDateFormatterRef known(CFDateFormatterRef) {
+        const auto locale = hold(CFLocaleCreate(nullptr, way_ == 0 ? CFSTR("de_DE") : CFSTR("ja_JP")));
+        return own(CFDateFormatterCreate(nullptr, locale, kCFDateFormatterLongStyle, kCFDateFormatterLongStyle));
+    }
     // None of these can be made yet.
     CFReadStreamRef known(CFReadStreamRef) { return nullptr; }
     CFWriteStreamRef known(CFWriteStreamRef) { return nullptr; }

@@ -24,6 +24,7 @@
 #include <KXCoreLib/CoreFoundation/CalendarRef.h>
 #include <KXCoreLib/CoreFoundation/CharacterSetRef.h>
 #include <KXCoreLib/CoreFoundation/DataRef.h>
+#include <KXCoreLib/CoreFoundation/DateFormatterRef.h>
 #include <KXCoreLib/CoreFoundation/DateRef.h>
 #include <KXCoreLib/CoreFoundation/DictionaryRef.h>
 #include <KXCoreLib/CoreFoundation/ErrorRef.h>

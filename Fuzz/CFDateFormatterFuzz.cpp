@@ -4,10 +4,10 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <string_view>
 
 namespace {

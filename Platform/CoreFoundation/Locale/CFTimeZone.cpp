@@ -336,7 +336,8 @@ CFTimeInterval CFTimeZoneGetDaylightSavingTimeOffset(CFTimeZoneRef tz, CFAbsolut
 CFAbsoluteTime CFTimeZoneGetNextDaylightSavingTimeTransition(CFTimeZoneRef tz, CFAbsoluteTime at) {
     if (!timeZone(tz)) return 0;
     const std::optional<std::int64_t> next = nextSavingChange(tz->zone, secondsSince1970(at));
-    return next ? static_cast<double>(*next) - kCFAbsoluteTimeIntervalSince1970 : 0;
+    const CFAbsoluteTime found = next ? static_cast<double>(*next) - kCFAbsoluteTimeIntervalSince1970 : 0;
+    return next && found > at ? found : 0;  // from beyond the ends of time nothing is later
 }
 
 CFStringRef CFTimeZoneCopyLocalizedName(CFTimeZoneRef tz, CFTimeZoneNameStyle style, CFLocaleRef locale) {

@@ -60,6 +60,8 @@ const CFTypeID TimeZoneRef::typeID = CFTimeZoneGetTypeID();
 const CFTypeID TreeRef::typeID = CFTreeGetTypeID();
 const CFTypeID URLRef::typeID = CFURLGetTypeID();
 const CFTypeID UUIDRef::typeID = CFUUIDGetTypeID();
+const CFTypeID XMLNodeRef::typeID = CFXMLNodeGetTypeID();
+const CFTypeID XMLParserRef::typeID = CFXMLParserGetTypeID();
 
 void TypeRef::assignOfType(CFTypeID typeID, const char* typeName, CFTypeRef p) {
     if (!p || CFGetTypeID(p) != typeID) __UnexpectedPointerType(p, typeName);

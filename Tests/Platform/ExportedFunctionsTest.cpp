@@ -300,6 +300,18 @@ class Values {
             kCFNumberFormatterDecimalStyle, kCFNumberFormatterCurrencyStyle, kCFNumberFormatterPercentStyle};
         return own(CFNumberFormatterCreate(nullptr, known(CFLocaleRef()), styles[way_]));
     }
+    CFXMLNodeRef known(CFXMLNodeRef) {
+        return own(CFXMLNodeCreate(nullptr, kCFXMLNodeTypeComment, CFSTR("text"), nullptr, 1));
+    }
+    CFXMLParserRef known(CFXMLParserRef) {
+        CFXMLParserCallBacks callBacks{0,
+                                       [](CFXMLParserRef, CFXMLNodeRef, void*) -> void* { return nullptr; },
+                                       [](CFXMLParserRef, void*, void*, void*) {},
+                                       [](CFXMLParserRef, void*, void*) {},
+                                       nullptr,
+                                       nullptr};
+        return own(CFXMLParserCreate(nullptr, hold(newData(way_)), nullptr, 0, 1, &callBacks, nullptr));
+    }
     CFLocaleRef known(CFLocaleRef) { return own(CFLocaleCreate(nullptr, way_ == 0 ? CFSTR("de_DE") : CFSTR("ja_JP"))); }
     CFTimeZoneRef known(CFTimeZoneRef) {
         return own(CFTimeZoneCreateWithName(nullptr, way_ == 0 ? CFSTR("Europe/Berlin") : CFSTR("GMT+0530"), false));

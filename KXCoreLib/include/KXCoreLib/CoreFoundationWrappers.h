@@ -46,3 +46,6 @@
 #include <KXCoreLib/CoreFoundation/TypeRef.h>
 #include <KXCoreLib/CoreFoundation/URLRef.h>
 #include <KXCoreLib/CoreFoundation/UUIDRef.h>
+#include <KXCoreLib/CoreFoundation/XMLNodeRef.h>
+#include <KXCoreLib/CoreFoundation/XMLParserRef.h>
+#include <KXCoreLib/CoreFoundation/XMLTreeRef.h>

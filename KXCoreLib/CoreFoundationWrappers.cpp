@@ -33,6 +33,7 @@ void __UnexpectedPointerType(CFTypeRef object, const char* typeName) {
 // The type identifiers, asked for when the library is loaded: the platform hands them out at run time.
 const CFTypeID AllocatorRef::typeID = CFAllocatorGetTypeID();
 const CFTypeID ArrayRef::typeID = CFArrayGetTypeID();
+const CFTypeID AttributedStringRef::typeID = CFAttributedStringGetTypeID();
 const CFTypeID BagRef::typeID = CFBagGetTypeID();
 const CFTypeID BinaryHeapRef::typeID = CFBinaryHeapGetTypeID();
 const CFTypeID BitVectorRef::typeID = CFBitVectorGetTypeID();
@@ -56,6 +57,7 @@ const CFTypeID RunLoopSourceRef::typeID = CFRunLoopSourceGetTypeID();
 const CFTypeID RunLoopTimerRef::typeID = CFRunLoopTimerGetTypeID();
 const CFTypeID SetRef::typeID = CFSetGetTypeID();
 const CFTypeID StringRef::typeID = CFStringGetTypeID();
+const CFTypeID StringTokenizerRef::typeID = CFStringTokenizerGetTypeID();
 const CFTypeID TimeZoneRef::typeID = CFTimeZoneGetTypeID();
 const CFTypeID TreeRef::typeID = CFTreeGetTypeID();
 const CFTypeID URLRef::typeID = CFURLGetTypeID();

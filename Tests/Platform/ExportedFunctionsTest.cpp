@@ -295,6 +295,19 @@ class Values {
     CFDateRef known(CFDateRef) { return own(CFDateCreate(nullptr, 5)); }
     CFUUIDRef known(CFUUIDRef) { return own(CFUUIDCreate(nullptr)); }
     CFTreeRef known(CFTreeRef) { return own(newTree()); }
+    CFStringTokenizerRef known(CFStringTokenizerRef) {
+        const auto made = own(CFStringTokenizerCreate(nullptr, wideText(), {0, CFStringGetLength(wideText())},
+                                                      static_cast<CFOptionFlags>(way_), nullptr));
+        CFStringTokenizerAdvanceToNextToken(made);
+        return made;
+    }
+    CFAttributedStringRef known(CFAttributedStringRef) { return known(CFMutableAttributedStringRef()); }
+    CFMutableAttributedStringRef known(CFMutableAttributedStringRef) {
+        const auto plain = hold(CFAttributedStringCreate(nullptr, wideText(), nullptr));
+        const CFMutableAttributedStringRef made = own(CFAttributedStringCreateMutableCopy(nullptr, 0, plain));
+        CFAttributedStringSetAttribute(made, {1, 2}, CFSTR("list"), CFSTR("value"));
+        return made;
+    }
     CFNumberFormatterRef known(CFNumberFormatterRef) {
         constexpr CFNumberFormatterStyle styles[kWays] = {
             kCFNumberFormatterDecimalStyle, kCFNumberFormatterCurrencyStyle, kCFNumberFormatterPercentStyle};
@@ -628,14 +641,16 @@ const std::map<std::string, Walk>& functions() {
     return walks;
 }
 
-// ---- ICU, whose calendars, formatters and names of zones crash where memory is refused them (seen in version 72).
-// While a function walks into one of those, ICU is given all that it asks for, and only our own requests are refused.
+// ---- ICU, whose calendars, formatters, breaks of Chinese and names of zones crash where memory is refused them (seen
+// in version 72). While a function walks into one of those, ICU is given all that it asks for, and only our own
+// requests are refused.
 
 bool isICUSpared = false;
 
 bool callsFragileICU(std::string_view name) {
     return name.starts_with("CFCalendar") || name.starts_with("CFDateFormatter") ||
-           name.starts_with("CFNumberFormatter") || name == "CFTimeZoneCopyLocalizedName";
+           name.starts_with("CFNumberFormatter") || name.starts_with("CFStringTokenizer") ||
+           name == "CFTimeZoneCopyLocalizedName";
 }
 
 template <class Request>

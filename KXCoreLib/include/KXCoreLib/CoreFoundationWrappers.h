@@ -16,6 +16,7 @@
 
 #include <KXCoreLib/CoreFoundation/AllocatorRef.h>
 #include <KXCoreLib/CoreFoundation/ArrayRef.h>
+#include <KXCoreLib/CoreFoundation/AttributedStringRef.h>
 #include <KXCoreLib/CoreFoundation/BagRef.h>
 #include <KXCoreLib/CoreFoundation/BinaryHeapRef.h>
 #include <KXCoreLib/CoreFoundation/BitVectorRef.h>
@@ -41,6 +42,7 @@
 #include <KXCoreLib/CoreFoundation/RunLoopTimerRef.h>
 #include <KXCoreLib/CoreFoundation/SetRef.h>
 #include <KXCoreLib/CoreFoundation/StringRef.h>
+#include <KXCoreLib/CoreFoundation/StringTokenizerRef.h>
 #include <KXCoreLib/CoreFoundation/TimeZoneRef.h>
 #include <KXCoreLib/CoreFoundation/TreeRef.h>
 #include <KXCoreLib/CoreFoundation/TypeRef.h>

@@ -3,6 +3,7 @@
 /// Everything this platform provides of CoreFoundation, under the names, types and values of macOS.
 
 #include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFAttributedString.h>
 #include <CoreFoundation/CFBag.h>
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFBinaryHeap.h>
@@ -25,6 +26,7 @@
 #include <CoreFoundation/CFSet.h>
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFStringEncodingExt.h>
+#include <CoreFoundation/CFStringTokenizer.h>
 #include <CoreFoundation/CFTimeZone.h>
 #include <CoreFoundation/CFTree.h>
 #include <CoreFoundation/CFURL.h>

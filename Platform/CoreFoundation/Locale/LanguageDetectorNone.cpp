@@ -1,0 +1,3 @@
+#include "LanguageDetector.h"
+
+const char* KXPlatform::detectLanguage(std::string_view) noexcept { return nullptr; }

@@ -51,19 +51,12 @@ CFStringRef describeURL(const Object* object) {
 
 /// Takes over the reference to `string`, which may be null.
 CFURLRef createOwning(CFAllocatorRef allocator, CFStringRef string, CFStringEncoding encoding, CFURLRef base) noexcept {
-    const auto owned = Retained<const __CFString>::adopting(string);
     // What is no ASCII cannot stand in a URL.
-    if (!string || (string->isWide() && string->length > 0)) return nullptr;
-    const TextView text = view(string);
-    const std::optional<URLParts> parts = parseURL(text.asciiView());
-    if (!parts || (text.length == 0 && !base)) return nullptr;
-    auto kept = URL::adopting(base && !parts->scheme ? CFURLCopyAbsoluteURL(base) : nullptr);
-    if (base && !parts->scheme && !kept) return nullptr;
-    const CFURLRef made = make<__CFURL>(allocator, 0, string, *parts, encoding, kept.get());
-    if (!made) return nullptr;
-    Retained<const __CFString>(owned).release();
-    kept.release();
-    return made;
+    const bool isASCII = string && (!string->isWide() || string->length == 0);
+    const std::optional<URLParts> parts = isASCII ? parseURL(view(string).asciiView()) : std::nullopt;
+    if (parts) return createURLOwning(allocator, string, *parts, encoding, base);
+    release(string);
+    return nullptr;
 }
 
 CFStringRef createString(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length,
@@ -81,6 +74,20 @@ constinit const Class kURLClass{TypeID::URL, finalizeAs<__CFURL>, equalURLs, has
 
 CFURLRef createURL(CFAllocatorRef allocator, std::string_view text, CFStringEncoding encoding, CFURLRef base) noexcept {
     return createOwning(allocator, createASCII(allocator, text), encoding, base);
+}
+
+CFURLRef createURLOwning(CFAllocatorRef allocator, CFStringRef string, const URLParts& parts, CFStringEncoding encoding,
+                         CFURLRef base) noexcept {
+    auto owned = Retained<const __CFString>::adopting(string);
+    if (!string || (string->length == 0 && !base)) return nullptr;
+    const bool keepsBase = base && !parts.scheme;
+    auto kept = URL::adopting(keepsBase ? CFURLCopyAbsoluteURL(base) : nullptr);
+    if (keepsBase && !kept) return nullptr;
+    const CFURLRef made = make<__CFURL>(allocator, 0, string, parts, encoding, kept.get());
+    if (!made) return nullptr;
+    owned.release();
+    kept.release();
+    return made;
 }
 
 std::string absoluteText(CFURLRef url) {
@@ -112,19 +119,24 @@ CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef URLString, 
 CFURLRef CFURLCreateAbsoluteURLWithBytes(CFAllocatorRef alloc, const UInt8* relativeURLBytes, CFIndex length,
                                          CFStringEncoding encoding, CFURLRef baseURL,
                                          Boolean useCompatibilityMode) try {
-    if (isMissing(baseURL)) return nullptr;
-    const auto url =
-        URL::adopting(createOwning(alloc, createString(alloc, relativeURLBytes, length, encoding), encoding, baseURL));
-    if (!url) return nullptr;
-    const Resolution resolution = useCompatibilityMode ? Resolution::Lenient : Resolution::Older;
-    // A text with a scheme keeps no base; by the lenient way it may be relative all the same.
+    if (isMissing(baseURL) || length < 0 || (!relativeURLBytes && length > 0)) return nullptr;
+    std::string_view text(reinterpret_cast<const char*>(relativeURLBytes), static_cast<std::size_t>(length));
+    Retained<const __CFString> decoded;
+    if (encoding != kCFStringEncodingUTF8 || !isASCII(text.data(), text.size())) {
+        decoded = Retained<const __CFString>::adopting(createString(alloc, relativeURLBytes, length, encoding));
+        if (!decoded || decoded->isWide()) return nullptr;
+        text = view(decoded.get()).asciiView();
+    }
+    const std::optional<URLParts> parts = parseURL(text);
+    if (!parts || (text.empty() && !baseURL)) return nullptr;
     const auto base = URL::adopting(baseURL ? CFURLCopyAbsoluteURL(baseURL) : nullptr);
     if (baseURL && !base) return nullptr;
-    if (!base || !isRelative(url->parsed(), base->parsed(), resolution)) {
-        return url->parts.scheme ? URL(url).release() : nullptr;
-    }
+    const Resolution resolution = useCompatibilityMode ? Resolution::Lenient : Resolution::Older;
+    const ParsedURL url{text, *parts};
+    if (!base || !isRelative(url, base->parsed(), resolution))
+        return parts->scheme ? createURL(alloc, text, encoding, nullptr) : nullptr;
     if (!base->parts.scheme) return nullptr;
-    return createURL(alloc, resolveURL(url->parsed(), base->parsed(), resolution), encoding, nullptr);
+    return createURL(alloc, resolveURL(url, base->parsed(), resolution), encoding, nullptr);
 } catch (const std::bad_alloc&) {
     return nullptr;
 }

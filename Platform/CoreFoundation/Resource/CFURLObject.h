@@ -48,6 +48,10 @@ inline CFURLRef checked(CFURLRef url) noexcept { return url && url->cls == &kURL
 /// A URL of an ASCII text and a base, which may be null. Null when the text is no URL or there is no memory.
 CFURLRef createURL(CFAllocatorRef allocator, std::string_view text, CFStringEncoding encoding, CFURLRef base) noexcept;
 
+/// The same for a string whose parts are known; takes over the reference to it.
+CFURLRef createURLOwning(CFAllocatorRef allocator, CFStringRef string, const URLParts& parts, CFStringEncoding encoding,
+                         CFURLRef base) noexcept;
+
 /// The file URL of a path as the system has it; relative to `base`, or the working directory where that is null.
 CFURLRef createFileURL(CFAllocatorRef allocator, std::string_view path, bool isDirectory, CFURLRef base) noexcept;
 

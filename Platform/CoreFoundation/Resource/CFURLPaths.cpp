@@ -68,6 +68,33 @@ bool pathBytes(CFStringRef string, CFURLPathStyle style, std::string& path) {
            pathFromStyle(bytes, style, path) && path.find('\0') == std::string::npos;
 }
 
+/// The URL of a path that begins with a slash, whose parts are known.
+CFURLRef createAbsoluteFileURL(CFAllocatorRef allocator, std::string_view path, bool isDirectory) noexcept {
+    constexpr std::string_view kStart = "file://";
+    const bool addsSlash = isDirectory && !path.ends_with('/');
+    const std::size_t size = kStart.size() + sizeEscaped(path, InFilePath) + addsSlash;
+    if (size >= URLPart::kAbsent) return nullptr;
+    __CFString* string = nullptr;
+    char* const text = makeASCII(allocator, size, string);
+    if (!text) return nullptr;
+    std::memcpy(text, kStart.data(), kStart.size());
+    char* const end = writeEscaped(text + kStart.size(), path, InFilePath);
+    if (addsSlash) *end = '/';
+    URLParts parts;
+    constexpr auto kPath = static_cast<std::uint32_t>(kStart.size());
+    parts.scheme = {0, 4};
+    parts.authority = parts.host = {kPath, kPath};
+    parts.path = {kPath, static_cast<std::uint32_t>(size)};
+    return createURLOwning(allocator, string, parts, kCFStringEncodingUTF8, nullptr);
+}
+
+/// Whether the parts are those of a file's URL that names no other computer.
+bool isOfThisComputer(std::string_view text, const URLParts& parts) noexcept {
+    const std::string_view host = parts.host.of(text);
+    return !parts.isOpaque && equalsIgnoringCase(parts.scheme.of(text), "file") &&
+           (host.empty() || equalsIgnoringCase(host, "localhost"));
+}
+
 CFURLRef createWithFileSystemPath(CFAllocatorRef allocator, CFStringRef filePath, CFURLPathStyle style,
                                   bool isDirectory, CFURLRef base) noexcept try {
     std::string path;
@@ -89,14 +116,11 @@ CFURLRef createFromRepresentation(CFAllocatorRef allocator, const UInt8* buffer,
 namespace KXPlatform {
 
 CFURLRef createFileURL(CFAllocatorRef allocator, std::string_view path, bool isDirectory, CFURLRef base) noexcept try {
+    if (path.starts_with('/')) return createAbsoluteFileURL(allocator, path, isDirectory);
     std::string text;
-    text.reserve(path.size() + 16);
-    const bool isAbsolute = path.starts_with('/');
-    if (isAbsolute) text += "file://";
     appendEscaped(text, path, InFilePath);
     if (path.empty()) text += "./";
     if (isDirectory && !text.ends_with('/')) text += '/';
-    if (isAbsolute) return createURL(allocator, text, kCFStringEncodingUTF8, nullptr);
     guardColon(text);
     if (base) return createURL(allocator, text, kCFStringEncodingUTF8, base);
     const auto here = URL::adopting(createWorkingDirectory(allocator));
@@ -106,11 +130,14 @@ CFURLRef createFileURL(CFAllocatorRef allocator, std::string_view path, bool isD
 }
 
 bool filePath(CFURLRef url, std::string& path) {
-    const std::string text = absoluteText(url);
-    const std::optional<URLParts> parts = parseURL(text);
-    if (!parts || parts->isOpaque || !equalsIgnoringCase(parts->scheme.of(text), "file")) return false;
-    const std::string_view host = parts->host.of(text);
-    if (!host.empty() && !equalsIgnoringCase(host, "localhost")) return false;
+    std::string whole;
+    std::optional<URLParts> parts = url->parts;
+    if (url->base) {
+        whole = absoluteText(url);
+        parts = parseURL(whole);
+    }
+    const std::string_view text = url->base ? std::string_view(whole) : url->text();
+    if (!parts || !isOfThisComputer(text, *parts)) return false;
     path = unescaped(parts->path.of(text));
     path.resize(withoutSlash(path).size());
     return path.starts_with('/') && path.find('\0') == std::string::npos;
@@ -143,6 +170,18 @@ CFURLRef CFURLCreateFromFileSystemRepresentationRelativeToBase(CFAllocatorRef al
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,
                                          CFIndex maxBufLen) try {
     if (!decomposed(url) || !buffer || maxBufLen <= 0) return false;
+    if (!url->base) {
+        // Written where it is wanted at once, if there is room for all that it may be.
+        const std::string_view escaped = url->part(url->parts.path);
+        if (!isOfThisComputer(url->text(), url->parts) || !escaped.starts_with('/')) return false;
+        if (static_cast<CFIndex>(escaped.size()) < maxBufLen) {
+            char* const out = reinterpret_cast<char*>(buffer);
+            const std::string_view whole(out, static_cast<std::size_t>(writeUnescaped(out, escaped) - out));
+            const std::string_view path = withoutSlash(whole);
+            out[path.size()] = 0;
+            return path.find('\0') == std::string_view::npos;
+        }
+    }
     std::string path;
     if (resolveAgainstBase || !url->base) {
         if (!filePath(url, path)) return false;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Texts of URLs made from others: percent escapes, and a relative text resolved against its base. All of these throw
-// std::bad_alloc.
+// Texts of URLs made from others: percent escapes, and a relative text resolved against its base. What returns a
+// string, or appends to one, throws std::bad_alloc.
 
 #include "URLParts.h"
 
@@ -13,6 +13,14 @@ namespace KXPlatform {
 
 /// Appends `bytes`, each escaped but for those of this use.
 void appendEscaped(std::string& text, std::string_view bytes, URLCharacter use);
+
+/// How long that makes them, and the same written to memory that has room for it; returns its end. These throw nothing.
+std::size_t sizeEscaped(std::string_view bytes, URLCharacter use) noexcept;
+char* writeEscaped(char* out, std::string_view bytes, URLCharacter use) noexcept;
+
+/// Writes the bytes of a text in which every percent sign begins an escape, which are no more than it has characters;
+/// returns their end.
+char* writeUnescaped(char* out, std::string_view text) noexcept;
 
 /// The bytes of a text in which every percent sign begins an escape.
 std::string unescaped(std::string_view text);

@@ -221,6 +221,16 @@ TEST(CFURL, ResolvesAgainstUnusualBases) {
     EXPECT_EQ(absolute(url("b", url("mailto:a"))), "mailto:b");
     EXPECT_EQ(absolute(url("..//b", url("x:/a/b"))), "x:/.//b");
     EXPECT_EQ(absolute(url("..//b", url("file:///a/b"))), "file:////b");
+    EXPECT_EQ(absolute(url("//x://a", url("http://h/"))), "http://x://a") << "the port is empty";
+}
+
+TEST(CFURL, ResolvedAgainstARelativeBaseStaysRelative) {
+    EXPECT_EQ(absolute(url("../b", url("a"))), "b");
+    EXPECT_EQ(absolute(url("../", url("a"))), "./");
+    EXPECT_EQ(absolute(url("../x:y", url("a/b"))), "./x:y");
+    EXPECT_EQ(absolute(url("./x:y/z", url("a"))), "./x:y/z");
+    EXPECT_EQ(absolute(url("?q", url("#f"))), "./?q");
+    EXPECT_EQ(absolute(url("//h", url("a"))), "//h");
 }
 
 std::string resolved(std::string_view relative, CFURLRef base, bool isCompatible) {

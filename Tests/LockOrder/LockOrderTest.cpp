@@ -12,12 +12,16 @@
 
 #include <CoreFoundation/CFFileDescriptor.h>
 #include <CoreFoundation/CFMachPort.h>
+#include <CoreFoundation/CFSocket.h>
 #include <CoreFoundation/CFUUID.h>
 
 #include <gtest/gtest.h>
 
 #include <mutex>
+#include <optional>
 #include <sstream>
+
+#include <sys/socket.h>
 
 using namespace KXCore;
 using namespace lock_order;
@@ -123,6 +127,9 @@ struct Program {
         nameLocked("CFMachPort registry", [] { machPort(); });
         static const auto descriptor = hold(CFFileDescriptorCreate(nullptr, 0, false, nullptr, nullptr));
         nameMemberLocked("CFFileDescriptor", descriptor.get(), [] { CFFileDescriptorIsValid(descriptor); });
+        static std::optional<Held::Holder<CFSocketRef>> socket;
+        nameLocked("CFSocket table", [] { socket = hold(CFSocketCreate(nullptr, 0, 0, 0, 0, nullptr, nullptr)); });
+        nameMemberLocked("CFSocket", socket->get(), [] { CFSocketIsValid(*socket); });
         CFRunLoopAddTimer(loop, std::get<1>(items), kCFRunLoopDefaultMode);
         nameBehindWordLocked("ready list", kCFRunLoopDefaultMode, [] { run(); });
     }
@@ -245,6 +252,10 @@ struct Program {
                 nullptr));
             const auto descriptorSource = hold(CFFileDescriptorCreateRunLoopSource(nullptr, descriptor, 0));
             CFFileDescriptorEnableCallBacks(descriptor, kCFFileDescriptorReadCallBack);
+            const auto socket =
+                hold(CFSocketCreate(nullptr, 0, SOCK_DGRAM, 0, kCFSocketWriteCallBack, nullptr, nullptr));
+            const auto socketSource = hold(CFSocketCreateRunLoopSource(nullptr, socket, 0));
+            CFRunLoopAddSource(loop, socketSource, kCFRunLoopDefaultMode);
             kx_send_notification_msg(CFMachPortGetPort(port));  // waits when the source comes
             CFRunLoopAddSource(loop, source, kCFRunLoopCommonModes);
             CFRunLoopAddSource(loop, portSource, kCFRunLoopDefaultMode);
@@ -268,6 +279,7 @@ struct Program {
             if (i % 2) CFRunLoopSourceInvalidate(portSource);
             CFMachPortInvalidate(port);
             CFFileDescriptorInvalidate(descriptor);
+            CFSocketInvalidate(socket);
             CFRunLoopTimerInvalidate(often);
             CFRunLoopTimerInvalidate(once);
             CFRunLoopObserverInvalidate(watcher);

@@ -37,6 +37,7 @@
 
 #include <fcntl.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 // The type of a va_list has an attribute that does not matter here.
@@ -282,6 +283,16 @@ class Values {
         const std::string_view text = texts[way_];
         return own(CFURLCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
                                         static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, base));
+    }
+    CFURLEnumeratorRef known(CFURLEnumeratorRef) {
+        const auto folder = hold(CFURLCreateWithString(nullptr, CFSTR("file:///usr/"), nullptr));
+        return own(CFURLEnumeratorCreateForDirectoryURL(nullptr, folder, kCFURLEnumeratorDescendRecursively, nullptr));
+    }
+    CFSocketRef known(CFSocketRef) {
+        const CFSocketRef made =
+            own(CFSocketCreate(nullptr, PF_UNIX, SOCK_DGRAM, 0, kCFSocketReadCallBack, nullptr, nullptr));
+        endings_.emplace_back([made] { CFSocketInvalidate(made); });
+        return made;
     }
     // Nobody has one.
     FSRef* known(FSRef*) { return nullptr; }
@@ -540,6 +551,18 @@ std::map<std::string, Walk> ownWalks() {
             CFFileDescriptorContext context{};
             const CFFileDescriptorRef made = CFFileDescriptorCreate(nullptr, descriptor, false, nullptr, &context);
             if (made) CFRelease(made);
+        };
+    };
+    walks["CFSocketCreateWithNative"] = [](Values& values) -> Call {
+        const int native = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        values.atEnd([native] { ::close(native); });
+        return [native] {
+            const CFSocketContext context{};
+            const CFSocketRef made =
+                CFSocketCreateWithNative(nullptr, native, kCFSocketAcceptCallBack, nullptr, &context);
+            if (!made) return;
+            CFSocketSetSocketFlags(made, 0);
+            CFRelease(made);
         };
     };
     walks["mach_msg"] = [](Values& values) -> Call { return [port = newPort(values)] { sendAndReceive(port); }; };

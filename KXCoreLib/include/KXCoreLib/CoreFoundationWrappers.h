@@ -41,11 +41,13 @@
 #include <KXCoreLib/CoreFoundation/RunLoopSourceRef.h>
 #include <KXCoreLib/CoreFoundation/RunLoopTimerRef.h>
 #include <KXCoreLib/CoreFoundation/SetRef.h>
+#include <KXCoreLib/CoreFoundation/SocketRef.h>
 #include <KXCoreLib/CoreFoundation/StringRef.h>
 #include <KXCoreLib/CoreFoundation/StringTokenizerRef.h>
 #include <KXCoreLib/CoreFoundation/TimeZoneRef.h>
 #include <KXCoreLib/CoreFoundation/TreeRef.h>
 #include <KXCoreLib/CoreFoundation/TypeRef.h>
+#include <KXCoreLib/CoreFoundation/URLEnumeratorRef.h>
 #include <KXCoreLib/CoreFoundation/URLRef.h>
 #include <KXCoreLib/CoreFoundation/UUIDRef.h>
 #include <KXCoreLib/CoreFoundation/XMLNodeRef.h>

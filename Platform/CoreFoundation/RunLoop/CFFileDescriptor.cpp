@@ -1,3 +1,4 @@
+#include "DescriptorCalls.h"
 #include "RunLoop.h"
 
 #include <CoreFoundation/CFFileDescriptor.h>
@@ -17,12 +18,6 @@ constexpr CFOptionFlags kAllTypes = kCFFileDescriptorReadCallBack | kCFFileDescr
 
 }  // namespace
 
-/// A callback under way, on its thread's stack.
-struct DescriptorCall {
-    pid_t thread;
-    DescriptorCall* next;
-};
-
 struct __CFFileDescriptor : Object {
     __CFFileDescriptor(int d, bool c, CFFileDescriptorCallBack f) noexcept
         : Object(kFileDescriptorClass), descriptor(d), closeOnInvalidate(c), callout(f) {}
@@ -37,8 +32,7 @@ struct __CFFileDescriptor : Object {
     CFOptionFlags enabled = 0;
     std::uint32_t serial = 0;  ///< of the last wish
     Info info;
-    DescriptorCall* calls = nullptr;      ///< that are under way
-    bool closesAfterCalls = false;        ///< the last of them closes the descriptor
+    DescriptorCalls calls;
     __CFRunLoopSource* source = nullptr;  ///< not retained: it retains the object, and takes itself back when it goes
 };
 
@@ -80,52 +74,22 @@ CFOptionFlags take(void* owner, std::uint32_t events, std::uint32_t serial) noex
     return types;
 }
 
-void beginCall(__CFFileDescriptor& f, DescriptorCall& call) noexcept {
-    call = {currentThread(), f.calls};
-    f.calls = &call;
-}
-
-void endCall(__CFFileDescriptor& f, const DescriptorCall& call) noexcept {
-    bool closes;
-    {
-        const std::lock_guard lock(f.mutex);
-        DescriptorCall** place = &f.calls;
-        while (*place != &call) place = &(*place)->next;
-        *place = call.next;
-        closes = !f.calls && f.closesAfterCalls;
-    }
-    if (closes) Descriptor(f.descriptor).close();
-}
-
 void callOut(void* owner, CFOptionFlags types) {
     auto* const f = static_cast<__CFFileDescriptor*>(owner);
-    DescriptorCall call;
+    DescriptorCalls::Call call;
     Info info;
     {
         const std::lock_guard lock(f->mutex);
         if (!f->valid) return;
         info = f->info;
-        beginCall(*f, call);
+        f->calls.begin(call);
     }
     struct Finish {
         __CFFileDescriptor& f;
-        const DescriptorCall& call;
-        ~Finish() { endCall(f, call); }
+        const DescriptorCalls::Call& call;
+        ~Finish() { f.calls.end(f.mutex, call, f.descriptor); }
     } const finish{*f, call};
     if (f->callout) f->callout(f, types, info.get());
-}
-
-/// Closes the descriptor of an object that has become invalid: now, or once the callbacks on other threads have
-/// returned, which may be using its number. One on this thread knows what it does.
-void closeAfterCalls(__CFFileDescriptor& f) noexcept {
-    {
-        const std::lock_guard lock(f.mutex);
-        for (const DescriptorCall* call = f.calls; call; call = call->next) {
-            if (call->thread != currentThread()) f.closesAfterCalls = true;
-        }
-        if (f.closesAfterCalls) return;
-    }
-    Descriptor(f.descriptor).close();
 }
 
 constexpr SourceOwner kDescriptorOwner{forgetSource, nullptr, descriptorOf, interestOf, take, callOut};
@@ -192,7 +156,7 @@ void CFFileDescriptorInvalidate(CFFileDescriptorRef f) {
     }
     if (source) CFRunLoopSourceInvalidate(source.get());
     // No loop watches the descriptor any more: its number may go to another file.
-    if (f->closeOnInvalidate) closeAfterCalls(*f);
+    if (f->closeOnInvalidate) f->calls.close(f->mutex, f->descriptor);
 }
 
 Boolean CFFileDescriptorIsValid(CFFileDescriptorRef f) {

@@ -102,9 +102,9 @@ MountSource::~MountSource() {
 /// "36 35 98:0 /root /mount/point rw,noatime master:1 - ext3 /dev/root rw,errors=continue"
 std::optional<MountSource::Mount> MountSource::mountIn(const std::string& line) {
     std::istringstream fields(line);
-    std::string id, parent, device, root, options, word;
+    std::string id, parent, device, root, flags, word;
     Mount mount;
-    fields >> id >> parent >> device >> root >> mount.point >> options;
+    fields >> id >> parent >> device >> root >> mount.point >> flags;
     while (fields >> word && word != "-") {
     }
     fields >> mount.type >> mount.source >> mount.options;
@@ -113,8 +113,8 @@ std::optional<MountSource::Mount> MountSource::mountIn(const std::string& line) 
     mount.point = unescaped(mount.point);
     mount.source = unescaped(mount.source);
     mount.device = makedev(major, minor);
-    mount.isReadOnly =
-        options == "ro" || options.starts_with("ro,") || mount.options == "ro" || mount.options.starts_with("ro,");
+    // Of the file system, not of the mount: a service sees every mount as one that it may not write to.
+    mount.isReadOnly = mount.options == "ro" || mount.options.starts_with("ro,");
     mount.identity = "source=" + onOneLine(mount.source.c_str(), " \\") + " type=" + mount.type + " mount=" + id;
     return mount;
 }

@@ -44,11 +44,12 @@ AuditRecord begin(int eventID, int type) {
 }
 
 /// A record of the agent itself, about no device.
-Record ofService(int eventID, const char* action, const std::string& information, const char* reason) {
+Record ofService(int eventID, const char* action, const std::string& name, const std::string& information,
+                 const char* reason) {
     AuditRecord record = begin(eventID, AuditTypeError);
     record.set_device_type(AuditDeviceTypeService);
     record.set_action_str(action);
-    record.set_name_str("kxagent");
+    record.set_name_str(name.c_str());
     record.set_information_str(information.c_str());
     record.set_reason_str(reason);
     Record made;
@@ -84,14 +85,15 @@ Record recordOf(const DeviceEvent& event, const Decision& decision, bool observe
 }
 
 Record recordOfLoss(std::uint64_t count) {
-    Record made = ofService(Dropped, "dropped", std::to_string(count),
-                            "these events could not be written, and there was no more memory for them");
+    Record made =
+        ofService(Dropped, "dropped", std::to_string(count) + (count == 1 ? " event" : " events"),
+                  std::to_string(count), "these events could not be written, and there was no more memory for them");
     made.lost = count;
     return made;
 }
 
 Record recordOfOverflow(const std::string& where) {
-    return ofService(Overflow, "overflow", where,
+    return ofService(Overflow, "overflow", "kernel", where,
                      "more came at once than the kernel keeps; what is there was looked at");
 }
 

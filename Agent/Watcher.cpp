@@ -42,8 +42,13 @@ class Every final : public RunLoopSourceTimer {
 
 }  // namespace
 
-Watcher::Watcher(Sources sources, Presence::Devices reported, Auditor& auditor, std::unique_ptr<StatusSocket> status)
-    : sources_(std::move(sources)), reported_(std::move(reported)), auditor_(auditor), status_(std::move(status)) {}
+Watcher::Watcher(Sources sources, Presence::Devices reported, Auditor& auditor, std::unique_ptr<StatusSocket> status,
+                 std::function<void()> begun)
+    : sources_(std::move(sources)),
+      reported_(std::move(reported)),
+      auditor_(auditor),
+      status_(std::move(status)),
+      begun_(std::move(begun)) {}
 
 void Watcher::run() {
     const CFRunLoopRef loop = CFRunLoopGetCurrent();
@@ -70,6 +75,7 @@ void Watcher::run() {
     computer->scheduleWithRunLoop(loop, kCFRunLoopCommonModes, 0);
 
     for (const auto& source : sources_) source->begin(auditor_, reported_);
+    begun_();
     CFRunLoopRun();
 }
 

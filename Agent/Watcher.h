@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -19,8 +20,10 @@ class Watcher : public KXCore::BackgroundThread {
   public:
     using Sources = std::vector<std::unique_ptr<DeviceSource>>;
 
-    /// `reported` is what an earlier process of this boot reported. `status` may be null; the rest outlives the thread.
-    Watcher(Sources sources, Presence::Devices reported, Auditor& auditor, std::unique_ptr<StatusSocket> status);
+    /// `reported` is what an earlier process of this boot reported. `status` may be null. `begun` is called when what
+    /// is there was looked at: from then on, what comes arrives. The rest outlives the thread.
+    Watcher(Sources sources, Presence::Devices reported, Auditor& auditor, std::unique_ptr<StatusSocket> status,
+            std::function<void()> begun);
 
     void run() override;
     void destroy() override {}  ///< belongs to whoever made it
@@ -33,6 +36,7 @@ class Watcher : public KXCore::BackgroundThread {
     const Presence::Devices reported_;
     Auditor& auditor_;
     const std::unique_ptr<StatusSocket> status_;
+    const std::function<void()> begun_;
     std::atomic<std::chrono::steady_clock::time_point> lastSeen_{std::chrono::steady_clock::now()};
 };
 

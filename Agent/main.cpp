@@ -149,13 +149,14 @@ int run(const char* path) {
                       owner->lost());
     delivery.onRoom([&recorder] { recorder.tryAgain(); });
     Auditor auditor(settings, recorder);
-    Watcher watcher(std::move(sources), presence.devices(), auditor, std::move(status));
+    Watcher watcher(std::move(sources), presence.devices(), auditor, std::move(status), [&] {
+        report("watching " + configuration->watch.value_or("the system's devices and volumes"));
+        service.isReady();
+    });
 
     StartBackgroundThread("delivery", &delivery);
     StartBackgroundThread("recorder", &recorder);
     StartBackgroundThread("watcher", &watcher);
-    report("watching " + configuration->watch.value_or("the system's devices and volumes"));
-    service.isReady();
 
     const auto watchdog = service.watchdog();
     const auto isWell = [&] {

@@ -3,7 +3,7 @@
 set(kx_package "${PROJECT_SOURCE_DIR}/cmake/package")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kxcorelib)
-set(CPACK_PACKAGE_CONTACT "KXCoreLib developers <root@localhost.localdomain>")
+set(CPACK_PACKAGE_CONTACT "KXCoreLib developers <developers@kxcorelib.invalid>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DIRECTORY "${PROJECT_SOURCE_DIR}/build/package")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

@@ -185,12 +185,12 @@ CF_EXPORT Boolean CFURLCopyResourcePropertyForKey(CFURLRef url, CFStringRef key,
                                                   CFErrorRef* error);
 /// Those of the keys that have a value. Null on the first that cannot be read.
 CF_EXPORT CFDictionaryRef CFURLCopyResourcePropertiesForKeys(CFURLRef url, CFArrayRef keys, CFErrorRef* error);
-/// What can be set: the dates of access and change, whether the file is hidden or excluded from backups (not here), its
-/// name, and whether it may be changed. A property that cannot be set is ignored, and true returned.
+/// The name can be set, within the folder and over no other file, and so can the dates of access to the content and of
+/// its modification. Any other property is ignored, and true returned.
 CF_EXPORT Boolean CFURLSetResourcePropertyForKey(CFURLRef url, CFStringRef key, CFTypeRef propertyValue,
                                                  CFErrorRef* error);
-/// In no order. The error of the first that fails names those that are left in kCFURLKeysOfUnsetValuesKey of its user
-/// info.
+/// The name last, the others in no order. The first that fails ends the call; the error's user info has the keys of all
+/// that were not set under kCFURLKeysOfUnsetValuesKey.
 CF_EXPORT Boolean CFURLSetResourcePropertiesForKeys(CFURLRef url, CFDictionaryRef keyedPropertyValues,
                                                     CFErrorRef* error);
 CF_EXPORT void CFURLClearResourcePropertyCacheForKey(CFURLRef url, CFStringRef key);
@@ -198,7 +198,7 @@ CF_EXPORT void CFURLClearResourcePropertyCacheForKey(CFURLRef url, CFStringRef k
 CF_EXPORT void CFURLClearResourcePropertyCache(CFURLRef url);
 /// Keeps a value of the caller's own under a key with the URL object; null takes it back.
 CF_EXPORT void CFURLSetTemporaryResourcePropertyForKey(CFURLRef url, CFStringRef key, CFTypeRef propertyValue);
-/// Whether the file exists; true for a URL of another scheme would be a guess: false, with an error.
+/// Whether the file exists. False, with an error, for a URL of another scheme, which is not asked for.
 CF_EXPORT Boolean CFURLResourceIsReachable(CFURLRef url, CFErrorRef* error);
 
 // Of any file.

@@ -355,6 +355,37 @@ PListValueError::PListValueError(const PListNode& node, std::wstring message)
 
 const char* PListValueError::what() const noexcept { return "PListValueError"; }
 
+namespace {
+
+std::string utf8Of(const std::wstring& text) {
+    const CFIndex size = static_cast<CFIndex>(text.size() * sizeof(wchar_t));
+    const StringRef string = StringRef::adopt(CFStringCreateWithBytes(
+        kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()), size, kCFStringEncodingUTF32LE, false));
+    return string ? string.copyStdString() : std::string();
+}
+
+const char* wordsFor(std::int32_t type) noexcept {
+    constexpr const char* kWords[] = {"a string",  "an array", "a dictionary", "a date",
+                                      "a boolean", "a number", "data"};
+    return type >= 1 && type <= 7 ? kWords[type - 1] : "of the type asked for";
+}
+
+}  // namespace
+
+std::string DescribePListError(const PListError& error) {
+    std::string fault = error.what();
+    if (dynamic_cast<const PListItemMissingError*>(&error)) {
+        fault = "there is no such value";
+    } else if (const auto* const type = dynamic_cast<const PListUnexpectedTypeError*>(&error)) {
+        fault = std::string("the value is not ") + wordsFor(type->getExpectedType());
+    } else if (dynamic_cast<const PListConversionError*>(&error)) {
+        fault = "the number does not fit";
+    } else if (const auto* const value = dynamic_cast<const PListValueError*>(&error)) {
+        fault = utf8Of(value->getMessage());
+    }
+    return utf8Of(error.getLocationInfo()) + ": " + fault;
+}
+
 void _GetStringData(std::vector<wchar_t>& out, CFStringRef string) {
     static_assert(sizeof(wchar_t) == 4, "a wide character holds a code point");
     const CFIndex length = string ? CFStringGetLength(string) : 0;

@@ -22,6 +22,12 @@ void _FileDescriptorCallBack(CFFileDescriptorRef, CFOptionFlags, void* info) {
     call_bridged_source<RunLoopSourceFileDescriptor>(info);
 }
 
+/// The platform ignores the null object that it is handed then; without a word nobody would find out why no event
+/// comes.
+void logUninitialized(const char* source) noexcept {
+    LogLine("%s::scheduleWithRunLoop: the source was not initialized, nothing is scheduled\n", source);
+}
+
 /// A context that makes a platform object hold `bridge`.
 template <class Context, class T>
 Context contextOf(const boost::intrusive_ptr<rl_bridge<T>>& bridge) {
@@ -45,6 +51,10 @@ MachPortRef makeMachPort(const boost::shared_ptr<T>& source, mach_port_t port, C
 }
 
 }  // namespace
+
+void detail::LogEscapingException(const char* text) noexcept {
+    LogLine("a CFException leaves a run-loop callback (%s)\n", text ? text : "");
+}
 
 // ---- Composites
 
@@ -91,6 +101,7 @@ void RunLoopSourceTimer::initialize(const boost::shared_ptr<RunLoopSourceTimer>&
 }
 
 void RunLoopSourceTimer::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    if (!timer_) logUninitialized("RunLoopSourceTimer");
     CFRunLoopAddTimer(runLoop, timer_.get(), mode);
 }
 
@@ -115,6 +126,7 @@ void RunLoopSourceEventPort::initialize(const boost::shared_ptr<RunLoopSourceEve
 }
 
 void RunLoopSourceEventPort::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    if (!runLoopSource_) logUninitialized("RunLoopSourceEventPort");
     CFRunLoopAddSource(runLoop, runLoopSource_.get(), mode);
 }
 
@@ -139,6 +151,7 @@ void RunLoopSourceMachPort::initialize(const boost::shared_ptr<RunLoopSourceMach
 }
 
 void RunLoopSourceMachPort::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    if (!runLoopSource_) logUninitialized("RunLoopSourceMachPort");
     CFRunLoopAddSource(runLoop, runLoopSource_.get(), mode);
 }
 
@@ -167,6 +180,7 @@ void RunLoopSourceFileDescriptor::initialize(const boost::shared_ptr<RunLoopSour
 }
 
 void RunLoopSourceFileDescriptor::scheduleWithRunLoop(CFRunLoopRef runLoop, CFStringRef mode, int) {
+    if (!runLoopSource_) logUninitialized("RunLoopSourceFileDescriptor");
     CFRunLoopAddSource(runLoop, runLoopSource_.get(), mode);
 }
 

@@ -244,6 +244,10 @@ class KX_EXPORT PListValueError : public PListError {
     std::wstring message_;
 };
 
+/// What is wrong and where, in UTF-8, for a log or a person: "agent.plist [/Devices/Item_2/Name]: there is no such
+/// value". what() only names the class.
+KX_EXPORT std::string DescribePListError(const PListError& error);
+
 /// Fills `out` with the code points of `string`. They end before a unit that is half of a surrogate pair.
 KX_EXPORT void _GetStringData(std::vector<wchar_t>& out, CFStringRef string);
 

@@ -20,9 +20,11 @@
 /// Threads: the last pointer to a source may go on any thread at any time, in its own callback() too, while events
 /// arrive. Making, initializing and scheduling one source is one thread's business at a time. callback() is called by
 /// every run loop that the source is scheduled on, by several at once if it is scheduled on several. An exception from
-/// callback() passes on to whoever runs the loop.
+/// callback() passes on to whoever runs the loop; the text of a CFException is logged first. Scheduling a leaf that was
+/// not initialized does nothing but log a line that says so.
 
 #include <KXCoreLib/Atomic.h>
+#include <KXCoreLib/CoreFoundation/CFException.h>
 #include <KXCoreLib/CoreFoundation/FileDescriptorRef.h>
 #include <KXCoreLib/CoreFoundation/MachPortRef.h>
 #include <KXCoreLib/CoreFoundation/RunLoopRef.h>
@@ -36,6 +38,7 @@
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <boost/smart_ptr/weak_ptr.hpp>
 
+#include <type_traits>
 #include <utility>
 
 namespace KXCore {
@@ -206,24 +209,45 @@ void cf_release_callback(void* info) {
     intrusive_ptr_release(static_cast<const B*>(info));
 }
 
+namespace detail {
+/// Logs the text of a CFException on its way out of a callback: nothing else says it when the process ends by it.
+KX_EXPORT void LogEscapingException(const char* text) noexcept;
+}  // namespace detail
+
 /// What every platform callback does with its info: calls the source, if it still lives, and keeps it alive meanwhile.
-/// The last pointer to the source may be the one given up here.
+/// The last pointer to the source may be the one given up here. An exception passes on; a CFException is logged first.
 template <class T>
 void call_bridged_source(const void* info) {
     // The bridge is not touched again: the source's end may be the bridge's.
-    if (const boost::shared_ptr<T> source = static_cast<const rl_bridge<T>*>(info)->lock()) source->callback();
+    const boost::shared_ptr<T> source = static_cast<const rl_bridge<T>*>(info)->lock();
+    if (!source) return;
+    try {
+        source->callback();
+    } catch (const CoreFoundation::CFException& exception) {
+        detail::LogEscapingException(exception.what());
+        throw;
+    }
 }
 
 /// A leaf source whose callback() runs a handler: an object with a callback() of its own, or one that can be called.
 ///
 ///     struct Refresh { void callback() { ... } };
 ///     auto source = boost::make_shared<bind_run_loop_source<RunLoopSourceTimer, Refresh>>(fireDate, interval);
+///
+/// A handler that has something of its own, as a lambda has its captures, is given to the constructor; see also
+/// MakeRunLoopSource().
 template <class Source, class Handler>
 class bind_run_loop_source final : public Source {
   public:
     /// Takes what `Source` is made from; the handler is made without arguments.
     template <class... Args>
-    explicit bind_run_loop_source(Args&&... args) : Source(std::forward<Args>(args)...) {}
+    requires(!std::is_same_v<std::remove_cvref_t<Args>, Handler> && ...) explicit bind_run_loop_source(Args&&... args)
+        : Source(std::forward<Args>(args)...), handler() {}
+
+    /// Takes the handler, and after it what `Source` is made from.
+    template <class... Args>
+    explicit bind_run_loop_source(Handler h, Args&&... args)
+        : Source(std::forward<Args>(args)...), handler(std::move(h)) {}
 
     void callback() override {
         if constexpr (requires(Handler & h) { h.callback(); }) {
@@ -234,7 +258,20 @@ class bind_run_loop_source final : public Source {
     }
 
   private:
-    [[no_unique_address]] Handler handler{};
+    [[no_unique_address]] Handler handler;
 };
+
+/// A leaf source that runs `handler`, made of `args` and initialized: ready to be scheduled. The handler lives as long
+/// as the source. Throws what initialize() throws.
+///
+///     auto source = MakeRunLoopSource<RunLoopSourceTimer>([&] { tick(); }, CFAbsoluteTimeGetCurrent() + 1, 1.0);
+///     source->scheduleWithRunLoop(CFRunLoopGetCurrent(), kCFRunLoopDefaultMode, 0);
+template <class Source, class Handler, class... Args>
+boost::shared_ptr<Source> MakeRunLoopSource(Handler handler, Args&&... args) {
+    const boost::shared_ptr<Source> source =
+        boost::make_shared<bind_run_loop_source<Source, Handler>>(std::move(handler), std::forward<Args>(args)...);
+    Source::initialize(source);
+    return source;
+}
 
 }  // namespace KXCore

@@ -1,15 +1,11 @@
 #include "StreamInspector.h"
 
+#include "NewFile.h"
 #include "StreamSchema.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <exception>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -127,40 +123,8 @@ StreamInspector::Hold::~Hold() { sqlite3_exec(connection_.handle(), "ROLLBACK", 
 
 // ---- Copying
 
-namespace {
-
-/// A new file that is deleted again unless it was kept.
-class NewFile {
-  public:
-    NewFile(const std::string& path, mode_t mode) : path_(path) {
-        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (file < 0) {
-            const int code = errno;
-            throw StreamError(code == EACCES ? StreamError::Kind::NotAllowed : StreamError::Kind::Failed, path,
-                              std::generic_category().message(code));
-        }
-        close(file);
-    }
-    ~NewFile() {
-        if (!kept_) unlink(path_.c_str());
-    }
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
-
-    void keep() noexcept { kept_ = true; }
-
-  private:
-    const std::string path_;
-    bool kept_ = false;
-};
-
-}  // namespace
-
 void StreamInspector::copyTo(const std::string& to) const {
-    // Who may not read the stream must not read its copy either.
-    struct stat status;
-    const mode_t mode = stat(path().c_str(), &status) == 0 ? status.st_mode & 0777 : 0600;
-    NewFile file(to, mode);
+    NewFile file(to, modeOfCopy(path()));
     connection_->copyTo(to);
     file.keep();
 }

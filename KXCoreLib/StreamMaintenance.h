@@ -31,8 +31,13 @@ class StreamMaintenance {
     /// Waits until no other process is about to write.
     void awaitWriters() const;
 
-    /// Gives the pages that hold nothing back to the file system.
+    /// Gives the pages that hold nothing back to the file system. The file is locked meanwhile, and others wait; a
+    /// library that opens it then deletes it, should it wait in vain.
     void compact() const;
+
+    /// The same for a file that others use: gives up, and leaves the file as it was, where that would keep it locked
+    /// for longer than others wait. Returns whether it was done.
+    bool compactBriefly() const;
 
   private:
     const StreamInspector inspector_;

@@ -27,4 +27,6 @@ inline constexpr char kCount[] = "SELECT count(*) FROM stream01 WHERE id BETWEEN
 inline constexpr char kCountAll[] = "SELECT count(*) FROM stream01";
 inline constexpr char kSumBytes[] = "SELECT sum(length(CAST(attributes AS BLOB))) FROM stream01";
 
+inline constexpr char kInsertWithID[] = "INSERT INTO stream01 (id, attributes) VALUES (?, ?)";
+
 }  // namespace KXCore::StreamSchema

@@ -145,6 +145,86 @@ TEST_F(ACLCommand, RefusesToAskForAMaskThatIsTooWide) {
     EXPECT_EQ(check("-1").status, 0);
 }
 
+constexpr const char* kFile =
+    "<plist version=\"1.0\"><dict><key>ACL</key><array>"
+    "<dict><key>Type</key><string>deny</string><key>UserName</key><string>bob</string>"
+    "<key>AccessMask</key><string>write</string></dict>"
+    "<dict><key>Type</key><string>allow</string><key>GroupName</key><string>staff</string>"
+    "<key>AccessMask</key><integer>3</integer></dict>"
+    "<dict><key>Type</key><string>allow</string><key>SID</key><string>S-1-22-1-70001</string>"
+    "<key>AccessMask</key><string>0x1F &amp; ~execute</string></dict>"
+    "</array></dict></plist>";
+
+TEST_F(ACLCommand, ReadsAListWithinAFile) {
+    const auto check = [this](const std::string& path, const std::string& user) {
+        return run(
+            {"acl", "check", "--file", "-", "--path", path, "--user", user, "--mask", "write", "--names", kNames},
+            kFile);
+    };
+    EXPECT_EQ(check("/ACL", "bob").status, 1);
+    EXPECT_EQ(check("/ACL", "alice").status, 0);
+    EXPECT_EQ(check("/NoACL", "alice"),
+              (ProgramOutcome{3, "", "kxtool acl check: standard input [/NoACL]: there is no such value\n"}))
+        << "what is not there grants nothing";
+    EXPECT_EQ(check("ACL", "alice").status, 2);
+    EXPECT_EQ(run({"acl", "check", "--acl", "", "--path", "/ACL", "--user", "bob", "--mask", "1"}).status, 2);
+}
+
+TEST_F(ACLCommand, ConvertsBothWaysWithoutLoss) {
+    const std::string text = "bob:deny:write/%staff:allow:3/S-1-22-1-70001:allow:0x1F & ~execute";
+    EXPECT_EQ(run({"acl", "convert", "--file", "-", "--path", "/ACL", "--to", "text"}, kFile),
+              (ProgramOutcome{0, text + "\n", ""}));
+    const ProgramOutcome list = run({"acl", "convert", "--acl", text, "--to", "plist"});
+    EXPECT_EQ(list.status, 0);
+    EXPECT_NE(list.out.find("<integer>3</integer>"), std::string::npos) << list.out;
+    EXPECT_EQ(run({"acl", "convert", "--file", "-", "--to", "text"}, list.out), (ProgramOutcome{0, text + "\n", ""}));
+    EXPECT_EQ(run({"acl", "convert", "--file", "-", "--to", "plist"}, list.out), list);
+    EXPECT_EQ(run({"acl", "convert", "--acl", text, "--to", "text"}).out, text + "\n");
+    EXPECT_EQ(run({"acl", "convert", "--acl", "", "--to", "text"}).out, "\n");
+    EXPECT_EQ(run({"acl", "show", "--file", "-", "--names", kNames}, list.out).out,
+              run({"acl", "show", "--acl", text, "--names", kNames}).out);
+    EXPECT_EQ(run({"acl", "convert", "--acl", "mallory::1", "--to", "text"}).out, "mallory:allow:1\n")
+        << "nobody is asked";
+}
+
+TEST_F(ACLCommand, RefusesToConvertWhatTheOtherFormCannotHold) {
+    const auto convert = [this](const std::string& body) {
+        return run({"acl", "convert", "--file", "-", "--to", "text"}, "<plist version=\"1.0\">" + body + "</plist>")
+            .err;
+    };
+    const auto entry = [](const std::string& key, const std::string& name, const std::string& mask) {
+        return "<array><dict><key>Type</key><string>deny</string><key>" + key + "</key><string>" + name +
+               "</string><key>AccessMask</key>" + mask + "</dict></array>";
+    };
+    const std::string head = "kxtool acl convert: standard input [/Item_0]";
+    EXPECT_EQ(convert(entry("UserName", "a:b", "<integer>1</integer>")),
+              head + ": the text form cannot hold \"a:b\"\n");
+    EXPECT_EQ(convert(entry("UserName", "%staff", "<integer>1</integer>")),
+              head + "/UserName: the text form would take \"%staff\" for another kind of name\n");
+    EXPECT_EQ(convert(entry("UserName", "bob", "<string>1/2</string>")),
+              head + ": the text form cannot hold \"1/2\"\n");
+    EXPECT_EQ(convert(entry("UserName", "bob", "<true/>")),
+              head + "/AccessMask: the value is neither an integer nor a string\n");
+    EXPECT_EQ(convert("<string>x</string>"), "kxtool acl convert: standard input: a list of entries is an array\n");
+    EXPECT_EQ(run({"acl", "convert", "--acl", "bob:allow", "--to", "plist"}).err,
+              "kxtool acl convert: entry 1 is not ID:TYPE:MASK: \"bob:allow\"\n");
+    EXPECT_EQ(run({"acl", "convert", "--acl", "bob::1"}).status, 2);
+}
+
+TEST_F(ACLCommand, PrintsJson) {
+    EXPECT_EQ(run({"acl", "check", "--acl", kList, "--user", "bob", "--mask", "7|8", "--names", kNames, "--json"}),
+              (ProgramOutcome{1,
+                              "{\"granted\":false,\"bits\":[{\"bit\":\"read\",\"allowed\":true,\"entry\":2},"
+                              "{\"bit\":\"write\",\"allowed\":false,\"entry\":1},"
+                              "{\"bit\":\"execute\",\"allowed\":true,\"entry\":3},"
+                              "{\"bit\":\"0x8\",\"allowed\":false,\"entry\":null}]}\n",
+                              ""}));
+    EXPECT_EQ(
+        run({"acl", "show", "--acl", "bob:deny:9", "--names", kNames, "--json"}).out,
+        "{\"entries\":[{\"type\":\"deny\",\"who\":\"user HOST\\\\bob\",\"uuid\":"
+        "\"FFFFEEEE-DDDD-CCCC-BBBB-AAAA00011172\",\"mask\":{\"value\":9,\"names\":[\"read\"],\"unnamed\":8}}]}\n");
+}
+
 TEST_F(ACLCommand, NeedsExactlyOneList) {
     EXPECT_EQ(run({"acl", "show"}).status, 2);
     EXPECT_EQ(run({"acl", "show", "--acl", "", "--file", "x"}).status, 2);

@@ -41,6 +41,23 @@ TEST_F(AccountCommand, TellsOfAnyoneByUUID) {
               "name  (unknown)\n");
 }
 
+TEST_F(AccountCommand, TellsOfAnyoneByNumberAndBySID) {
+    const std::string alice = run({"account", "--user", "alice"}).out;
+    const std::string staff = run({"account", "--group", "staff"}).out;
+    EXPECT_NE(alice, staff);
+    EXPECT_EQ(run({"account", "--uid", "70001"}), (ProgramOutcome{0, alice, ""}));
+    EXPECT_EQ(run({"account", "--gid", "70200"}), (ProgramOutcome{0, staff, ""}));
+    EXPECT_EQ(run({"account", "--sid", "S-1-22-1-70001"}), (ProgramOutcome{0, alice, ""}));
+    EXPECT_EQ(run({"account", "S-1-22-2-70200"}), (ProgramOutcome{0, staff, ""}));
+    EXPECT_EQ(run({"account", "--uuid", "FFFFEEEE-DDDD-CCCC-BBBB-AAAA00011171"}), (ProgramOutcome{0, alice, ""}));
+    EXPECT_EQ(run({"account", "--sid", "S-1-5-21-1-2-3-500"}).status, 1);
+    EXPECT_EQ(run({"account", "S-1-x"}), (ProgramOutcome{1, "", "kxtool account: \"S-1-x\" is no SID\n"}));
+    EXPECT_EQ(run({"account", "--uuid", "alice"}), (ProgramOutcome{1, "", "kxtool account: \"alice\" is no UUID\n"}));
+    EXPECT_EQ(run({"account", "--uid", "-1"}).status, 2);
+    EXPECT_EQ(run({"account", "--uid", "alice"}).status, 2);
+    EXPECT_EQ(run({"account", "--uid", "70001", "--gid", "70200"}).status, 2);
+}
+
 TEST_F(AccountCommand, PrintsJson) {
     EXPECT_EQ(run({"account", "--user", "J\xC3\xBCrgen", "--json"}),
               (ProgramOutcome{0,

@@ -1,4 +1,7 @@
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "RunProgram.h"
 #include "TemporaryFolder.h"
@@ -141,6 +144,117 @@ TEST(PListCommand, RefusesWhatIsNoPropertyList) {
               (ProgramOutcome{1, "", "kxtool plist print: standard input: The document is empty\n"}));
     EXPECT_EQ(RunTool({"plist", "print", "/no/such/file"}).status, 1);
     EXPECT_EQ(RunTool({"plist"}).status, 2);
+}
+
+std::string ContentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(PListCommand, SetsAValueAndKeepsTheRestAndTheForm) {
+    const TemporaryFolder folder;
+    const std::string file = folder.write("list.plist", kList);
+    const auto set = [&](const std::string& path, const std::string& value, std::vector<std::string> options = {}) {
+        options.insert(options.begin(), {"plist", "set", file, path, value});
+        return RunTool(options);
+    };
+    const auto get = [&](const std::string& path, const std::string& type) {
+        return RunTool({"plist", "get", file, path, "--type", type}).out;
+    };
+    EXPECT_EQ(set("/Devices/0/Name", "Stick"), (ProgramOutcome{0, "", ""}));
+    EXPECT_EQ(get("/Devices/0/Name", "string"), "Stick\n");
+    EXPECT_EQ(get("/Devices/0/Permissions", "int"), "3\n");
+    EXPECT_TRUE(ContentOf(file).starts_with("<?xml"));
+    set("/Devices/0/Name", "42");
+    EXPECT_EQ(get("/Devices/0/Name", "string"), "42\n") << "a text stays one";
+    set("/Ratio", "3");
+    EXPECT_EQ(get("/Ratio", "real"), "3\n");
+    set("/Devices/0/Count", "7");
+    EXPECT_EQ(get("/Devices/0/Count", "int"), "7\n") << "a new value is what it looks like";
+    set("/On", "true");
+    EXPECT_EQ(get("/On", "bool"), "true\n");
+    set("/Devices/2", "third");
+    set("/Devices/-", "fourth");
+    EXPECT_EQ(get("/Devices/3", "string"), "fourth\n");
+    set("/Seen", "2027-01-01T00:00:00Z", {"--type", "date"});
+    EXPECT_EQ(get("/Seen", "date"), "2027-01-01T00:00:00Z\n");
+    set("/Token", "eHl6", {"--type", "data"});
+    EXPECT_EQ(get("/Token", "data"), "eHl6\n");
+    set("/Tree", "{\"a\": [1, 2]}", {"--type", "json"});
+    EXPECT_EQ(get("/Tree/a/1", "int"), "2\n");
+
+    RunTool({"plist", "convert", file, "binary", "-o", folder / "binary"});
+    EXPECT_EQ(RunTool({"plist", "set", folder / "binary", "/Ratio", "9"}).status, 0);
+    EXPECT_TRUE(ContentOf(folder / "binary").starts_with("bplist00"));
+    EXPECT_EQ(RunTool({"plist", "get", folder / "binary", "/Ratio"}).out, "9\n");
+    EXPECT_EQ(RunTool({"plist", "set", "-", "/a", "2"}, "<dict><key>a</key><integer>1</integer></dict>").out,
+              Xml("<dict>\n\t<key>a</key>\n\t<integer>2</integer>\n</dict>\n"));
+}
+
+TEST(PListCommand, RefusesToSetWhatCannotBeAndLeavesTheFile) {
+    const TemporaryFolder folder;
+    const std::string file = folder.write("list.plist", kList);
+    const auto refused = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin() + 1, file);
+        arguments.insert(arguments.begin(), "plist");
+        const ProgramOutcome outcome = RunTool(arguments);
+        EXPECT_EQ(ContentOf(file), kList);
+        return std::to_string(outcome.status) + " " + outcome.err;
+    };
+    EXPECT_EQ(refused({"set", "/Devices/7", "x"}),
+              "1 kxtool plist set: " + file + " [/Devices/7]: \"7\" is no index of an array of 2 items\n");
+    EXPECT_EQ(refused({"set", "/No/Such", "x"}), "1 kxtool plist set: " + file + " [/No]: there is no such value\n");
+    EXPECT_EQ(
+        refused({"set", "/Ratio/x", "1"}),
+        "1 kxtool plist set: " + file + " [/Ratio/x]: what it is to be in is neither a dictionary nor an array\n");
+    EXPECT_EQ(refused({"set", "/Ratio", "x", "--type", "int"}).substr(0, 40),
+              "2 kxtool plist set: \"x\" is no int\nTry 'k");
+    EXPECT_EQ(refused({"set", "Ratio", "1"})[0], '2');
+    EXPECT_EQ(refused({"remove", "/No"}), "1 kxtool plist remove: " + file + " [/No]: there is no such value\n");
+    EXPECT_EQ(refused({"remove", "/"})[0], '2');
+    EXPECT_EQ(refused({"extract", "/No"}), "1 kxtool plist extract: " + file + " [/No]: there is no such value\n");
+}
+
+TEST(PListCommand, RemovesAndExtracts) {
+    const TemporaryFolder folder;
+    const std::string file = folder.write("list.plist", kList);
+    const std::string device =
+        Xml("<dict>\n\t<key>Name</key>\n\t<string>USB &amp; co</string>\n\t<key>Permissions</key>\n"
+            "\t<integer>3</integer>\n</dict>\n");
+    EXPECT_EQ(RunTool({"plist", "extract", file, "/Devices/0"}), (ProgramOutcome{0, device, ""}));
+    EXPECT_EQ(RunTool({"plist", "extract", file, "/Devices/0", "--xml"}).out, device);
+    EXPECT_EQ(RunTool({"plist", "extract", file, "/Devices/0", "-o", folder / "device"}).status, 0);
+    EXPECT_EQ(ContentOf(folder / "device"), device);
+    EXPECT_EQ(RunTool({"plist", "extract", file, "/Devices/0/Name", "--json"}).out, "\"USB & co\"\n");
+    EXPECT_EQ(RunTool({"plist", "remove", file, "/Devices/0"}), (ProgramOutcome{0, "", ""}));
+    EXPECT_EQ(RunTool({"plist", "remove", file, "/a~1b~0c"}).status, 0);
+    EXPECT_EQ(RunTool({"plist", "get", file, "/Devices/0"}).out, "second\n");
+    EXPECT_EQ(RunTool({"plist", "get", file, "/a~1b~0c"}).status, 1);
+}
+
+TEST(PListCommand, ConvertsFromAndToJson) {
+    const std::string json = "{\n  \"a\": [\n    1,\n    2.5,\n    true\n  ],\n  \"b\": \"x\"\n}\n";
+    const ProgramOutcome xml = RunTool({"plist", "convert", "-", "xml"}, json);
+    EXPECT_EQ(xml.status, 0);
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "json"}, xml.out), (ProgramOutcome{0, json, ""}));
+    const ProgramOutcome binary = RunTool({"plist", "convert", "-", "binary"}, json);
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "json"}, binary.out).out, json);
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "xml"}, "{\"a\": null}").status, 1);
+    EXPECT_EQ(RunTool({"plist", "convert", "-", "xml"}, "{\"a\": }").status, 1);
+    EXPECT_EQ(RunTool({"plist", "print", "-", "--json"}, xml.out).out, json);
+    EXPECT_EQ(RunTool({"plist", "get", "-", "/a", "--json"}, json).out, "[1,2.5,true]\n");
+    const TemporaryFolder folder;
+    const std::string file = folder.write("list.json", json);
+    EXPECT_EQ(RunTool({"plist", "set", file, "/b", "y"}).status, 0);
+    EXPECT_EQ(ContentOf(file), "{\n  \"a\": [\n    1,\n    2.5,\n    true\n  ],\n  \"b\": \"y\"\n}\n");
+}
+
+TEST(PListCommand, LintsAsJson) {
+    const TemporaryFolder folder;
+    const std::string bad = folder.write("bad.plist", "<plist>\n<oops/></plist>");
+    EXPECT_EQ(RunTool({"plist", "lint", "-", bad, "--json"}, kList).out,
+              "{\"file\":\"standard input\",\"ok\":true,\"form\":\"XML\"}\n{\"file\":\"" + bad +
+                  "\",\"ok\":false,\"fault\":\"Unknown element \\\"oops\\\" on line 2\"}\n");
 }
 
 }  // namespace

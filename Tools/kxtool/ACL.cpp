@@ -6,16 +6,22 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "ACLConvert.h"
 #include "Command.h"
 #include "Identities.h"
 #include "Names.h"
 #include "PListFile.h"
+#include "PListPath.h"
+#include "PropertyListText.h"
 #include "Streams.h"
+#include "Terminal.h"
 
 namespace kxtool {
 namespace {
@@ -31,10 +37,19 @@ constexpr UUID kNobody{
 struct ACLOptions {
     std::string acl;
     std::optional<std::string> file;
+    std::string path;
+    bool json = false;
+    std::string to;
     std::string names;
     bool tolerant = false;
     std::string user;
     std::string mask;
+};
+
+/// Says where already.
+class Located : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
 };
 
 // ---- Reading
@@ -53,17 +68,21 @@ std::string Reported(const std::string& report) {
     return Joined(text);
 }
 
-bool ReadFile(CustomACL& acl, const std::string& file, const std::vector<BitMaskConstant>& table,
+bool ReadFile(CustomACL& acl, const ACLOptions& options, const std::vector<BitMaskConstant>& table,
               KXCore::InitMode mode) {
-    auto [list, name] = Load(file);
-    const KXCore::PListNavigator navigator({list, Wide(name)});
-    try {
-        return CustomACL::read(acl, navigator.root(), table.data(), mode);
-    } catch (const KXCore::PListValueError& error) {
-        throw BadInput(fmt::format("{}: {}", Narrow(error.getLocationInfo()), Narrow(error.getMessage())));
-    } catch (const KXCore::PListUnexpectedTypeError& error) {
-        throw BadInput(fmt::format("{}: the value is not a string", Narrow(error.getLocationInfo())));
-    }
+    const LoadedList loaded = LoadAny(*options.file);
+    bool done = false;
+    UseNodeAt(loaded.list, StepsOf(options.path), loaded.name, [&](const KXCore::PListNode& node) {
+        // No list at all would grant everything; where a path leads nowhere, that is not what was meant.
+        CFTypeRef value = nullptr;
+        node.getValue(value);
+        try {
+            done = CustomACL::read(acl, node, table.data(), mode);
+        } catch (const KXCore::PListValueError& error) {
+            throw Located(fmt::format("{}: {}", Narrow(error.getLocationInfo()), Narrow(error.getMessage())));
+        }
+    });
+    return done;
 }
 
 CustomACL ReadACL(const ACLOptions& options, const std::vector<Name>& names, const char* command) {
@@ -72,7 +91,7 @@ CustomACL ReadACL(const ACLOptions& options, const std::vector<Name>& names, con
     CustomACL acl;
     StandardErrorCapture capture;
     const bool done = !options.file ? CustomACL::parse(acl, options.acl.c_str(), table.data(), mode)
-                                    : ReadFile(acl, *options.file, table, mode);
+                                    : ReadFile(acl, options, table, mode);
     const std::string report = Reported(capture.finish());
     if (!done) throw BadInput(report);
     if (!report.empty()) fmt::print(stderr, "kxtool acl {}: warning: {}\n", command, report);
@@ -108,14 +127,33 @@ const char* TypeOf(const CustomACE& entry) { return entry.type == KXCore::Custom
 
 // ---- show
 
+/// The names in a mask, and what has none.
+nlohmann::ordered_json JsonOfMask(std::uint32_t mask, const std::vector<Name>& names) {
+    std::uint64_t rest = 0;
+    const std::vector<std::string> found = NamesOf(mask, names, rest);
+    return {{"value", mask}, {"names", found}, {"unnamed", rest}};
+}
+
+nlohmann::ordered_json JsonOfEntry(const CustomACE& entry, const std::vector<Name>& names) {
+    return {{"type", TypeOf(entry)},
+            {"who", WordsOf(entry.uuid)},
+            {"uuid", TextOf(entry.uuid)},
+            {"mask", JsonOfMask(entry.mask, names)}};
+}
+
 void RunShow(const ACLOptions& options) {
     const std::vector<Name> names = ReadNames(options.names);
     const CustomACL acl = ReadACL(options, names, "show");
+    if (options.json) {
+        nlohmann::ordered_json entries = nlohmann::ordered_json::array();
+        for (const CustomACE& entry : acl.getEntries()) entries.push_back(JsonOfEntry(entry, names));
+        return Write(JsonText({{"entries", entries}}) + "\n");
+    }
     if (acl.getEntries().empty()) Write("no entries: nothing is granted\n");
     std::size_t number = 0;
     for (const CustomACE& entry : acl.getEntries()) {
-        Write(fmt::format("{}  {:<5}  {}: {}\n", ++number, TypeOf(entry), WordsOf(entry.uuid),
-                          WordsOf(entry.mask, names)));
+        Show(fmt::format("{}  {:<5}  {}: {}\n", ++number, TypeOf(entry), WordsOf(entry.uuid),
+                         WordsOf(entry.mask, names)));
     }
 }
 
@@ -156,29 +194,72 @@ void RunCheck(const ACLOptions& options) {
 
     const bool granted = acl.checkAccess(user, requested);
     const std::array<std::size_t, 32> deciders = Decide(acl, user, requested);
-    Write(granted ? "granted\n" : "refused\n");
+    if (options.json) {
+        nlohmann::ordered_json bits = nlohmann::ordered_json::array();
+        for (unsigned bit = 0; bit < 32; ++bit) {
+            if ((requested >> bit & 1) == 0) continue;
+            nlohmann::ordered_json one{{"bit", NameOfBit(std::uint32_t{1} << bit, names)}};
+            const bool isDecided = deciders[bit] != kNoEntry;
+            one["allowed"] = isDecided && acl.getEntries()[deciders[bit]].type == KXCore::CustomACETypeAllow;
+            one["entry"] = isDecided ? nlohmann::ordered_json(deciders[bit] + 1) : nlohmann::ordered_json();
+            bits.push_back(one);
+        }
+        Write(JsonText({{"granted", granted}, {"bits", bits}}) + "\n");
+        if (!granted) throw AnswerIsNo();
+        return;
+    }
+    Write(granted ? Coloured("granted", Colour::Green) + "\n" : Coloured("refused", Colour::Red) + "\n");
     for (unsigned bit = 0; bit < 32; ++bit) {
         if ((requested >> bit & 1) == 0) continue;
         const std::string name = NameOfBit(std::uint32_t{1} << bit, names);
         if (deciders[bit] == kNoEntry) {
-            Write(fmt::format("  {}: allowed by no entry\n", name));
+            Show(fmt::format("  {}: allowed by no entry\n", name));
             continue;
         }
         const CustomACE& entry = acl.getEntries()[deciders[bit]];
-        Write(fmt::format("  {}: {} by entry {} ({} {}: {})\n", name,
-                          entry.type == KXCore::CustomACETypeDeny ? "denied" : "allowed", deciders[bit] + 1,
-                          TypeOf(entry), WordsOf(entry.uuid), WordsOf(entry.mask, names)));
+        Show(fmt::format("  {}: {} by entry {} ({} {}: {})\n", name,
+                         entry.type == KXCore::CustomACETypeDeny ? "denied" : "allowed", deciders[bit] + 1,
+                         TypeOf(entry), WordsOf(entry.uuid), WordsOf(entry.mask, names)));
     }
     if (!granted) throw AnswerIsNo();
 }
 
+// ---- convert
+
+void RunConvertACL(const ACLOptions& options) {
+    KXCore::CoreFoundation::PropertyListRef list;
+    std::string name = "--acl";
+    if (options.file) {
+        const LoadedList loaded = LoadAny(*options.file);
+        list = ValueAt(loaded.list, StepsOf(options.path), loaded.name);
+        name = loaded.name;
+    } else {
+        list = ListOfACLText(options.acl);
+    }
+    if (options.to == "text") {
+        Show(TextOfACLList(list.get(), name) + "\n");
+    } else {
+        TextOfACLList(list.get(), name);  // a list that is none is refused
+        Show(PropertyListBytes(list.get(), kCFPropertyListXMLFormat_v1_0));
+    }
+}
+
 // ---- The command line
 
-void AddListOptions(CLI::App& command, const std::shared_ptr<ACLOptions>& options) {
+/// The list and where it is from.
+void AddList(CLI::App& command, const std::shared_ptr<ACLOptions>& options) {
     CLI::Option_group* const list = command.add_option_group("List");
-    list->add_option("--acl", options->acl, "The list as a text: ID:TYPE:MASK/...");
-    list->add_option("--file", options->file, "A property list that is one ('-': standard input)");
+    CLI::Option* const text = list->add_option("--acl", options->acl, "The list as a text: ID:TYPE:MASK/...");
+    list->add_option("--file", options->file,
+                     "A property list that is one, or holds one at --path ('-': standard input)");
     list->require_option(1);
+    command.add_option("--path", options->path, "Where the list is in the file, by keys and indexes: /Policy/ACL")
+        ->excludes(text);
+}
+
+void AddListOptions(CLI::App& command, const std::shared_ptr<ACLOptions>& options) {
+    AddList(command, options);
+    command.add_flag("--json", options->json, "Print the result as JSON");
     command.add_option("--names", options->names, kNamesHelp);
     command.add_flag("--tolerant", options->tolerant, "Keep entries whose user, group or SID is not known");
 }
@@ -187,7 +268,7 @@ void AddListOptions(CLI::App& command, const std::shared_ptr<ACLOptions>& option
 
 void AddACL(CLI::App& tool) {
     const auto options = std::make_shared<ACLOptions>();
-    CLI::App* const acl = tool.add_subcommand("acl", "Read access-control lists and ask them");
+    CLI::App* const acl = tool.add_subcommand("acl", "Read access-control lists, ask and convert them");
     acl->require_subcommand(1);
 
     CLI::App* const check = acl->add_subcommand("check", "Tell whether a user is granted a mask, and why");
@@ -207,6 +288,15 @@ void AddACL(CLI::App& tool) {
     AddListOptions(*show, options);
     show->footer("Example:\n  kxtool acl show --acl \"root:deny:2/%root:allow:3\" --names read=1,write=2\n");
     show->callback([options] { RunShow(*options); });
+
+    CLI::App* const convert = acl->add_subcommand("convert", "Write a list in its other form");
+    AddList(*convert, options);
+    convert->add_option("--to", options->to, "text or plist")->required()->check(CLI::IsMember({"text", "plist"}));
+    convert->footer(
+        "Nobody is looked up: names stay names, and masks stay as they are written, decimal integers as integers.\n\n"
+        "Example:\n"
+        "  kxtool acl convert --file agent.plist --path /ACL --to text\n");
+    convert->callback([options] { RunConvertACL(*options); });
 }
 
 }  // namespace kxtool

@@ -13,6 +13,8 @@ void AddAudit(CLI::App& tool) {
         "are stored, in UTC.");
     AddAuditEncode(audit);
     AddAuditPrint(audit);
+    AddAuditSummary(audit);
+    AddAuditReport(audit);
 }
 
 }  // namespace kxtool

@@ -6,6 +6,7 @@
 #include "AuditOptions.h"
 #include "AuditText.h"
 #include "Command.h"
+#include "StreamReading.h"
 #include "Streams.h"
 
 namespace kxtool {
@@ -60,7 +61,18 @@ void AddAuditPrint(CLI::App* audit) {
     CLI::App* const stream = audit->add_subcommand("stream", "Print the records in a stream, and follow it");
     stream->add_option("FILE", options->file, "The stream's file, or records")->required();
     AddPrinting(stream, options, "kxtool audit stream agent.stream --user alice --follow");
-    stream->callback([options] { RunPrint(*options, Missing::IsStream); });
+    stream->add_flag("--follow", options->follow,
+                     "Print what is there, then what is appended, until interrupted; what came and went unseen is "
+                     "told as missed on the standard error");
+    stream->add_option("--checkpoint", options->checkpoint,
+                       "A file that keeps how far it came: the next time begins after that");
+    stream->callback([options] {
+        if (!options->follow && options->checkpoint.empty()) return RunPrint(*options, Missing::IsStream);
+        if (Exists(options->file) && !IsStreamFile(options->file)) {
+            throw BadInput(fmt::format("{}: only a stream can be followed", options->file));
+        }
+        RunAuditFollow(*options);
+    });
 }
 
 }  // namespace kxtool

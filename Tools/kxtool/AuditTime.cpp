@@ -334,6 +334,11 @@ std::string TimeText(std::int64_t time, Zone zone) {
                        OffsetText(shown - time));
 }
 
+int HourOf(std::int64_t time, Zone zone) {
+    const std::int64_t shown = ClockAt(time, zone);
+    return static_cast<int>((shown - FloorOf(shown, kDay) * kDay) / kHour);
+}
+
 std::string DateShown(std::string_view recordDate, Zone zone) {
     const auto place = PlaceOfFraction(recordDate);
     if (!place) return std::string(recordDate);

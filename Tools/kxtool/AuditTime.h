@@ -30,6 +30,9 @@ std::int64_t Now();
 /// "2026-11-15T17:02:42.123+01:00", or with Z where that is what the zone comes to.
 std::string TimeText(std::int64_t time, Zone zone);
 
+/// The hour of the day at a time, 0 to 23.
+int HourOf(std::int64_t time, Zone zone);
+
 /// A record's date for people: in `zone` and marked so. A text that is no such time is returned as it is.
 std::string DateShown(std::string_view recordDate, Zone zone);
 

@@ -6,7 +6,7 @@
 #include <membership.h>
 #include <pwd.h>
 
-#include "Command.h"
+#include "Errors.h"
 
 namespace kxtool {
 
@@ -27,6 +27,26 @@ UUID GroupNamed(const std::string& name) {
     if (!found || mbr_gid_to_uuid(found->gr_gid, uuid.bytes) != 0) {
         throw BadInput(fmt::format("there is no group {}", Quoted(name)));
     }
+    return uuid;
+}
+
+UUID UserOf(std::uint32_t uid) {
+    UUID uuid;
+    if (mbr_uid_to_uuid(uid, uuid.bytes) != 0) throw BadInput(fmt::format("there is no user {}", uid));
+    return uuid;
+}
+
+UUID GroupOf(std::uint32_t gid) {
+    UUID uuid;
+    if (mbr_gid_to_uuid(gid, uuid.bytes) != 0) throw BadInput(fmt::format("there is no group {}", gid));
+    return uuid;
+}
+
+UUID AccountOfSID(const std::string& text) {
+    nt_sid_t sid;
+    if (mbr_string_to_sid(text.c_str(), &sid) != 0) throw BadInput(fmt::format("{} is no SID", Quoted(text)));
+    UUID uuid;
+    if (mbr_sid_to_uuid(&sid, uuid.bytes) != 0) throw BadInput(fmt::format("nobody is known as {}", text));
     return uuid;
 }
 

@@ -36,6 +36,9 @@ class Interruption {
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
+    /// Can be read from once it came.
+    int descriptor() const { return ends_[0]; }
+
     /// Waits for it, and tells whether it came. A time of 0 only looks.
     bool wait(int milliseconds) const {
         pollfd polled{ends_[0], POLLIN, 0};

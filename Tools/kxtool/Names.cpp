@@ -7,7 +7,7 @@
 #include <charconv>
 #include <string_view>
 
-#include "Command.h"
+#include "Errors.h"
 #include "Streams.h"
 
 namespace kxtool {

@@ -3,9 +3,11 @@
 #include <KXCoreLib/PList.h>
 #include <fmt/format.h>
 
+#include <nlohmann/json.hpp>
+#include <string_view>
 #include <vector>
 
-#include "Command.h"
+#include "Errors.h"
 #include "PropertyListText.h"
 #include "Streams.h"
 
@@ -19,6 +21,27 @@ std::pair<PropertyListRef, std::string> Load(const std::string& file) {
     if (!document.list) throw BadInput(fmt::format("{}: {}", input.name(), document.fault));
     return {std::move(document.list), input.name()};
 }
+
+LoadedList LoadAny(const std::string& file) {
+    Input input(file);
+    const std::string bytes = input.readAll(kLargestListFile);
+    Document document = ReadPropertyList(bytes);
+    if (document.list) return {std::move(document.list), input.name(), document.format, false};
+    const std::size_t first = bytes.find_first_not_of(" \t\r\n");
+    const bool looksLikeJson = first != std::string::npos &&
+                               std::string_view("{[\"-0123456789tfn").find(bytes[first]) != std::string_view::npos;
+    if (!looksLikeJson) throw BadInput(fmt::format("{}: {}", input.name(), document.fault));
+    try {
+        return {PropertyListOfJson(nlohmann::json::parse(bytes)), input.name(), {}, true};
+    } catch (const nlohmann::json::exception& error) {
+        const std::string_view text = error.what();  // "[json.exception.parse_error.101] parse error at ..."
+        throw BadInput(
+            fmt::format("{}: {}; as JSON: {}", input.name(), document.fault, text.substr(text.find("] ") + 2)));
+    } catch (const BadInput& error) {
+        throw BadInput(fmt::format("{}: {}", input.name(), error.what()));
+    }
+}
+
 std::string Narrow(const std::wstring& text) {
     std::string result;
     for (const wchar_t c : text) {

@@ -11,7 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "Command.h"
+#include "Errors.h"
+#include "Terminal.h"
 
 namespace kxtool {
 
@@ -265,7 +266,8 @@ nlohmann::ordered_json JsonOf(CFTypeRef value) {
 }
 
 std::string JsonText(const nlohmann::ordered_json& json, int indent) {
-    return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    const std::string text = json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return OutputIsTerminal() ? EscapedJson(text) : text;
 }
 
 PropertyListRef PropertyListOfJson(const nlohmann::json& json) { return ListOf(json, 1); }

@@ -43,7 +43,8 @@ std::string OutlineOf(CFTypeRef value, std::string_view label = "");
 /// JSON of the same shape. Dates and data become their texts; nan and infinity throw BadInput.
 nlohmann::ordered_json JsonOf(CFTypeRef value);
 
-/// `json` as text; `indent` as nlohmann::json::dump takes it. A lone surrogate, which UTF-8 cannot carry, is replaced.
+/// `json` as text; `indent` as nlohmann::json::dump takes it. A lone surrogate, which UTF-8 cannot carry, is replaced;
+/// for a terminal, what it would obey is escaped.
 std::string JsonText(const nlohmann::ordered_json& json, int indent = -1);
 
 /// The property list of the same shape as `json`. Throws BadInput for what no property list can hold: null, and values

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-#include "Command.h"
+#include "Errors.h"
 #include "RecordFields.h"
 #include "Suggestion.h"
 #include "TextSearch.h"

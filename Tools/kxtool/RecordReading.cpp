@@ -11,7 +11,7 @@
 
 #include "AuditText.h"
 #include "AuditTime.h"
-#include "Command.h"
+#include "Errors.h"
 #include "RecordFields.h"
 
 namespace kxtool {

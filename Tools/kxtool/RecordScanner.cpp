@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "Command.h"
+#include "Errors.h"
 
 namespace kxtool {
 namespace {

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "Command.h"
+#include "Errors.h"
 #include "PropertyListText.h"
 #include "RecordScanner.h"
 #include "StreamReading.h"

@@ -1,6 +1,5 @@
 #include <StreamFollower.h>
 #include <StreamInspector.h>
-#include <StreamMaintenance.h>
 #include <fmt/format.h>
 
 #include <memory>
@@ -12,9 +11,12 @@
 #include <vector>
 
 #include "Command.h"
+#include "FileWatch.h"
 #include "Interruption.h"
 #include "Progress.h"
 #include "PropertyListText.h"
+#include "StreamReading.h"
+#include "StreamRescue.h"
 #include "StreamWriter.h"
 #include "Streams.h"
 
@@ -25,7 +27,6 @@ using KXCore::StreamError;
 using KXCore::StreamFollower;
 using KXCore::StreamInspector;
 using KXCore::StreamItem;
-using KXCore::StreamMaintenance;
 using KXCore::CoreFoundation::PropertyListRef;
 
 constexpr std::size_t kLargestItem = std::size_t{1} << 28;
@@ -92,7 +93,7 @@ void AppendLines(StreamWriter& writer, Input& input) {
     }
 }
 
-void RunAppend(const std::string& path, const std::vector<std::string>& files) {
+void RunAppend(const std::string& path, const std::vector<std::string>& files, bool json) {
     struct Item {
         PropertyListRef list;
         std::size_t size;
@@ -118,6 +119,7 @@ void RunAppend(const std::string& path, const std::vector<std::string>& files) {
         }
     }
     writer.sync();
+    if (json) return Write(JsonText({{"appended", writer.stored()}, {"last", writer.lastID()}}) + "\n");
     if (writer.stored() == 0) return;
     Write(writer.stored() == 1 ? fmt::format("appended item {}\n", writer.lastID())
                                : fmt::format("appended {} items, the last as {}\n", writer.stored(), writer.lastID()));
@@ -135,7 +137,7 @@ bool PrintItem(const StreamItem& item, const std::string& format, const char* co
         } else if (document.list && format == "xml") {
             Write(fmt::format("<!-- {} -->{}\n", item.id, XmlLine(document.list.get())));
         } else if (document.list) {
-            Write(OutlineOf(document.list.get(), fmt::format("{}", item.id)));
+            Show(OutlineOf(document.list.get(), fmt::format("{}", item.id)));
         }
     } catch (const BadInput& error) {
         fault = error.what();
@@ -151,50 +153,62 @@ struct ListOptions {
     std::optional<long long> limit;
     bool back = false;
     std::string format = "text";
+    bool json = false;
+
+    std::string form() const { return json ? "json" : format; }
 };
 
 void RunList(const ListOptions& options) {
-    const StreamInspector file(options.file);
     long long faulty = 0;
     long long left = options.limit.value_or(-1);
-    if (left == 0) return;
-    file.visit(options.back ? StreamInspector::Order::Descending : StreamInspector::Order::Ascending, options.from,
-               [&](StreamItem&& item) {
-                   faulty += PrintItem(item, options.format, "list") ? 0 : 1;
-                   return --left != 0;
-               });
+    const bool shows = left != 0;
+    const long long unreadable = VisitStream(
+        options.file, !options.back,
+        [&](StreamItem&& item) {
+            if (!shows) return false;
+            faulty += PrintItem(item, options.form(), "list") ? 0 : 1;
+            return --left != 0;
+        },
+        options.from);
+    faulty += unreadable;
     if (faulty != 0) throw BadInput(fmt::format("{}: {} cannot be shown", options.file, Counted(faulty, "item")));
 }
 
 void RunFollow(const ListOptions& options) {
-    constexpr int kLookEveryMilliseconds = 100;
+    constexpr int kRetryMilliseconds = 100;
     const Interruption interruption;
+    FileWatch watch(options.file);
     StreamFollower follower(options.file, options.from);
     bool told = false;  // what it waits for
+    int time = 0;
     do {
         try {
             follower.poll([&](StreamItem&& item) {
-                PrintItem(item, options.format, "follow");
+                PrintItem(item, options.form(), "follow");
                 return !interruption.wait(0);
             });
             Flush();
             told = false;
+            time = -1;
         } catch (const StreamError& error) {
             if (!error.passes()) throw;
             if (!std::exchange(told, true)) fmt::print(stderr, "kxtool stream follow: {}; waiting\n", error.what());
+            time = kRetryMilliseconds;
         }
-    } while (!interruption.wait(kLookEveryMilliseconds));
+    } while (watch.wait(interruption, time) != FileWatch::Event::Interrupted);
 }
 
 // ---- discard, info, verify, compact
 
-void RunDiscard(const std::string& path, long long through) {
+void RunDiscard(const std::string& path, long long through, bool json) {
     StreamWriter writer(path, StreamWriter::Missing::Refuse);
-    Write(fmt::format("discarded {}\n", Counted(writer.discardThrough(through), "item")));
+    const long long count = writer.discardThrough(through);
+    Write(json ? JsonText({{"discarded", count}}) + "\n" : fmt::format("discarded {}\n", Counted(count, "item")));
 }
 
 void RunInfo(const std::string& path, bool json) {
-    const StreamInspector::Summary summary = StreamInspector(path).summary();
+    StreamInspector::Summary summary;
+    WithStream(path, [&](const StreamInspector& file) { summary = file.summary(); });
     if (json) {
         return Write(JsonText({{"first", summary.first.value_or(0)},
                                {"last", summary.last.value_or(0)},
@@ -210,44 +224,57 @@ void RunInfo(const std::string& path, bool json) {
         id(summary.first), id(summary.last), summary.count, summary.bytes, summary.fileBytes, summary.freeBytes));
 }
 
-void RunVerify(const std::string& path) {
-    const StreamInspector file(path);
-    long long count = 0;
-    long long faulty = 0;
-    std::string where = "at its beginning";
-    const auto tell = [&](long long id, const std::string& fault) {
-        ++faulty;
-        Write(fmt::format("item {}: {}\n", id, fault));
+/// What reading every item came to.
+struct Verdict {
+    struct Fault {
+        long long id;
+        std::string text;
     };
+    long long count = 0;
+    std::vector<Fault> faults;
+};
+
+Verdict Verify(const StreamInspector& file) {
+    Verdict verdict;
+    std::string where = "at its beginning";
     try {
         const std::optional<long long> first = file.firstID();
         Progress progress(first && *first > 0 ? *file.lastID() - *first + 1 : 0);
         file.visit(StreamInspector::Order::Ascending, std::nullopt, [&](StreamItem&& item) {
             const Document document = ReadPropertyList(item.bytes);
             if (!document.list) {
-                tell(item.id, document.fault);
+                verdict.faults.push_back({item.id, document.fault});
             } else if (item.bytes.size() > kLargestReturned) {
-                tell(item.id,
-                     fmt::format("{} bytes, readers pass over more than {}", item.bytes.size(), kLargestReturned));
+                verdict.faults.push_back({item.id, fmt::format("{} bytes, readers pass over more than {}",
+                                                               item.bytes.size(), kLargestReturned)});
             }
-            ++count;
+            ++verdict.count;
             where = fmt::format("after item {}", item.id);
             progress.advance();
             return true;
         });
-    } catch (const std::runtime_error& error) {
+    } catch (const StreamError& error) {
+        if (error.passes()) throw;
         throw BadInput(fmt::format("{} ({})", error.what(), where));
     }
-    if (faulty != 0) throw BadInput(fmt::format("{}: {} of {} cannot be read", path, faulty, Counted(count, "item")));
-    Write(fmt::format("{}: OK, {}\n", path, Counted(count, "item")));
+    return verdict;
 }
 
-void RunCompact(const std::string& path) {
-    const auto owner = OwnForAMoment(path);
-    const StreamMaintenance stream(path);
-    const long long before = stream.inspector().summary().fileBytes;
-    stream.compact();
-    Write(fmt::format("{} bytes, {} before\n", stream.inspector().summary().fileBytes, before));
+void RunVerify(const std::string& path, bool json) {
+    Verdict verdict;
+    WithStream(path, [&](const StreamInspector& file) { verdict = Verify(file); });
+    if (json) {
+        nlohmann::ordered_json faults = nlohmann::ordered_json::array();
+        for (const Verdict::Fault& fault : verdict.faults) faults.push_back({{"id", fault.id}, {"fault", fault.text}});
+        Write(JsonText({{"items", verdict.count}, {"faults", faults}}) + "\n");
+    } else {
+        for (const Verdict::Fault& fault : verdict.faults) Show(fmt::format("item {}: {}\n", fault.id, fault.text));
+    }
+    if (!verdict.faults.empty()) {
+        throw BadInput(
+            fmt::format("{}: {} of {} cannot be read", path, verdict.faults.size(), Counted(verdict.count, "item")));
+    }
+    if (!json) Show(fmt::format("{}: OK, {}\n", path, Counted(verdict.count, "item")));
 }
 
 // ---- The command line
@@ -263,6 +290,7 @@ CLI::App* AddSubcommand(CLI::App* stream, const std::shared_ptr<ListOptions>& op
 void AddFormat(CLI::App* command, const std::shared_ptr<ListOptions>& options) {
     command->add_option("--format", options->format, "text, json or xml; json and xml print one line an item")
         ->check(CLI::IsMember({"text", "json", "xml"}));
+    command->add_flag("--json", options->json, "The same as --format json");
 }
 
 }  // namespace
@@ -271,8 +299,10 @@ void AddStream(CLI::App& tool) {
     CLI::App* const stream = tool.add_subcommand("stream", "Look into stream files, append to them and discard");
     stream->require_subcommand(1);
     stream->footer(
-        "Only append makes a file, and no command deletes one. A file that is no stream is refused as it is.");
+        "Only append, recover and backup make a file, and no command deletes one. A file that is no stream is refused "
+        "as it is.");
     const auto options = std::make_shared<ListOptions>();
+    const auto json = std::make_shared<bool>(false);
 
     const auto lists = std::make_shared<std::vector<std::string>>();
     CLI::App* const append = AddSubcommand(stream, options, "append", "Append items, and make the stream if needed",
@@ -280,8 +310,10 @@ void AddStream(CLI::App& tool) {
     append->add_option("PLIST", *lists,
                        "Property lists, an item each; '-', the default, is the standard input: an item a line, JSON or "
                        "XML");
-    append->callback(
-        [options, lists] { RunAppend(options->file, lists->empty() ? std::vector<std::string>{"-"} : *lists); });
+    append->add_flag("--json", *json, "Print the result as JSON");
+    append->callback([options, lists, json] {
+        RunAppend(options->file, lists->empty() ? std::vector<std::string>{"-"} : *lists, *json);
+    });
 
     CLI::App* const list =
         AddSubcommand(stream, options, "list", "Print items", "kxtool stream list agent.stream --back --limit 10");
@@ -302,20 +334,21 @@ void AddStream(CLI::App& tool) {
     CLI::App* const discard = AddSubcommand(stream, options, "discard", "Delete the oldest items",
                                             "kxtool stream discard agent.stream --through 1000");
     discard->add_option("--through", *through, "The last id to delete")->required()->check(CLI::NonNegativeNumber);
-    discard->callback([options, through] { RunDiscard(options->file, *through); });
+    discard->add_flag("--json", *json, "Print it as JSON");
+    discard->callback([options, through, json] { RunDiscard(options->file, *through, *json); });
 
-    const auto json = std::make_shared<bool>(false);
     CLI::App* const info = AddSubcommand(stream, options, "info", "Print what the stream holds and how large it is",
                                          "kxtool stream info agent.stream");
     info->add_flag("--json", *json, "Print it as JSON");
     info->callback([options, json] { RunInfo(options->file, *json); });
 
-    AddSubcommand(stream, options, "verify", "Read every item and name those that readers pass over",
-                  "kxtool stream verify agent.stream")
-        ->callback([options] { RunVerify(options->file); });
-    AddSubcommand(stream, options, "compact", "Give the space of discarded items back",
-                  "kxtool stream compact agent.stream")
-        ->callback([options] { RunCompact(options->file); });
+    CLI::App* const verify =
+        AddSubcommand(stream, options, "verify", "Read every item and name those that readers pass over",
+                      "kxtool stream verify agent.stream");
+    verify->add_flag("--json", *json, "Print it as JSON");
+    verify->callback([options, json] { RunVerify(options->file, *json); });
+
+    AddStreamRescue(stream);
 }
 
 }  // namespace kxtool

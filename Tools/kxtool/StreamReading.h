@@ -22,7 +22,8 @@ bool IsStreamFile(const std::string& path);
 void WithStream(const std::string& path, const std::function<void(const KXCore::StreamInspector&)>& look);
 
 /// Visits the items from `from` on, or all, upward or downward. Each is visited once, whatever is met on the way.
-void VisitStream(const std::string& path, bool upward, const KXCore::StreamInspector::Visitor& visitor,
-                 std::optional<long long> from = std::nullopt);
+/// Returns how many could not be read where the file is damaged; a warning says so too.
+long long VisitStream(const std::string& path, bool upward, const KXCore::StreamInspector::Visitor& visitor,
+                      std::optional<long long> from = std::nullopt);
 
 }  // namespace kxtool

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "Command.h"
+#include "Errors.h"
 #include "PropertyListText.h"
 
 namespace kxtool {
@@ -46,7 +46,7 @@ std::string StoredForm(CFPropertyListRef item) {
 }
 
 std::optional<KXCore::StreamOwner> OwnForAMoment(const std::string& path) {
-    std::error_code unknown;  // then opening tells
+    std::error_code unknown;                                      // then opening tells
     const auto real = std::filesystem::canonical(path, unknown);  // the agent owns what a link leads to
     return KXCore::StreamOwner::forAMoment(unknown ? path : real.string(), "kxtool");
 }

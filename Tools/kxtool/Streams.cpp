@@ -7,7 +7,8 @@
 #include <cerrno>
 #include <system_error>
 
-#include "Command.h"
+#include "Errors.h"
+#include "Terminal.h"
 
 namespace kxtool {
 namespace {
@@ -62,6 +63,11 @@ void Write(std::span<const std::byte> bytes) {
 }
 
 void Write(std::string_view text) { Write(std::as_bytes(std::span(text))); }
+
+void Show(std::string_view text) {
+    if (OutputIsTerminal()) return Write(EscapedLines(text));
+    Write(text);
+}
 
 void Flush() {
     if (std::fflush(stdout) != 0) throw OutputFailed(fmt::format("cannot write the output: {}", Reason(errno)));

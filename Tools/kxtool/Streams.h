@@ -44,6 +44,9 @@ class Input {
 void Write(std::span<const std::byte> bytes);
 void Write(std::string_view text);
 
+/// Writes text for people: on a terminal, the characters that it would obey are escaped. Lines stay lines.
+void Show(std::string_view text);
+
 /// Writes out what is still buffered. main does this before it reports success, so that a full disk is not taken for
 /// it.
 void Flush();

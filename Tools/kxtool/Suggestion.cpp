@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "Command.h"
+#include "Errors.h"
 #include "TextSearch.h"
 
 namespace kxtool {

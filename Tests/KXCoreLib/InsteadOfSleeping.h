@@ -17,6 +17,7 @@ class InsteadOfSleeping {
         doInstead() = std::move(action);
         vfs_.zName = "sleepless";
         vfs_.xSleep = [](sqlite3_vfs*, int microseconds) {
+            milliseconds = microseconds / 1000;
             doInstead()();
             return microseconds;
         };
@@ -29,6 +30,9 @@ class InsteadOfSleeping {
     }
     InsteadOfSleeping(const InsteadOfSleeping&) = delete;
     InsteadOfSleeping& operator=(const InsteadOfSleeping&) = delete;
+
+    /// How long this thread would have slept last.
+    static inline thread_local int milliseconds = 0;
 
   private:
     static std::function<void()>& doInstead() {

@@ -309,6 +309,36 @@ TEST_F(StreamSharingTest, ARefusedAppendLetsTheOtherConnectionCommitAndTheNextAp
     EXPECT_EQ(texts(), (Texts{"1", "theirs", "3"}));
 }
 
+TEST_F(StreamSharingTest, WaitsForALockedFileAMomentThenLongerAndASecondInAll) {
+    std::vector<int> delays;
+    const InsteadOfSleeping note([&] { delays.push_back(InsteadOfSleeping::milliseconds); });
+    open();
+    append("1");
+    storage->syncStorage();
+    OtherConnection other(path);
+    ASSERT_EQ(other.execute("BEGIN EXCLUSIVE"), SQLITE_OK);
+    const std::vector<int> expected = {1, 2, 5, 10, 15, 20, 25, 25, 25, 50, 50, 100, 100, 100, 100, 100, 100, 100, 100};
+    append("refused");
+    EXPECT_EQ(delays, expected);
+    delays.clear();
+    EXPECT_EQ(storage->getFirstItemID(), 0u) << "it cannot be read";
+    EXPECT_EQ(delays, expected) << "every operation begins anew";
+}
+
+TEST_F(StreamSharingTest, ARefusedAppendLeavesThoseThatArePending) {
+    open();
+    storage->closeStorage();
+    execute(
+        "CREATE TRIGGER refuse BEFORE INSERT ON stream01 WHEN CAST(NEW.attributes AS TEXT) LIKE '%refused%' "
+        "BEGIN SELECT RAISE(FAIL, 'no'); END");
+    open();
+    append("1");
+    append("refused");
+    append("2");
+    storage->syncStorage();
+    EXPECT_EQ(texts(), (Texts{"1", "2"}));
+}
+
 TEST_F(StreamSharingTest, AnAppendInReadOnlyModeKeepsNobodyFromWriting) {
     open();
     append("1");

@@ -215,6 +215,25 @@ icu::LocalUNumberFormatPointer KXPlatform::openNumberFormat(const __CFLocale& lo
     return opened;
 }
 
+bool KXPlatform::applyPattern(UNumberFormat* icu, const char16_t* units, std::int32_t length) noexcept {
+    // ICU has a meaning for "~" that its parser does not know: it ends the process (seen in version 72). The sign
+    // itself is what the caller means, and that is written in quotes.
+    const std::unique_ptr<char16_t[]> quoted(new (std::nothrow) char16_t[3 * static_cast<std::size_t>(length) + 1]);
+    if (!quoted) return false;
+    std::int32_t size = 0;
+    bool isQuoted = false;
+    for (std::int32_t i = 0; i < length; ++i) {
+        const bool isTilde = units[i] == u'~' && !isQuoted;
+        if (units[i] == u'\'') isQuoted = !isQuoted;
+        if (isTilde) quoted[static_cast<std::size_t>(size++)] = u'\'';
+        quoted[static_cast<std::size_t>(size++)] = units[i];
+        if (isTilde) quoted[static_cast<std::size_t>(size++)] = u'\'';
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    unum_applyPattern(icu, false, quoted.get(), size, nullptr, &status);
+    return U_SUCCESS(status);
+}
+
 CFTypeID CFNumberFormatterGetTypeID() { return number(TypeID::NumberFormatter); }
 
 CFNumberFormatterRef CFNumberFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
@@ -248,10 +267,7 @@ void CFNumberFormatterSetFormat(CFNumberFormatterRef formatter, CFStringRef form
     if (!numberFormatter(formatter) || !formatter->hasPattern() || !isOfType(formatString, TypeID::String)) return;
     if (!fitsICU(formatString->length)) return;
     const ParsedText pattern(view(formatString));
-    UErrorCode status = U_ZERO_ERROR;
-    if (!pattern.units()) return;
-    unum_applyPattern(formatter->icu.getAlias(), false, pattern.units(), pattern.length(), nullptr, &status);
-    if (U_FAILURE(status)) return;
+    if (!pattern.units() || !applyPattern(formatter->icu.getAlias(), pattern.units(), pattern.length())) return;
     formatter->format = {};
     formatter->factor = 1;
 }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 using namespace KXPlatform;
 
@@ -146,6 +147,10 @@ void set(UNumberFormat* icu, const Property& property, CFTypeRef value) noexcept
                 // ICU takes the first three units for the code, whatever there is, and pads with one character.
                 if (property.code == UNUM_CURRENCY_CODE && length != 3) return;
                 if (property.code == UNUM_PADDING_CHARACTER && length == 0) return;
+                // In a prefix or suffix ICU ends the process over it (applyPattern); there are no quotes to put it in.
+                if (std::u16string_view(units, static_cast<std::size_t>(length)).find(u'~') !=
+                    std::u16string_view::npos)
+                    return;
                 unum_setTextAttribute(icu, static_cast<UNumberFormatTextAttribute>(property.code), units, length,
                                       &status);
             });

@@ -11,6 +11,7 @@
 #include <unicode/localpointer.h>
 #include <unicode/unum.h>
 
+#include <cstdint>
 #include <utility>
 
 namespace KXPlatform {
@@ -18,6 +19,8 @@ extern const Class kNumberFormatterClass;
 
 /// ICU's formatter for a style in `locale`; null when there is no such style, or no memory.
 icu::LocalUNumberFormatPointer openNumberFormat(const __CFLocale& locale, CFNumberFormatterStyle style) noexcept;
+/// Sets a pattern. False, and nothing changed, where it is none or memory is short.
+bool applyPattern(UNumberFormat* icu, const char16_t* units, std::int32_t length) noexcept;
 }  // namespace KXPlatform
 
 struct __CFNumberFormatter : KXPlatform::Object {

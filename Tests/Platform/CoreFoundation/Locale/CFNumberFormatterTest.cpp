@@ -189,6 +189,22 @@ TEST(CFNumberFormatter, TakesAFormat) {
     EXPECT_EQ(property(one, kCFNumberFormatterDefaultFormat), "#,##0.###");
 }
 
+// ICU 72 ends the process where it parses by a pattern with a "~" outside of quotes.
+TEST(CFNumberFormatter, TakesATildeForWhatItIs) {
+    for (const CFStringRef pattern : {CFSTR("~0"), CFSTR("'~'0"), CFSTR("0;~0")}) {
+        const auto one = formatter("en_US", kCFNumberFormatterDecimalStyle);
+        CFNumberFormatterSetFormat(one, pattern);
+        EXPECT_EQ(parse(one, format(one, 5).c_str()).value, 5);
+    }
+    for (const CFNumberFormatterKey key : {kCFNumberFormatterPositivePrefix, kCFNumberFormatterPositiveSuffix,
+                                           kCFNumberFormatterNegativePrefix, kCFNumberFormatterNegativeSuffix}) {
+        const auto one = formatter("en_US", kCFNumberFormatterDecimalStyle);
+        set(one, key, "~");  // is refused
+        EXPECT_EQ(format(one, -5), "-5");
+        EXPECT_EQ(parse(one, "5").value, 5);
+    }
+}
+
 TEST(CFNumberFormatter, HasNoFormatForNumbersInWords) {
     const auto words = formatter("en_US", kCFNumberFormatterSpellOutStyle);
     EXPECT_EQ(CFNumberFormatterGetFormat(words), nullptr);

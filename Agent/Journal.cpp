@@ -260,12 +260,18 @@ bool Journal::discardThrough(unsigned long long id) {
     try {
         std::optional<long long> first = file_->inspector().firstID();
         // The more is discarded at once, the more room that takes beside the file.
-        for (unsigned long long through = id; first && firstOf(first) <= through;) {
+        for (unsigned long long through = id; first && firstOf(first) <= id;) {
             storage_.discardItemsWithIDLessThanOrEqualTo(through);
-            const std::optional<long long> now = file_->inspector().firstID();
-            if (!now || firstOf(now) > through) return through == id;
-            if (through == firstOf(first)) return false;
-            through = firstOf(first) + (through - firstOf(first)) / 2;
+            const unsigned long long begin = firstOf(first), atOnce = through - begin;
+            first = file_->inspector().firstID();
+            if (!first || firstOf(first) > id) return true;
+            if (firstOf(first) != begin) {
+                through = std::min(id, firstOf(first) + atOnce);
+            } else if (atOnce == 0) {
+                return false;
+            } else {
+                through = begin + atOnce / 2;
+            }
         }
         return true;
     } catch (const StreamError&) {

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
 #include <utility>
@@ -96,10 +97,14 @@ void Presence::rewrite() {
     unlink(fresh.c_str());
     std::string text = boot_ + "\n";
     for (const auto& [place, identity] : devices_) text += lineOf(place, identity);
-    const int file = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600);
+    int file = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600);
     isBehind_ = file < 0 || write(file, text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
                 rename(fresh.c_str(), path_.c_str()) != 0;
-    if (isBehind_) unlink(fresh.c_str());
+    if (isBehind_) {
+        // An open file takes room on the disk although it has no name any more.
+        unlink(fresh.c_str());
+        if (file >= 0) close(std::exchange(file, -1));
+    }
     if (file_ >= 0) close(file_);
     file_ = file;
     lines_ = devices_.size();
@@ -107,7 +112,8 @@ void Presence::rewrite() {
 
 bool Presence::hasRoom() const {
     struct statvfs disk {};
-    if (fstatvfs(file_, &disk) != 0) return false;
+    const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
+    if (statvfs(folder.empty() ? "." : folder.c_str(), &disk) != 0) return false;
     return disk.f_bavail * disk.f_frsize > kStreamsRoom;
 }
 

@@ -51,7 +51,7 @@ TEST_F(AuditSum, CountsByUserDeviceComputerTypeAndHour) {
                                 "first     2026-11-15T16:02:42.123Z\nlast      2026-11-16T08:30:00.000Z\n"))
         << outcome.out;
     for (const char* const row :
-         {"\nUser            records    refused    granted\nalice", "\nbob", "\nUSB port", "\nHOST", "\nasuccess",
+         {"\nUser     records    refused    granted\nalice", "\nbob", "\nUSB port", "\nHOST", "\nasuccess",
           "\nHour (UTC)    records    refused    granted\n08:00               2          0          2  "
           "████████████████████████\n"
           "16:00               2          1          1  ████████████████████████\n"}) {

@@ -34,8 +34,7 @@ void XMLReader::run() {
         if (!isEnded_) end();
         if (!isEnded_) parser_.status = kCFXMLStatusParseSuccessful;
     }
-    parser_.location = location();
-    parser_.line = line();
+    if (!parser_.wasAborted) notePlace();
     sources_.clear();
     if (isOutOfMemory_) throw std::bad_alloc();
 }
@@ -60,8 +59,14 @@ void XMLReader::abort(CFXMLParserStatusCode code, CFStringRef description) noexc
     if (isEnded_ || parser_.status != kCFXMLStatusParseInProgress) return;
     parser_.status = code;
     parser_.wasAborted = true;
+    notePlace();  // expat is past the structure once it has been stopped
     parser_.description = XMLString::adopting(description ? CFStringCreateCopy(nullptr, description) : nullptr);
     stop();
+}
+
+void XMLReader::notePlace() noexcept {
+    parser_.location = location();
+    parser_.line = line();
 }
 
 void XMLReader::stop() noexcept {

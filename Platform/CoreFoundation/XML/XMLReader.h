@@ -79,6 +79,7 @@ class XMLReader {
     CFXMLElementInfo elementInfo(const XML_Char** attributes, bool isEmpty);
     std::string_view raw() const noexcept;
     void parse(const Source& source);
+    void notePlace() noexcept;
     void stop() noexcept;
     void fail(XML_Error error);
     CFXMLParserStatusCode codeOf(XML_Error error) const noexcept;

@@ -138,7 +138,7 @@ void RecordScanner::seek() {
 void RecordScanner::fill() {
     if (atEnd_) return;
     const std::size_t kept = left();
-    std::memmove(buffer_.data(), buffer_.data() + at_, kept);
+    if (kept != 0) std::memmove(buffer_.data(), buffer_.data() + at_, kept);
     base_ += at_;
     at_ = 0;
     buffer_.resize(std::max(kept + piece_, wanted_));

@@ -7,6 +7,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -125,7 +126,9 @@ class Recorder {
         recorder.calls.push_back("create " + shown(CFXMLNodeGetString(node)));
         recorder.lines.push_back(shown(node));
         ++recorder.open;
-        return new Structure{shown(CFXMLNodeGetString(node)), 0, recorder.lines.size() - 1};
+        recorder.structures_.push_back(
+            std::make_unique<Structure>(Structure{shown(CFXMLNodeGetString(node)), 0, recorder.lines.size() - 1}));
+        return recorder.structures_.back().get();
     }
     static void addChild(CFXMLParserRef, void* parent, void* child, void* info) {
         auto* const added = static_cast<Structure*>(child);
@@ -137,7 +140,6 @@ class Recorder {
     static void end(CFXMLParserRef, void* structure, void* info) {
         self(info).calls.push_back("end " + static_cast<Structure*>(structure)->name);
         --self(info).open;
-        delete static_cast<Structure*>(structure);
     }
     static CFDataRef resolve(CFXMLParserRef, CFXMLExternalID* id, void* info) {
         return self(info).entity ? self(info).entity(id) : nullptr;
@@ -148,6 +150,7 @@ class Recorder {
     }
 
     Holder<CFXMLParserRef> parser_;
+    std::vector<std::unique_ptr<Structure>> structures_;
 };
 
 }  // namespace XMLTesting

@@ -77,9 +77,10 @@ class Columns {
         Row row;
         row.time = TimeOf(record.get_date_str());
         for (std::size_t i = 0; i < std::size(kTextColumns); ++i) {
+            const auto get = kTextColumns[i].get;
             // The date's own text is only of use where it is no time.
             const bool isNeedless = i == 0 && row.time;
-            row.texts[i] = strings_.indexOf(isNeedless ? "" : (record.*kTextColumns[i].get)());
+            row.texts[i] = strings_.indexOf(isNeedless ? "" : (record.*get)());
         }
         row.record = record.get_record_id();
         row.event = record.get_event_id();

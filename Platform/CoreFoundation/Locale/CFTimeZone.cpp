@@ -213,7 +213,9 @@ ZoneData::Period periodAt(const __CFTimeZone* zone, CFAbsoluteTime at) noexcept 
 std::optional<std::int64_t> nextSavingChange(const ZoneData& zone, std::int64_t time) noexcept {
     const ZoneData::Period now = zone.at(time);
     ZoneData::Period period = now;
-    while (period.end != std::numeric_limits<std::int64_t>::max()) {
+    // A rule repeats within 400 years: one that has not changed the saving after so many changes never does.
+    constexpr int kMostChanges = 20'000;
+    for (int i = 0; i < kMostChanges && period.end != std::numeric_limits<std::int64_t>::max(); ++i) {
         const ZoneData::Period next = zone.at(period.end);
         if (next.saving != now.saving) return period.end;
         if (next.end <= period.end) break;

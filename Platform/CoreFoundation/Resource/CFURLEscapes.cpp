@@ -38,6 +38,12 @@ using Text = Retained<const __CFString>;
 
 /// The text of some bytes; null when they are none.
 Text decoded(std::string_view bytes, CFStringEncoding encoding) noexcept {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    if (encoding == kCFStringEncodingUTF8 && bytes.starts_with(kMark)) {
+        // A character like any other here, and no byte order mark to be left out: alone, so that none follows it.
+        constexpr UniChar kNoBreak = 0xFEFF;
+        return Text::adopting(bytes == kMark ? CFStringCreateWithCharacters(nullptr, &kNoBreak, 1) : nullptr);
+    }
     return Text::adopting(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
                                                   static_cast<CFIndex>(bytes.size()), encoding, false));
 }
@@ -48,10 +54,9 @@ constexpr std::size_t kLongestCharacter = 8;  ///< bytes, in any encoding
 /// each may be one to be left as it is.
 bool appendDecoded(std::u16string& out, std::string_view bytes, TextView source, CFStringEncoding encoding,
                    TextView leave) {
-    if (leave.length == 0) {
-        const Text all = decoded(bytes, encoding);
-        if (all) append(out, view(all.get()));
-        return static_cast<bool>(all);
+    if (const Text all = leave.length == 0 ? decoded(bytes, encoding) : Text()) {
+        append(out, view(all.get()));
+        return true;
     }
     std::size_t at = 0;
     while (at < bytes.size()) {

@@ -22,7 +22,7 @@ void _FileDescriptorCallBack(CFFileDescriptorRef, CFOptionFlags, void* info) {
     call_bridged_source<RunLoopSourceFileDescriptor>(info);
 }
 
-/// The platform ignores the null object that it is handed then; without a word nobody would find out why no event
+/// The platform ignores the null object that it is handed then; without a log line nobody would find out why no event
 /// comes.
 void logUninitialized(const char* source) noexcept {
     LogLine("%s::scheduleWithRunLoop: the source was not initialized, nothing is scheduled\n", source);

@@ -1,6 +1,6 @@
 #pragma once
 
-// A conversion that says what it cannot convert, and where: beside the library's, which drops it without a word.
+// A conversion that says what it cannot convert, and where: beside the library's, which drops it silently.
 
 #include <cstddef>
 #include <functional>

@@ -26,7 +26,7 @@ void askAt(CFTimeZoneRef zone, CFAbsoluteTime at) {
     const CFAbsoluteTime next = CFTimeZoneGetNextDaylightSavingTimeTransition(zone, at);
     if (next != 0) {
         require(next > at);
-        if (next > 1e15) return;  // where seconds are not told apart
+        if (next > 1e15 || next < -1e15) return;  // where seconds are not told apart
         require(CFTimeZoneGetDaylightSavingTimeOffset(zone, next) != saving);
         require(CFTimeZoneGetDaylightSavingTimeOffset(zone, next - 1) == saving);
     }

@@ -637,10 +637,12 @@ TEST_F(RunLoopSources, EndOnAnyThreadWhileTheirEventsArrive) {
                 for (int i = 0; i < 300; ++i) {
                     const CFRunLoopRef loop = (i + t) % 2 ? first.loop() : second.loop();
                     const EventPort port(0);
-                    const Pipe pipe;
+                    // Closed once nothing watches it any more, wherever the source ends.
+                    const auto pipe = std::make_shared<Pipe>();
                     auto timer = make<Timer>(CFAbsoluteTimeGetCurrent(), i % 2 ? 0.00001 : 0.0);
                     auto event = make<Event>(port);
-                    auto descriptor = make<Descriptor>(pipe.ends[1]);
+                    const boost::shared_ptr<Probe<Descriptor>> descriptor(
+                        new Probe<Descriptor>(pipe->ends[1]), [pipe](Probe<Descriptor>* ended) { delete ended; });
                     timer->action = event->action = descriptor->action = count;
                     Timer::initialize(timer);
                     Event::initialize(event);

@@ -304,6 +304,15 @@ TEST(CFTimeZone, KnowsDaylightSavingTimeThatTurnsClocksBack) {
     EXPECT_EQ(CFTimeZoneGetDaylightSavingTimeOffset(howe, since1970(kWinter2024)), 1800);
 }
 
+TEST(CFTimeZone, FindsNoChangeWhereNoneOfTheRulesChangesTheSaving) {
+    // The fuzzer's: changes for ever, and the saving is the same after each.
+    const auto zone = zoneOfRule("AAA0BBB0,M3.1.0,M11.1.0");
+    ASSERT_TRUE(zone);
+    const CFTimeInterval saving = CFTimeZoneGetDaylightSavingTimeOffset(zone, 0);
+    const CFAbsoluteTime next = CFTimeZoneGetNextDaylightSavingTimeTransition(zone, 0);
+    EXPECT_TRUE(next == 0 || CFTimeZoneGetDaylightSavingTimeOffset(zone, next) != saving) << next;
+}
+
 TEST(CFTimeZone, HoldsAtTheEndsOfTime) {
     const auto berlin = zoneNamed("Europe/Berlin");
     for (const double at : {1e17, 1e300, std::numeric_limits<double>::infinity(), std::nan("")}) {

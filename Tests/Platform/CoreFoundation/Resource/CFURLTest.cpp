@@ -452,6 +452,10 @@ TEST(CFURLEscapes, AreReplacedButForTheCharactersGiven) {
               "\xC3\xA4"
               "A");
     EXPECT_EQ(replaced("%25%34%31", CFSTR("")), "%41");
+    for (const char* const leave : {"", "/"}) {  // no byte order mark, which would be left out
+        EXPECT_EQ(replaced("%EF%BB%BF", text(leave)), "\xEF\xBB\xBF");
+        EXPECT_EQ(replaced("a%EF%BB%BF%25%EF%BB%BF", text(leave)), "a\xEF\xBB\xBF%\xEF\xBB\xBF");
+    }
     EXPECT_EQ(taken(CFURLCreateStringByReplacingPercentEscapes(nullptr, CFSTR("%41%2F"), CFSTR("/"))), "A%2F");
     EXPECT_EQ(taken(CFURLCreateStringByReplacingPercentEscapes(nullptr, CFSTR("plain"), CFSTR(""))), "plain");
 }
